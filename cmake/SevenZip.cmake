@@ -1,0 +1,81 @@
+# 7-Zip's archive code, from its own source tree outside of this one: extraction only, with just the
+# formats, codecs and the hasher that the library registers.
+
+set(MENDLOFT_7ZIP_SOURCE_DIR "" CACHE PATH "The unpacked source of 7-Zip (the folder that holds C and CPP)")
+set(sevenzip_dir "${MENDLOFT_7ZIP_SOURCE_DIR}")
+if(NOT sevenzip_dir)
+    if(DEFINED ENV{MENDLOFT_CACHE_DIR})
+        set(sevenzip_dir "$ENV{MENDLOFT_CACHE_DIR}/7zip")
+    elseif(DEFINED ENV{XDG_CACHE_HOME})
+        set(sevenzip_dir "$ENV{XDG_CACHE_HOME}/mendloft/7zip")
+    else()
+        set(sevenzip_dir "$ENV{HOME}/.cache/mendloft/7zip")
+    endif()
+endif()
+if(NOT EXISTS "${sevenzip_dir}/CPP/7zip/Archive/IArchive.h")
+    message(FATAL_ERROR "7-Zip's source is not at ${sevenzip_dir}: run scripts/setup, or name its folder "
+                        "with -DMENDLOFT_7ZIP_SOURCE_DIR=<folder>")
+endif()
+
+function(sevenzip_files result folder extension)
+    list(TRANSFORM ARGN PREPEND "${sevenzip_dir}/${folder}/")
+    list(TRANSFORM ARGN APPEND ".${extension}")
+    set(${result} ${${result}} ${ARGN} PARENT_SCOPE)
+endfunction()
+
+sevenzip_files(sources C c
+    7zCrc 7zCrcOpt 7zStream Aes AesOpt Alloc Bcj2 Bra Bra86 CpuArch Delta Lzma2Dec Lzma2DecMt LzmaDec
+    MtDec Ppmd8 Ppmd8Dec Ppmd8Enc Sha1 Sha1Opt Sha256 Sha256Opt SwapBytes Threads Xxh64 Xz XzCrc64
+    XzCrc64Opt XzDec XzIn ZstdDec)
+sevenzip_files(sources CPP/Common cpp
+    CRC CrcReg IntToString MyString Sha1Prepare Sha256Prepare StringConvert StringToInt UTFConvert
+    Wildcard XzCrc64Init)
+sevenzip_files(sources CPP/Windows cpp
+    PropVariant PropVariantUtils System TimeUtils)
+sevenzip_files(sources CPP/7zip/Common cpp
+    CWrappers CreateCoder FilterCoder InBuffer LimitedStreams MethodProps OutBuffer ProgressUtils
+    PropId StreamBinder StreamObjects StreamUtils VirtThread)
+sevenzip_files(sources CPP/7zip/Archive cpp
+    ArchiveExports DllExports2 LzmaHandler XzHandler)
+sevenzip_files(sources CPP/7zip/Archive/7z cpp
+    7zDecode 7zExtract 7zHandler 7zIn 7zProperties 7zRegister)
+sevenzip_files(sources CPP/7zip/Archive/Cab cpp
+    CabBlockInStream CabHandler CabHeader CabIn CabRegister)
+sevenzip_files(sources CPP/7zip/Archive/Common cpp
+    CoderMixer2 DummyOutStream HandlerOut ItemNameUtils OutStreamWithCRC)
+sevenzip_files(sources CPP/7zip/Compress cpp
+    Bcj2Coder Bcj2Register BcjCoder BcjRegister BitlDecoder ByteSwap CodecExports CopyCoder
+    CopyRegister Deflate64Register DeflateDecoder DeflateRegister DeltaFilter ImplodeDecoder
+    LzOutWindow LzfseDecoder Lzma2Decoder Lzma2Register LzmaDecoder LzmaRegister LzxDecoder PpmdZip
+    QuantumDecoder ShrinkDecoder XzDecoder ZstdDecoder)
+sevenzip_files(sources CPP/7zip/Crypto cpp
+    7zAes 7zAesRegister HmacSha1 MyAes MyAesReg Pbkdf2HmacSha1 RandGen WzAes ZipCrypto ZipStrong)
+sevenzip_files(zip_sources CPP/7zip/Archive/Zip cpp
+    ZipHandler ZipIn ZipItem ZipRegister)
+
+# An object library, because a static one would drop the files whose only use is to register a format
+# or a codec from a static constructor.
+add_library(sevenzip OBJECT ${sources} ${zip_sources} "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_update_stub.cpp")
+
+# Z7_ST: the coders, and so the extraction callbacks, run on the caller's thread.
+set(sevenzip_definitions Z7_EXTRACT_ONLY Z7_ST UNICODE _UNICODE)
+target_compile_definitions(sevenzip PRIVATE ${sevenzip_definitions})
+target_include_directories(sevenzip PRIVATE "${sevenzip_dir}/CPP")
+target_compile_options(sevenzip PRIVATE $<IF:$<BOOL:${MSVC}>,/w,-w>)
+
+# The Zip reader's header names two things that an extract-only build leaves out. Building these files
+# without Z7_EXTRACT_ONLY would give them other class layouts than the rest of 7-Zip has.
+set(zip_shim "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_shim.h")
+set_source_files_properties(${zip_sources} "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_update_stub.cpp" PROPERTIES
+    COMPILE_OPTIONS "$<IF:$<BOOL:${MSVC}>,/FI,-include>;${zip_shim}"
+    OBJECT_DEPENDS "${zip_shim}")
+
+# The entry point of 7-Zip's own DLL steps aside for ours.
+set_source_files_properties("${sevenzip_dir}/CPP/7zip/Archive/DllExports2.cpp" PROPERTIES
+    COMPILE_DEFINITIONS DllMain=SevenZipDllMain)
+
+# Whoever links `sevenzip_objects` links every object of it and the system libraries they call.
+add_library(sevenzip_objects INTERFACE)
+target_sources(sevenzip_objects INTERFACE $<TARGET_OBJECTS:sevenzip>)
+target_link_libraries(sevenzip_objects INTERFACE oleaut32 uuid user32)
+target_include_directories(sevenzip_objects SYSTEM INTERFACE "${sevenzip_dir}/CPP")

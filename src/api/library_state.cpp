@@ -1,0 +1,5 @@
+#include "api/library_state.h"
+
+HMODULE g_libraryModule = nullptr;
+std::wstring StagedUsbInfPath;
+std::wstring StagedNetInfPath;

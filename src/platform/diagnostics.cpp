@@ -1,0 +1,33 @@
+#include "platform/diagnostics.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cwchar>
+
+// The bounds-checked formatters are the ones that every Windows C runtime formats alike; mingw-w64
+// replaces the plain ones by versions of its own, to which a wide %s means a narrow string.
+
+void DebugLog(const wchar_t* format, ...) {
+    std::array<wchar_t, 4096> message{};
+    va_list arguments;
+    va_start(arguments, format);
+    (void)vswprintf_s(message.data(), message.size(), format, arguments);
+    va_end(arguments);
+    ::OutputDebugStringW(message.data());
+}
+
+void ConsolePrintW(const wchar_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    (void)vfwprintf_s(stdout, format, arguments);
+    va_end(arguments);
+}
+
+int ConsolePrintA(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int written = vfprintf_s(stdout, format, arguments);
+    va_end(arguments);
+    return written;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+#include "platform/unique_handle.h"
+
+// Calls `visit` with the WIN32_FIND_DATAW of every entry that matches `pattern`, in the order in which
+// the system lists them, "." and ".." included. Returns false when the listing cannot be opened.
+template <typename Visit>
+bool ForEachEntry(const std::wstring& pattern, Visit visit) {
+    WIN32_FIND_DATAW entry{};
+    const UniqueFind search(::FindFirstFileW(pattern.c_str(), &entry));
+    if (!search) return false;
+    do {
+        visit(entry);
+    } while (::FindNextFileW(search.Get(), &entry));
+    return true;
+}
+
+[[nodiscard]] inline bool IsDirectory(const WIN32_FIND_DATAW& entry) {
+    return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}

@@ -1,0 +1,42 @@
+#include "platform/os_probes.h"
+
+namespace {
+
+template <typename Function>
+Function LookUp(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+}
+
+}  // namespace
+
+std::int32_t GetOsVersion(RTL_OSVERSIONINFOW& version) {
+    using RtlGetVersion = LONG(WINAPI*)(RTL_OSVERSIONINFOW*);
+    static_assert(sizeof(RTL_OSVERSIONINFOW) == 276);
+
+    const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
+    if (ntdll == nullptr) return 0;
+    const auto rtlGetVersion = LookUp<RtlGetVersion>(ntdll, "RtlGetVersion");
+    if (rtlGetVersion == nullptr) return 0;
+
+    version.dwOSVersionInfoSize = sizeof(version);
+    (void)rtlGetVersion(&version);
+    return 1;
+}
+
+bool IsOs64Bit() {
+    using GetNativeSystemInfo = void(WINAPI*)(SYSTEM_INFO*);
+
+    SYSTEM_INFO info{};
+    const auto getNativeSystemInfo =
+        LookUp<GetNativeSystemInfo>(::GetModuleHandleW(L"kernel32"), "GetNativeSystemInfo");
+    if (getNativeSystemInfo != nullptr) {
+        getNativeSystemInfo(&info);
+    } else {
+        ::GetSystemInfo(&info);
+    }
+
+    // ARM64 is left out on purpose: there is no ARM64 driver package, and such a system is given the
+    // x86 paths throughout.
+    return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64 ||
+           info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_IA64;
+}

@@ -1,0 +1,32 @@
+#include "platform/processes.h"
+
+#include <windows.h>
+#include <tlhelp32.h>
+
+#include <string_view>
+
+#include "platform/unique_handle.h"
+
+namespace {
+
+void EndProcess(DWORD id) {
+    constexpr UINT exitCode = 9;
+    const UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, id));
+    if (process) (void)::TerminateProcess(process.Get(), exitCode);
+}
+
+}  // namespace
+
+void KillWerFault() {
+    // Not checked: with a failed snapshot the first query below fails and nothing is ended.
+    const UniqueFile snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPALL, 0));
+
+    PROCESSENTRY32W entry{};
+    static_assert(sizeof(entry) == 556);
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more;
+         more = ::Process32NextW(snapshot.Get(), &entry)) {
+        // Compared case-sensitively: this is the spelling of Windows' own program.
+        if (std::wstring_view(entry.szExeFile) == L"WerFault.exe") EndProcess(entry.th32ProcessID);
+    }
+}

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <windows.h>
+
+#include <utility>
+
+// Owns one system resource and gives it back when it goes out of scope.
+//
+// `Traits` names the resource: `Value` is its type, `Empty()` the value that stands for "none", and
+// `Close(value)` gives it back. Closing leaves the thread's last error as it was, because callers
+// often turn that into their result after the owner is gone.
+template <typename Traits>
+class Unique {
+public:
+    using Value = typename Traits::Value;
+
+    Unique() noexcept = default;
+    explicit Unique(Value value) noexcept : value_(value) {}
+    Unique(Unique&& other) noexcept : value_(other.Detach()) {}
+    Unique& operator=(Unique&& other) noexcept {
+        if (this != &other) Reset(other.Detach());
+        return *this;
+    }
+    ~Unique() { Reset(); }
+
+    [[nodiscard]] Value Get() const noexcept { return value_; }
+    explicit operator bool() const noexcept { return value_ != Traits::Empty(); }
+
+    // Gives up ownership and returns the value.
+    [[nodiscard]] Value Detach() noexcept { return std::exchange(value_, Traits::Empty()); }
+
+    void Reset(Value value = Traits::Empty()) noexcept {
+        const Value old = std::exchange(value_, value);
+        if (old == Traits::Empty()) return;
+        const DWORD error = ::GetLastError();
+        Traits::Close(old);
+        ::SetLastError(error);
+    }
+
+    // The place for a function that returns the resource through a pointer; what was held is closed.
+    [[nodiscard]] Value* Receive() noexcept {
+        Reset();
+        return &value_;
+    }
+
+private:
+    Value value_ = Traits::Empty();
+};
+
+// Handles of CloseHandle whose "none" is null: processes, threads, tokens.
+struct KernelHandleTraits {
+    using Value = HANDLE;
+    static Value Empty() noexcept { return nullptr; }
+    static void Close(Value value) noexcept { ::CloseHandle(value); }
+};
+using UniqueHandle = Unique<KernelHandleTraits>;
+
+// Handles of CloseHandle whose "none" is INVALID_HANDLE_VALUE: files and Toolhelp snapshots.
+struct FileHandleTraits {
+    using Value = HANDLE;
+    static Value Empty() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Close(Value value) noexcept { ::CloseHandle(value); }
+};
+using UniqueFile = Unique<FileHandleTraits>;
+
+struct FindHandleTraits {
+    using Value = HANDLE;
+    static Value Empty() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Close(Value value) noexcept { ::FindClose(value); }
+};
+using UniqueFind = Unique<FindHandleTraits>;
+
+struct SidTraits {
+    using Value = PSID;
+    static Value Empty() noexcept { return nullptr; }
+    static void Close(Value value) noexcept { ::FreeSid(value); }
+};
+using UniqueSid = Unique<SidTraits>;
+
+// Memory that a system call allocated with LocalAlloc.
+template <typename T>
+struct LocalMemoryTraits {
+    using Value = T*;
+    static Value Empty() noexcept { return nullptr; }
+    static void Close(Value value) noexcept { ::LocalFree(value); }
+};
+template <typename T>
+using UniqueLocal = Unique<LocalMemoryTraits<T>>;

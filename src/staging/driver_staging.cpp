@@ -1,0 +1,68 @@
+#include "staging/driver_staging.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cwchar>
+
+#include "api/fix_helper.h"
+#include "api/library_state.h"
+#include "archive/seven_zip_extractor.h"
+#include "platform/paths.h"
+#include "platform/unique_handle.h"
+
+namespace {
+
+using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
+
+constexpr WORD kDriverResource = 102;
+
+// Appends `text` if there is room for all of it.
+bool Append(PathBuffer& path, const wchar_t* text) {
+    const std::size_t length = std::wcslen(path.data());
+    const std::size_t added = std::wcslen(text);
+    if (length + added >= path.size()) return false;
+    std::wmemcpy(path.data() + length, text, added);
+    return true;
+}
+
+// The system leaves the buffer as it was when a temporary directory does not fit.
+bool GetTemporaryDirectory(PathBuffer& path) {
+    const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
+    return length > 0 && length <= MAX_PATH;
+}
+
+bool Unpack(const PathBuffer& archive, const PathBuffer& folder) {
+    SevenZip::SevenZipExtractor extractor;
+    (void)extractor.SetArchivePath(archive.data());
+    return extractor.ExtractTo(folder.data(), nullptr) == 0;
+}
+
+}  // namespace
+
+bool FixHelper::StageDriverPackage() {
+    PathBuffer folder{};
+    if (!GetTemporaryDirectory(folder) || !Append(folder, L"mendloft")) return false;
+    if (!FileOrFolderExists(folder.data())) (void)::CreateDirectoryW(folder.data(), nullptr);
+
+    PathBuffer archive = folder;
+    if (!Append(archive, L"\\driver.7z") || !WriteDriverResource(archive.data())) return false;
+    if (!Unpack(archive, folder)) return false;
+
+    stagingDir = folder.data();
+    return true;
+}
+
+bool WriteDriverResource(const std::wstring& path) {
+    const UniqueFile file(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
+                                        CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return false;
+
+    const HRSRC resource =
+        ::FindResourceW(g_libraryModule, MAKEINTRESOURCEW(kDriverResource), L"DRIVER");
+    const void* bytes = ::LockResource(::LoadResource(g_libraryModule, resource));
+    const DWORD size = ::SizeofResource(g_libraryModule, resource);
+    DWORD written = 0;
+    (void)::WriteFile(file.Get(), bytes, size, &written, nullptr);
+    return true;
+}
