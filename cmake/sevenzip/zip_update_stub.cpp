@@ -1,5 +1,5 @@
-// The Zip handler's updating half, which an extract-only build does not contain. The handler's virtual
-// tables still name it; nobody here calls it.
+// The Zip handler's updating half, which an extract-only build does not contain. The handler's
+// virtual tables still name it; nobody here calls it.
 #include "7zip/Archive/Zip/ZipHandler.h"
 
 namespace NArchive::NZip {

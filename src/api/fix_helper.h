@@ -5,17 +5,17 @@
 #include <cstdint>
 #include <string>
 
-// What one repair or setup call works on: the driver-store folders of this system and the folder into
-// which the driver package was unpacked. Each exported call makes one, in shared ownership, and drops
-// it at its end. The bodies of the routines lie in the folder of their subject.
+// What one repair or setup call works on: the driver-store folders of this system and the folder
+// into which the driver package was unpacked. Each exported call makes one, in shared ownership,
+// and drops it at its end. The bodies of the routines lie in the folder of their subject.
 class FixHelper {
 public:
     enum FixResult : std::int32_t {
-        kDone = 0,           // staged, and nothing else was asked; or every driver-store folder is gone
-        kFailed = 1,         // staging failed, or a driver-store folder outlived its removal
-        kOldSystem = 2,      // Windows is older than Vista; nothing was touched
-        kFoldersBuilt = 4,   // the driver-store folders were created, secured and filled, as far as
-                             // the system let it
+        kDone = 0,       // staged, and nothing else was asked; or every driver-store folder is gone
+        kFailed = 1,     // staging failed, or a driver-store folder outlived its removal
+        kOldSystem = 2,  // Windows is older than Vista; nothing was touched
+        kFoldersBuilt = 4,  // the driver-store folders were created, secured and filled, as far as
+                            // the system let it
     };
 
     enum SetupResult : std::int32_t {
@@ -36,13 +36,13 @@ public:
     // (`repair` set) or removes them.
     FixResult FixFolder(bool repair, bool fixFolders);
 
-    // Copies the staged drivers into the driver-store folders and remembers the staged INF files for
-    // the whole process. Returns false when there is nothing staged to copy from; a single copy that
-    // fails is not reported.
+    // Copies the staged drivers into the driver-store folders and remembers the staged INF files
+    // for the whole process. Returns false when there is nothing staged to copy from; a single copy
+    // that fails is not reported.
     bool CopyDrivers();
 
-    // Install (low byte of `repair` not 0) or remove one driver package with the installer tool, wait
-    // for the tool without limit, and have Windows enumerate its devices again.
+    // Install (low byte of `repair` not 0) or remove one driver package with the installer tool,
+    // wait for the tool without limit, and have Windows enumerate its devices again.
     std::int32_t SetUpUsbDriver(std::int32_t repair);
     std::int32_t SetUpNetDriver(std::int32_t repair);
     std::int32_t SetUpKisDriver(std::int32_t repair);

@@ -4,8 +4,8 @@
 
 #include <string>
 
-// What outlives a single call, for as long as the library is loaded. Nothing here is locked: the host
-// makes one repair or setup call at a time.
+// What outlives a single call, for as long as the library is loaded. Nothing here is locked: the
+// host makes one repair or setup call at a time.
 
 // The library's own module, stored when a process attaches; null before.
 extern HMODULE g_libraryModule;

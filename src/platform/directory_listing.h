@@ -6,8 +6,9 @@
 
 #include "platform/unique_handle.h"
 
-// Calls `visit` with the WIN32_FIND_DATAW of every entry that matches `pattern`, in the order in which
-// the system lists them, "." and ".." included. Returns false when the listing cannot be opened.
+// Calls `visit` with the WIN32_FIND_DATAW of every entry that matches `pattern`, in the order in
+// which the system lists them, "." and ".." included. Returns false when the listing cannot be
+// opened.
 template <typename Visit>
 bool ForEachEntry(const std::wstring& pattern, Visit visit) {
     WIN32_FIND_DATAW entry{};

@@ -35,8 +35,8 @@ bool IsOs64Bit() {
         ::GetSystemInfo(&info);
     }
 
-    // ARM64 is left out on purpose: there is no ARM64 driver package, and such a system is given the
-    // x86 paths throughout.
+    // ARM64 is left out on purpose: there is no ARM64 driver package, and such a system is given
+    // the x86 paths throughout.
     return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64 ||
            info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_IA64;
 }

@@ -8,8 +8,8 @@
 // thread.
 
 // Fills `version` with the version that Windows really has, not the one that a program without a
-// compatibility manifest is told. Returns 1 when the system could be asked and 0 when it offers no way
-// to, in which case `version` is untouched. The caller clears the record beforehand.
+// compatibility manifest is told. Returns 1 when the system could be asked and 0 when it offers no
+// way to, in which case `version` is untouched. The caller clears the record beforehand.
 std::int32_t GetOsVersion(RTL_OSVERSIONINFOW& version);
 
 // Whether Windows itself is 64-bit (x64 or Itanium), also when asked from a 32-bit process.

@@ -3,6 +3,7 @@
 #include <accctrl.h>
 #include <aclapi.h>
 
+#include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <string>
@@ -15,8 +16,9 @@ UniqueSid MakeSid(SID_IDENTIFIER_AUTHORITY authority, std::initializer_list<DWOR
     std::array<DWORD, 8> sub{};
     std::copy(subAuthorities.begin(), subAuthorities.end(), sub.begin());
     UniqueSid sid;
-    if (!::AllocateAndInitializeSid(&authority, static_cast<BYTE>(subAuthorities.size()), sub[0], sub[1],
-                                    sub[2], sub[3], sub[4], sub[5], sub[6], sub[7], sid.Receive())) {
+    if (!::AllocateAndInitializeSid(&authority, static_cast<BYTE>(subAuthorities.size()), sub[0],
+                                    sub[1], sub[2], sub[3], sub[4], sub[5], sub[6], sub[7],
+                                    sid.Receive())) {
         (void)sid.Detach();
     }
     return sid;
@@ -38,7 +40,8 @@ UniqueLocal<ACL> MakeAccessList(PSID everyone, PSID administrators) {
     std::array entries{Allow(everyone, TRUSTEE_IS_WELL_KNOWN_GROUP, GENERIC_READ),
                        Allow(administrators, TRUSTEE_IS_GROUP, GENERIC_ALL)};
     UniqueLocal<ACL> list;
-    if (::SetEntriesInAclW(entries.size(), entries.data(), nullptr, list.Receive()) != ERROR_SUCCESS) {
+    if (::SetEntriesInAclW(entries.size(), entries.data(), nullptr, list.Receive()) !=
+        ERROR_SUCCESS) {
         (void)list.Detach();
     }
     return list;
@@ -57,7 +60,8 @@ DWORD SetOwner(std::wstring& path, PSID owner) {
 bool TakeOwnership(std::wstring& path, PSID owner) {
     constexpr const wchar_t* privilege = L"SeTakeOwnershipPrivilege";
     UniqueHandle token;
-    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Receive())) return false;
+    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Receive()))
+        return false;
     if (SetPrivilege(token.Get(), privilege, TRUE) == 0) return false;
     // When this fails the privilege stays enabled: kept, the next folder of the same repair is then
     // tried with it.
@@ -73,7 +77,8 @@ std::int32_t SetPrivilege(HANDLE token, const wchar_t* name, std::int32_t enable
     privileges.PrivilegeCount = 1;
     privileges.Privileges[0].Attributes = enable != 0 ? SE_PRIVILEGE_ENABLED : 0;
     if (!::LookupPrivilegeValueW(nullptr, name, &privileges.Privileges[0].Luid)) return 0;
-    if (!::AdjustTokenPrivileges(token, FALSE, &privileges, sizeof(privileges), nullptr, nullptr)) return 0;
+    if (!::AdjustTokenPrivileges(token, FALSE, &privileges, sizeof(privileges), nullptr, nullptr))
+        return 0;
     // The call succeeds, and only says so in the last error, for a privilege that the token lacks.
     return ::GetLastError() == ERROR_NOT_ALL_ASSIGNED ? 0 : 1;
 }

@@ -37,7 +37,8 @@ public:
         ::SetLastError(error);
     }
 
-    // The place for a function that returns the resource through a pointer; what was held is closed.
+    // The place for a function that returns the resource through a pointer; what was held is
+    // closed.
     [[nodiscard]] Value* Receive() noexcept {
         Reset();
         return &value_;

@@ -37,15 +37,16 @@ bool CopyUsbFiles(const FixHelper& helper, const std::wstring& sourceFolder) {
         const std::wstring destination = InFolder(helper.usbStorePath, entry.cFileName);
         Copy(source, destination);
         LogCopy(destination);
-        if (!helper.usbStorePath2.empty()) Copy(source, InFolder(helper.usbStorePath2, entry.cFileName));
+        if (!helper.usbStorePath2.empty())
+            Copy(source, InFolder(helper.usbStorePath2, entry.cFileName));
     });
 }
 
 void AttemptNetFiles(const FixHelper& helper, const std::wstring& sourceFolder) {
     (void)ForEachEntry(sourceFolder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
         if (!IsFile(entry)) return;
-        // Joined bare, unlike the USB files: the path names no file, so the copy quietly does nothing
-        // and the network folder stays empty. Kept, as is the line for every entry.
+        // Joined bare, unlike the USB files: the path names no file, so the copy quietly does
+        // nothing and the network folder stays empty. Kept, as is the line for every entry.
         const std::wstring source = sourceFolder + entry.cFileName;
         const std::wstring destination = InFolder(helper.netStorePath, entry.cFileName);
         Copy(source, destination);

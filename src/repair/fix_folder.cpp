@@ -9,8 +9,8 @@
 namespace {
 
 void EnableFilePrivileges() {
-    // The token is left open for the rest of the process's life, like the privileges themselves; the
-    // results do not matter, because what follows fails by itself without the rights.
+    // The token is left open for the rest of the process's life, like the privileges themselves;
+    // the results do not matter, because what follows fails by itself without the rights.
     HANDLE token = nullptr;
     (void)::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token);
     (void)SetPrivilege(token, L"SeRestorePrivilege", TRUE);
@@ -38,7 +38,8 @@ FixHelper::FixResult RemoveFolders(const FixHelper& helper) {
     }
     (void)DeleteDirectoryTree(helper.usbStorePath);
     (void)DeleteDirectoryTree(helper.netStorePath);
-    const bool left = FileOrFolderExists(helper.usbStorePath) || FileOrFolderExists(helper.netStorePath);
+    const bool left =
+        FileOrFolderExists(helper.usbStorePath) || FileOrFolderExists(helper.netStorePath);
     return left ? FixHelper::kFailed : FixHelper::kDone;
 }
 

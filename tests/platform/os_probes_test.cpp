@@ -12,7 +12,8 @@ TEST(GetOsVersion, FillsTheRecordWithTheVersionThatWindowsReallyHas) {
     EXPECT_EQ(1, GetOsVersion(version));
 
     EXPECT_EQ(276u, version.dwOSVersionInfoSize);
-    EXPECT_EQ(PrefixVersion(), std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion));
+    EXPECT_EQ(PrefixVersion(), std::to_string(version.dwMajorVersion) + "." +
+                                   std::to_string(version.dwMinorVersion));
 }
 
 TEST(GetOsVersion, ReportsZeroAndLeavesTheRecordAloneWithoutNtdll) {

@@ -20,8 +20,8 @@ struct FunctionName {
 //
 //     FakeApi<"DeleteFileW", decltype(::DeleteFileW)> fake([](const wchar_t*) { return FALSE; });
 //
-// It catches the calls of the test program itself, or of the module given behind the lambda, and ends
-// with its scope. `Real` is the system's own function. The lambda may be called on any thread.
+// It catches the calls of the test program itself, or of the module given behind the lambda, and
+// ends with its scope. `Real` is the system's own function. The lambda may be called on any thread.
 //
 // Compilers take an import for a constant and may load it once for a whole function, so a test must
 // not call the faked function both inside and outside of the fake's life in one body.

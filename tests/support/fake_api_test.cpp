@@ -19,7 +19,10 @@ using FakeRemove = FakeApi<"RemoveDirectoryW", decltype(::RemoveDirectoryW)>;
 TEST(FakeApi, CatchesTheCallsOfItsModuleWhileItLives) {
     std::wstring seen;
     {
-        const FakeDelete fake([&](const wchar_t* path) { seen = path; return TRUE; });
+        const FakeDelete fake([&](const wchar_t* path) {
+            seen = path;
+            return TRUE;
+        });
 
         EXPECT_TRUE(Delete(L"C:\\no such file"));
     }
@@ -53,7 +56,8 @@ TEST(FakeApi, NestsForOneFunction) {
 }
 
 TEST(ImportPatch, RefusesAFunctionThatIsNotImported) {
-    EXPECT_THROW(ImportPatch(::GetModuleHandleW(nullptr), "NoSuchFunction", nullptr), std::logic_error);
+    EXPECT_THROW(ImportPatch(::GetModuleHandleW(nullptr), "NoSuchFunction", nullptr),
+                 std::logic_error);
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 
 #include "support/fake_api.h"
 
-// The Windows version in the name of the prefix that the tests run in, such as "6.1". Empty outside of
-// Wine.
+// The Windows version in the name of the prefix that the tests run in, such as "6.1". Empty outside
+// of Wine.
 [[nodiscard]] inline std::string PrefixVersion() {
     const char* name = std::getenv("MENDLOFT_PREFIX");
     return name == nullptr ? "" : std::string(name).substr(std::string_view("win64-").size());
@@ -24,7 +24,8 @@
 class FakeOs {
 public:
     explicit FakeOs(HMODULE module = ::GetModuleHandleW(nullptr))
-        : getProcAddress_([this](HMODULE from, const char* name) { return LookUp(from, name); }, module) {
+        : getProcAddress_([this](HMODULE from, const char* name) { return LookUp(from, name); },
+                          module) {
         current_ = this;
     }
     FakeOs(const FakeOs&) = delete;
@@ -49,7 +50,9 @@ public:
         setsArchitecture_ = false;
     }
     void WithoutGetNativeSystemInfo() { architectureAsked_ = Answer::kMissing; }
-    void Is64Bit(bool yes) { Architecture(yes ? PROCESSOR_ARCHITECTURE_AMD64 : PROCESSOR_ARCHITECTURE_INTEL); }
+    void Is64Bit(bool yes) {
+        Architecture(yes ? PROCESSOR_ARCHITECTURE_AMD64 : PROCESSOR_ARCHITECTURE_INTEL);
+    }
 
     DWORD askedWithSize = 0;  // the size field of the last version record
 
@@ -58,7 +61,8 @@ private:
 
     FARPROC LookUp(HMODULE from, const char* name) {
         if (IS_INTRESOURCE(name)) return getProcAddress_.Real(from, name);
-        if (std::string_view(name) == "RtlGetVersion") return Choose(versionAsked_, &RtlGetVersion, from, name);
+        if (std::string_view(name) == "RtlGetVersion")
+            return Choose(versionAsked_, &RtlGetVersion, from, name);
         if (std::string_view(name) == "GetNativeSystemInfo") {
             return Choose(architectureAsked_, &GetNativeSystemInfo, from, name);
         }
@@ -68,9 +72,12 @@ private:
     template <typename Function>
     FARPROC Choose(Answer answer, Function fake, HMODULE from, const char* name) {
         switch (answer) {
-            case Answer::kFake: return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(fake));
-            case Answer::kMissing: return nullptr;
-            default: return getProcAddress_.Real(from, name);
+            case Answer::kFake:
+                return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(fake));
+            case Answer::kMissing:
+                return nullptr;
+            default:
+                return getProcAddress_.Real(from, name);
         }
     }
 

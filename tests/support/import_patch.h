@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-// Replaces one function that a loaded module imports, for as long as the patch lives. Only calls that
-// the module itself makes through its import table are caught. A module that does not import the
-// function is an error: a test must not pass because its fake was never in the way.
+// Replaces one function that a loaded module imports, for as long as the patch lives. Only calls
+// that the module itself makes through its import table are caught. A module that does not import
+// the function is an error: a test must not pass because its fake was never in the way.
 class ImportPatch {
 public:
     ImportPatch(HMODULE module, std::string_view function, void* replacement) {
@@ -37,13 +37,15 @@ public:
         const auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
         const auto& directory = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
         if (directory.Size == 0) return;
-        for (auto* entry = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
+        for (auto* entry =
+                 reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
              entry->Name != 0; ++entry) {
             auto* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + entry->OriginalFirstThunk);
             auto* slot = reinterpret_cast<IMAGE_THUNK_DATA*>(base + entry->FirstThunk);
             for (; name->u1.AddressOfData != 0; ++name, ++slot) {
                 if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-                const auto* byName = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
+                const auto* byName =
+                    reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + name->u1.AddressOfData);
                 visit(std::string_view(reinterpret_cast<const char*>(byName->Name)),
                       reinterpret_cast<void**>(&slot->u1.Function));
             }

@@ -1,0 +1,48 @@
+#include "install/inf_installer.h"
+
+#include <windows.h>
+
+#include "api/boolean_argument.h"
+#include "api/fix_helper.h"
+#include "install/reenumerate.h"
+#include "platform/unique_handle.h"
+
+namespace {
+
+bool StartHidden(std::wstring& commandLine, PROCESS_INFORMATION& started) {
+    STARTUPINFOW startup{};
+    static_assert(sizeof(startup) == 68);
+    startup.cb = sizeof(startup);
+    return ::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                            nullptr, nullptr, &startup, &started) != FALSE;
+}
+
+void WaitForEnd(const PROCESS_INFORMATION& started) {
+    const UniqueHandle thread(started.hThread);
+    const UniqueHandle process(started.hProcess);
+    (void)::WaitForSingleObject(process.Get(), INFINITE);
+}
+
+}  // namespace
+
+std::wstring InstallerCommandLine(const std::wstring& tool, const std::wstring& inf,
+                                  std::int32_t repair) {
+    // The tool's path is not quoted: kept, so that Windows finds the program by its own rules for a
+    // path with blanks, and the tool sees the command line that it has always seen.
+    const std::wstring arguments = (IsTrue(repair) ? L"-i \"" : L"-d \"") + inf + L"\"";
+    return tool + L" " + arguments;
+}
+
+std::int32_t RunInfInstaller(const std::wstring& tool, const std::wstring& inf, std::int32_t repair,
+                             Report report) {
+    std::wstring commandLine =
+        InstallerCommandLine(tool, inf, repair);  // writable: Windows may change it
+    PROCESS_INFORMATION started{};
+    if (!StartHidden(commandLine, started)) {
+        report(L"CreateProcess failed (%d).\n", ::GetLastError());
+        return FixHelper::kInstallerNotStarted;
+    }
+    WaitForEnd(started);
+    (void)ReenumerateDevices();
+    return FixHelper::kInstallerRan;
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A folder of a test's own, empty at first and gone with the test, whatever attributes its files
+// have got by then.
+class TemporaryFolder {
+public:
+    TemporaryFolder() {
+        static std::atomic<unsigned> count{0};
+        path_ = std::filesystem::temp_directory_path() /
+                (L"mendloft-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
+                 std::to_wstring(++count));
+        std::filesystem::create_directory(path_);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(path_, ignored)) {
+            ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
+        }
+        std::filesystem::remove_all(path_, ignored);
+    }
+
+    // Without a separator at its end.
+    [[nodiscard]] std::wstring Path() const { return path_.wstring(); }
+    [[nodiscard]] std::wstring operator/(std::wstring_view name) const {
+        return path_.wstring() + L"\\" + std::wstring(name);
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+inline void WriteFile(const std::wstring& path, std::string_view bytes = "x") {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(std::filesystem::path(path), std::ios::binary) << bytes;
+}
+
+[[nodiscard]] inline std::string ReadFile(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+[[nodiscard]] inline bool Exists(const std::wstring& path) {
+    return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// The paths of everything below a folder, relative to it, sorted.
+[[nodiscard]] inline std::vector<std::wstring> Tree(const std::wstring& folder) {
+    std::vector<std::wstring> names;
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, missing)) {
+        names.push_back(entry.path().wstring().substr(folder.size() + 1));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
