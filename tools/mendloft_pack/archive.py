@@ -1,0 +1,148 @@
+"""Makes a driver archive out of a folder, and examines one."""
+
+import calendar
+import os
+import stat
+import tempfile
+from dataclasses import dataclass
+from pathlib import Path
+
+from . import checks, layout, names
+from .findings import CannotWork, Findings
+from .sevenzip_format import DamagedArchive, Directory
+
+# Every item bears this time, so that the same files give the same bytes.
+_DEFAULT_TIME = calendar.timegm((2001, 1, 1, 0, 0, 0))
+
+
+@dataclass
+class Examination:
+    """What an archive holds, as far as it could be read, and everything found on the way."""
+
+    findings: Findings
+    items: list
+    contents: dict  # path -> bytes, for the files
+    packed_size: int  # bytes
+
+
+def examine(archive, sevenzip):
+    """Reads an archive from end to end and checks everything about it."""
+    try:
+        data = Path(archive).read_bytes()
+    except OSError as error:
+        raise CannotWork(f"cannot read {archive}: {error.strerror}") from error
+    result = Examination(Findings(), [], {}, len(data))
+    try:
+        directory = Directory(data)
+    except DamagedArchive as error:
+        result.findings.problem("archive", str(error))
+        return result
+    result.items = directory.items
+    entries = [checks.Entry(item.path, item.is_folder, item.size) for item in directory.items]
+    checks.check_tree(entries, result.findings)
+    checks.check_attributes(directory.items, result.findings)
+    checks.check_compression(directory.methods, result.findings)
+    _read_contents(archive, directory, sevenzip, result)
+    return result
+
+
+def _read_contents(archive, directory, sevenzip, result):
+    if directory.is_encrypted:
+        result.findings.problem("archive", "it is encrypted")
+        return
+    stream, complaint = sevenzip.contents(archive)
+    if stream is None:
+        result.findings.problem("archive", f"7-Zip cannot unpack it: {complaint}")
+        return
+    result.contents = checks.split_contents(directory.items, stream, result.findings)
+    checks.check_inf_files(result.contents, result.findings)
+
+
+def make(folder, archive, sevenzip):
+    """Packs a folder into an archive, which is there afterwards when the examination found no problem.
+
+    An archive of that name that was there before stays as it is unless a good one takes its place.
+    """
+    findings = Findings()
+    tree = _read_tree(Path(folder), findings)
+    entries = [checks.Entry(path, data is None, len(data or b"")) for path, data in tree]
+    checks.check_tree(entries, findings)
+    checks.check_inf_files({path: data for path, data in tree if data is not None}, findings)
+    if findings.problems:
+        return Examination(findings, [], {}, 0)
+    archive = Path(archive)
+    try:
+        with tempfile.TemporaryDirectory(prefix=f".{archive.name}.", dir=archive.parent) as work:
+            packed = _pack({layout.spelling(path): data for path, data in tree}, Path(work), sevenzip)
+            result = examine(packed, sevenzip)
+            result.findings.remarks = findings.remarks  # as the owner's files are spelt
+            if not result.findings.problems:
+                os.replace(packed, archive)
+    except OSError as error:
+        raise CannotWork(f"cannot write {archive}: {error.strerror}") from error
+    return result
+
+
+def _read_tree(root, findings):
+    """Returns (path, content) of everything in a folder; a folder's content is None.
+
+    The folders that the layout has empty are added when they are not there: git and many archive
+    programs lose them.
+    """
+    tree = []
+
+    def refuse(error):
+        raise CannotWork(f"cannot read {error.filename}: {error.strerror}") from error
+
+    try:
+        for place, folders, files in os.walk(root, onerror=refuse):
+            for name in folders + files:
+                full = Path(place, name)
+                path, mode = full.relative_to(root).as_posix(), full.lstat().st_mode
+                if stat.S_ISDIR(mode):
+                    tree.append((path, None))
+                elif stat.S_ISREG(mode):
+                    tree.append((path, full.read_bytes()))
+                else:
+                    findings.problem(names.printable(path), "neither a file nor a folder (perhaps a link)")
+    except OSError as error:
+        refuse(error)
+    present = {layout.key(path) for path, _ in tree}
+    tree += [(path, None) for path in layout.EMPTY_FOLDERS if layout.key(path) not in present]
+    return sorted(tree, key=lambda entry: entry[0])
+
+
+def _pack(tree, work, sevenzip):
+    """Packs a mapping from paths to contents (None for folders) in a work folder; returns the archive."""
+    staged, packed = work / "tree", work / layout.ARCHIVE_NAME
+    staged.mkdir()
+    for path, data in tree.items():
+        target = staged / path
+        if data is None:
+            target.mkdir(parents=True, exist_ok=True)
+        else:
+            target.parent.mkdir(parents=True, exist_ok=True)
+            target.write_bytes(data)
+    time = _item_time()
+    for path in {*tree, *layout.FOLDERS}:
+        os.utime(staged / path, (time, time))
+    sevenzip.pack(staged, packed)
+    _make_attributes_plain(packed)
+    return packed
+
+
+def _item_time():
+    try:
+        return int(os.environ.get("SOURCE_DATE_EPOCH", _DEFAULT_TIME))
+    except ValueError:
+        raise CannotWork("SOURCE_DATE_EPOCH is no number of seconds") from None
+
+
+def _make_attributes_plain(archive):
+    """7-Zip on Unix adds the mode of each item to its attributes, which Windows would take for flags."""
+    data = archive.read_bytes()
+    directory = Directory(data)
+    attributes = [checks.FOLDER if item.is_folder
+                  else checks.FILE | (checks.READ_ONLY if item.path in layout.READ_ONLY_FILES else 0)
+                  for item in directory.items]
+    archive.write_bytes(directory.with_attributes(data, attributes))

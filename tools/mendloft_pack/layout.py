@@ -1,0 +1,54 @@
+"""The layout of the driver archive. This table is the one place that holds it.
+
+Paths are written with forward slashes, relative to the archive's root. Windows takes names without
+regard to case, and so does every comparison here: `key` gives the form that is compared.
+"""
+
+# The folders of the driver packages and the files in them. Three packages exist for x64 only; their
+# x86 folders are there all the same and are empty.
+_PACKAGES = {
+    "usb/x64": ("usbaapl64.inf", "USBAAPL64.CAT", "usbaapl64.sys", "usbaaplrc.dll"),
+    "usb/x86": ("usbaapl.inf", "USBAAPL.CAT", "usbaapl.sys", "usbaaplrc.dll", "usbaapl.PNF"),
+    "net/x64": ("netaapl64.inf", "netaapl64.cat", "netaapl64.sys", "WdfCoInstaller01009.dll"),
+    "net/x86": ("netaapl.inf", "netaapl.cat", "netaapl.sys", "WdfCoInstaller01009.dll"),
+    "applekis/x64": ("AppleKIS.inf", "applekis.cat", "AppleKIS.sys", "AppleKISInterface.dll"),
+    "applekis/x86": (),
+    "applersm/x64": ("AppleRSM.inf", "applersm.cat", "AppleRSM.sys", "AppleRSMInterface.dll"),
+    "applersm/x86": (),
+    "appleusbdevice/x64": ("AppleUsb.inf", "appleusb.cat", "AppleKmdfFilter.sys",
+                           "AppleLowerFilter.sys", "AppleUsbFilter.dll"),
+    "appleusbdevice/x86": (),
+}
+
+# The text note at the root. The library never reads it.
+NOTE = "path.txt"
+
+READ_ONLY_FILES = frozenset({"usb/x86/usbaapl.PNF"})
+
+# The library writes the archive under this name into the very folder that it unpacks it into.
+ARCHIVE_NAME = "driver.7z"
+
+FILES = (NOTE,) + tuple(f"{folder}/{name}" for folder, names in _PACKAGES.items() for name in names)
+EMPTY_FOLDERS = tuple(folder for folder, names in _PACKAGES.items() if not names)
+FOLDERS = tuple(sorted({part for folder in _PACKAGES for part in (folder, folder.split("/")[0])}))
+
+
+def key(path):
+    """Returns the form of a path in which two paths that Windows takes for one are equal."""
+    return path.upper()
+
+
+_SPELLINGS = {key(path): path for path in FILES + FOLDERS}
+
+
+def spelling(path):
+    """Returns how the layout spells a path, with its folders; the parts it does not know stay."""
+    parent, slash, name = path.rpartition("/")
+    own = (spelling(parent) if parent else "") + slash + name
+    return _SPELLINGS.get(key(path), own)
+
+
+def architecture(path):
+    """Returns "x64" or "x86" for what lies directly in a folder of that name, else None."""
+    parent = path.rpartition("/")[0].rpartition("/")[2].lower()
+    return parent if parent in ("x64", "x86") else None

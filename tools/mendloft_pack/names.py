@@ -1,0 +1,31 @@
+"""Which item names are safe to unpack on Windows."""
+
+import re
+
+_FORBIDDEN = re.compile(r'[\x00-\x1f<>:"|?*\\]')
+_DEVICE = re.compile(r"(CON|PRN|AUX|NUL|CONIN\$|CONOUT\$|(COM|LPT)[0-9\u00b9\u00b2\u00b3])\s*(\..*)?$",
+                     re.IGNORECASE)
+
+
+def danger(path):
+    """Returns why a path in an archive must not be unpacked, or None when nothing speaks against it."""
+    if not path:
+        return "it is empty"
+    for part in path.split("/"):
+        if not part:
+            return "it starts or ends with a slash, or two of them follow each other"
+        if part in (".", ".."):
+            return f'it holds the step "{part}"'
+        if found := _FORBIDDEN.search(part):
+            return f"it holds the character {printable(found.group())}, which Windows forbids in names"
+        if part.endswith((".", " ")):
+            return "a part of it ends with a dot or a space, which Windows drops"
+        if _DEVICE.match(part):
+            return f'"{part}" is a device on Windows'
+    return None
+
+
+def printable(path):
+    """Returns a path as a terminal may see it: what is no ordinary character is written as an escape."""
+    shown = "".join(c if c.isprintable() else c.encode("unicode_escape").decode("ascii") for c in path)
+    return shown or '""'
