@@ -1,0 +1,164 @@
+#include "telnet/telnet_client.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <new>
+
+#include "telnet/formatting.h"
+#include "telnet/line_splitter.h"
+#include "telnet/telnet.h"
+
+namespace TELNET {
+
+namespace {
+
+constexpr int kReceiveSize = 8192;
+constexpr char kLoopback[] = "127.0.0.1";
+
+// IAC WILL TERMINAL-TYPE, IAC DO SUPPRESS-GO-AHEAD, IAC WILL SUPPRESS-GO-AHEAD, IAC DO ECHO,
+// IAC WILL NAWS. It holds no percent sign, so it can stand for its own format.
+constexpr char kOptionReply[] = "\xFF\xFB\x18\xFF\xFD\x03\xFF\xFB\x03\xFF\xFD\x01\xFF\xFB\x1F";
+static_assert(sizeof(kOptionReply) == 15 + 1);
+
+// What an editor of the incoming line would work on. The receive thread keeps one for as long as it
+// runs, but takes the bytes as they come.
+struct InputState {
+    std::unique_ptr<char[]> typed = std::make_unique<char[]>(1024);
+    std::unique_ptr<char[]> edited = std::make_unique<char[]>(1024);
+    std::deque<std::int32_t> keys;
+    std::deque<std::int32_t> echoes;
+};
+
+sockaddr_in LoopbackAddress(std::uint16_t port) {
+    sockaddr_in address{};
+    static_assert(sizeof(address) == 16);
+    address.sin_family = AF_INET;
+    address.sin_port = ::htons(port);
+    address.sin_addr.s_addr = ::inet_addr(kLoopback);
+    if (address.sin_addr.s_addr == INADDR_NONE) {
+        // Never so for a number in dots, which is why the answer is not tested.
+        const hostent* host = ::gethostbyname(kLoopback);
+        std::memcpy(&address.sin_addr, host->h_addr_list[0],
+                    static_cast<std::size_t>(host->h_length));
+        address.sin_family = host->h_addrtype;
+    }
+    return address;
+}
+
+}  // namespace
+
+TelnetClient::TelnetClient() {
+    // Never undone: Windows counts the starts and drops them with the process, and the host may use
+    // sockets of its own. Where starting fails, so does the first socket.
+    WSADATA data{};
+    (void)::WSAStartup(MAKEWORD(2, 2), &data);
+}
+
+TelnetClient::~TelnetClient() {
+    Close();
+}
+
+bool TelnetClient::Connect(const char* /*host*/, std::uint16_t port) {
+    Close();
+    socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (socket == INVALID_SOCKET) return false;
+
+    const sockaddr_in address = LoopbackAddress(port);
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        // The socket stays until the next Close, which comes at the latest with destruction.
+        return false;
+    }
+    OnConnect(0);
+    StartReceiveThread();
+    return true;
+}
+
+void TelnetClient::StartReceiveThread() {
+    thread.Reset(::CreateThread(nullptr, 0, &RunReceiveThread, this, 0, nullptr));
+    if (thread) return;
+    // Connect reports true all the same: it tells whether somebody accepted, and somebody did. The
+    // connection is over, so later sends reach nobody and no line is ever queued.
+    (void)::WSAGetLastError();
+    const std::lock_guard guard(socketLock);
+    CloseSocket(socket);
+}
+
+void TelnetClient::Close() {
+    CloseAndWait(socketLock, socket, thread);
+}
+
+bool TelnetClient::SendFormat(std::uint32_t /*clientId*/, const char* format, ...) {
+    std::array<char, 8192> text{};
+    std::va_list arguments;
+    va_start(arguments, format);
+    (void)FormatBounded(text.data(), text.size() - 1, format, arguments);
+    va_end(arguments);
+    (void)::send(socket, text.data(), static_cast<int>(std::strlen(text.data())), 0);
+    return true;
+}
+
+bool TelnetClient::SendBlock(const NxBlock* block) {
+    SendFramed(socket, *block, Payload::kInPieces);
+    return true;
+}
+
+bool TelnetClient::SendRaw(const char* data, std::int32_t length) {
+    (void)::send(socket, data, length, 0);
+    return true;
+}
+
+DWORD WINAPI TelnetClient::RunReceiveThread(void* client) {
+    try {
+        static_cast<TelnetClient*>(client)->Receive();
+    } catch (const std::bad_alloc&) {
+        // Too little memory even to begin. The connection then goes unread, as it does without a
+        // thread.
+    }
+    return 0;
+}
+
+void TelnetClient::Receive() {
+    SOCKET current = CurrentSocket();
+    [[maybe_unused]] const InputState unused;
+    std::array<char, kReceiveSize + kSplitterSlack> buffer;
+    while (current != INVALID_SOCKET) {
+        const int size = ::recv(current, buffer.data(), kReceiveSize, 0);
+        if (size > 0) {
+            // The splitter may look behind the chunk, where an earlier one would show through.
+            std::memset(buffer.data() + size, 0, kSplitterSlack);
+            Process(buffer.data(), size);
+        } else {
+            CloseIfStill(current);
+        }
+        current = CurrentSocket();
+    }
+}
+
+void TelnetClient::Process(const char* chunk, int size) {
+    if (static_cast<unsigned char>(chunk[0]) == kTelnetCommand && !negotiated) {
+        // Through the process's endpoint, not this connection's socket: which of its connections
+        // speaks telnet is for the program around the library to say. While it has not said, nobody
+        // answers.
+        if (g_currentTelnet != nullptr) (void)g_currentTelnet->Send(0, kOptionReply);
+        negotiated = true;
+    }
+    SplitLines(chunk, size, [this](const char* text, int length) { PushMessage(text, length, 0); });
+}
+
+SOCKET TelnetClient::CurrentSocket() {
+    const std::lock_guard guard(socketLock);
+    return socket;
+}
+
+// The other side may have closed the socket meanwhile, and its number may already name a socket of
+// somebody else.
+void TelnetClient::CloseIfStill(SOCKET ended) {
+    const std::lock_guard guard(socketLock);
+    if (socket == ended) CloseSocket(socket);
+}
+
+}  // namespace TELNET
