@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+
+namespace SevenZip {
+
+// The archive formats that can be chosen. Any other number stands for 7z as well.
+enum class ArchiveFormat : std::uint32_t {
+    kUnknown = 0,  // after a detection that found nothing; opened as 7z
+    k7z = 1,
+    kZip = 2,
+    kCab = 8,
+    kLzma = 9,
+    kLzma86 = 10,
+};
+
+}  // namespace SevenZip
