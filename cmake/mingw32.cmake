@@ -12,8 +12,8 @@ if(NOT CMAKE_CXX_COMPILER)
 endif()
 
 foreach(language C CXX)
-    set(CMAKE_${language}_FLAGS_RELEASE_INIT "-O2 -DNDEBUG")
-    set(CMAKE_${language}_FLAGS_DEBUG_INIT "-Og -g")
+    set(CMAKE_${language}_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "Flags of release builds")
+    set(CMAKE_${language}_FLAGS_DEBUG "-Og -g" CACHE STRING "Flags of debug builds")
 endforeach()
 
 set(CMAKE_FIND_ROOT_PATH /usr/${triplet})

@@ -32,7 +32,7 @@ TEST(JoinPath, AddsTheBackslashAlsoForAnEmptyComponent) {
 
 TEST(FileOrFolderExists, KnowsFilesAndFoldersFromNothing) {
     const TemporaryFolder folder;
-    WriteFile(folder / L"file");
+    PutFile(folder / L"file");
 
     EXPECT_TRUE(FileOrFolderExists(folder / L"file"));
     EXPECT_TRUE(FileOrFolderExists(folder.Path()));
@@ -47,9 +47,9 @@ protected:
 };
 
 TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderWithEverythingBelowIt) {
-    WriteFile(tree + L"\\a.inf");
-    WriteFile(tree + L"\\sub\\b.sys");
-    WriteFile(tree + L"\\sub\\.hidden\\c");
+    PutFile(tree + L"\\a.inf");
+    PutFile(tree + L"\\sub\\b.sys");
+    PutFile(tree + L"\\sub\\.hidden\\c");
     std::filesystem::create_directory(tree + L"\\empty");
 
     EXPECT_TRUE(DeleteDirectoryTree(tree));
@@ -58,8 +58,8 @@ TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderWithEverythingBelowIt) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, LeavesItsNeighboursAlone) {
-    WriteFile(tree + L"\\a");
-    WriteFile(folder / L"tree2\\a");
+    PutFile(tree + L"\\a");
+    PutFile(folder / L"tree2\\a");
 
     DeleteDirectoryTree(tree);
 
@@ -75,7 +75,7 @@ TEST_F(DeleteDirectoryTreeTest, RemovesAnEmptyFolder) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, TakesAPathThatEndsInABackslash) {
-    WriteFile(tree + L"\\a");
+    PutFile(tree + L"\\a");
 
     EXPECT_TRUE(DeleteDirectoryTree(tree + L"\\"));
 
@@ -102,7 +102,7 @@ TEST_F(DeleteDirectoryTreeTest, ReturnsFalseAndChangesNothingForAMissingFolder) 
 }
 
 TEST_F(DeleteDirectoryTreeTest, ReturnsFalseForAFileAndLeavesIt) {
-    WriteFile(tree);
+    PutFile(tree);
 
     EXPECT_FALSE(DeleteDirectoryTree(tree));
 
@@ -110,8 +110,8 @@ TEST_F(DeleteDirectoryTreeTest, ReturnsFalseForAFileAndLeavesIt) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, LeavesAReadOnlyFileAndTheFoldersAboveItButIsTrueAllTheSame) {
-    WriteFile(tree + L"\\sub\\locked");
-    WriteFile(tree + L"\\other");
+    PutFile(tree + L"\\sub\\locked");
+    PutFile(tree + L"\\other");
     ::SetFileAttributesW((tree + L"\\sub\\locked").c_str(), FILE_ATTRIBUTE_READONLY);
 
     EXPECT_TRUE(DeleteDirectoryTree(tree));
@@ -120,8 +120,8 @@ TEST_F(DeleteDirectoryTreeTest, LeavesAReadOnlyFileAndTheFoldersAboveItButIsTrue
 }
 
 TEST_F(DeleteDirectoryTreeTest, GoesOnBehindAFileThatIsInUse) {
-    WriteFile(tree + L"\\a");
-    WriteFile(tree + L"\\b");
+    PutFile(tree + L"\\a");
+    PutFile(tree + L"\\b");
     const HANDLE inUse =
         ::CreateFileW((tree + L"\\a").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
 
@@ -170,7 +170,7 @@ TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderByThePathThatItWasGiven) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, ClosesEverySearchBeforeItRemovesTheFolder) {
-    WriteFile(tree + L"\\sub\\a");
+    PutFile(tree + L"\\sub\\a");
     std::vector<std::string> calls;
     FakeApi<"FindClose", decltype(::FindClose)>* real = nullptr;
     FakeApi<"FindClose", decltype(::FindClose)> close([&](HANDLE search) {

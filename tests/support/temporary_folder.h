@@ -11,6 +11,15 @@
 #include <string_view>
 #include <vector>
 
+// Removes a file or folder with everything below it, read-only files included.
+inline void RemoveTree(const std::filesystem::path& path) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path, ignored)) {
+        ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
+    }
+    std::filesystem::remove_all(path, ignored);
+}
+
 // A folder of a test's own, empty at first and gone with the test, whatever attributes its files
 // have got by then.
 class TemporaryFolder {
@@ -24,13 +33,7 @@ public:
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(path_, ignored)) {
-            ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
-        }
-        std::filesystem::remove_all(path_, ignored);
-    }
+    ~TemporaryFolder() { RemoveTree(path_); }
 
     // Without a separator at its end.
     [[nodiscard]] std::wstring Path() const { return path_.wstring(); }
@@ -42,12 +45,12 @@ private:
     std::filesystem::path path_;
 };
 
-inline void WriteFile(const std::wstring& path, std::string_view bytes = "x") {
+inline void PutFile(const std::wstring& path, std::string_view bytes = "x") {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(std::filesystem::path(path), std::ios::binary) << bytes;
 }
 
-[[nodiscard]] inline std::string ReadFile(const std::wstring& path) {
+[[nodiscard]] inline std::string FileBytes(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
