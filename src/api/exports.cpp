@@ -3,11 +3,59 @@
 
 #include "api/boolean_argument.h"
 #include "api/fix_helper.h"
+#include "platform/diagnostics.h"
+#include "telnet/port_test.h"
 
 // The functions that libmendloft.def exports. Each takes one 32-bit argument, which the caller
 // removes, and passes on the result of the one routine that it runs.
 
-extern "C" std::int32_t MendloftFolder(std::int32_t repair) {
+namespace {
+
+using SetupRoutine = std::int32_t (FixHelper::*)(std::int32_t repair);
+
+std::int32_t RunSetup(SetupRoutine setUp, std::int32_t repair, const wchar_t* resultLine) {
+    const auto helper = std::make_shared<FixHelper>();
+    const std::int32_t result = (*helper.*setUp)(repair);
+    DebugLog(resultLine, result);
+    return result;
+}
+
+}  // namespace
+
+extern "C" {
+
+bool AMDPortTest(std::int32_t port) {
+    const auto helper =
+        std::make_shared<FixHelper>();  // every export works on one; this has no use for it
+    return TestServicePort(port);
+}
+
+std::int32_t MendloftFolder(std::int32_t repair) {
     const auto helper = std::make_shared<FixHelper>();
     return helper->FixFolder(IsTrue(repair), true);
 }
+
+// The result lines are not all spelt like their exports ("Usb"): hosts search for them as they are.
+
+std::int32_t SetUpUSBDriver(std::int32_t repair) {
+    return RunSetup(&FixHelper::SetUpUsbDriver, repair, L"SetUpUsbDriver ret: %d");
+}
+
+std::int32_t SetUpNetDriver(std::int32_t repair) {
+    return RunSetup(&FixHelper::SetUpNetDriver, repair, L"SetUpNetDriver ret: %d");
+}
+
+std::int32_t SetUpKisDriver(std::int32_t repair) {
+    return RunSetup(&FixHelper::SetUpKisDriver, repair, L"SetUpKisDriver ret: %d");
+}
+
+std::int32_t SetUpRSMDriver(std::int32_t repair) {
+    return RunSetup(&FixHelper::SetUpRsmDriver, repair, L"SetUpRSMDriver ret: %d");
+}
+
+std::int32_t SetUpAppleUSBDeviceDriver(std::int32_t repair) {
+    return RunSetup(&FixHelper::SetUpAppleUsbDeviceDriver, repair,
+                    L"SetUpAppleUSBDeviceDriver ret: %d");
+}
+
+}  // extern "C"
