@@ -35,7 +35,10 @@ UInt64 ValueOrZero(const UInt64* value) {
 
 ArchiveExtractCallback::ArchiveExtractCallback(IInArchive& archive, const std::wstring& destination,
                                                OverwriteMode mode, ExtractProgress* listener)
-    : archiveHandler(Share(archive)), directory(destination), overwriteMode(mode), progress(listener) {
+    : archiveHandler(Share(archive)),
+      directory(destination),
+      overwriteMode(mode),
+      progress(listener) {
     if (!directory.ends_with(L'\\') && !directory.ends_with(L'/')) directory += L'\\';
 }
 
@@ -59,7 +62,8 @@ STDMETHODIMP ArchiveExtractCallback::SetCompleted(const UInt64*) {
 STDMETHODIMP ArchiveExtractCallback::GetStream(UInt32 index, ISequentialOutStream** outStream,
                                                Int32 askMode) {
     *outStream = nullptr;
-    absolutePath.clear();  // or an item without a stream would be reported under the name of the last
+    absolutePath
+        .clear();  // or an item without a stream would be reported under the name of the last
     ReadPath(index);
     if (askMode != NArchive::NExtract::NAskMode::kExtract) return S_OK;
     ReadMetadata(index);
@@ -78,8 +82,8 @@ STDMETHODIMP ArchiveExtractCallback::PrepareOperation(Int32) {
     return S_OK;
 }
 
-// How the item came out matters only to a roll-back: in the other modes a damaged file stays as far as
-// it was written, and is stamped and reported like a good one.
+// How the item came out matters only to a roll-back: in the other modes a damaged file stays as far
+// as it was written, and is stamped and reported like a good one.
 STDMETHODIMP ArchiveExtractCallback::SetOperationResult(Int32 operationResult) {
     if (overwriteMode == OverwriteMode::kRollBack &&
         operationResult != NArchive::NExtract::NOperationResult::kOK) {
@@ -150,8 +154,8 @@ HRESULT ArchiveExtractCallback::OpenTarget(std::wstring target, ISequentialOutSt
     return S_OK;
 }
 
-// Deals with a file at `target`, which may become another path. Returns the result with which GetStream
-// is to end, or nothing when the file can be written.
+// Deals with a file at `target`, which may become another path. Returns the result with which
+// GetStream is to end, or nothing when the file can be written.
 std::optional<HRESULT> ArchiveExtractCallback::MakeRoom(std::wstring& target) {
     if (overwriteMode == OverwriteMode::kRollBack && !PathExists(target)) {
         pendingReplacements.emplace_back(target, std::wstring());
@@ -161,8 +165,11 @@ std::optional<HRESULT> ArchiveExtractCallback::MakeRoom(std::wstring& target) {
             case OverwriteMode::kDelete:
                 if (!DeletePath(target)) return LastErrorAsResult();
                 return std::nullopt;
-            case OverwriteMode::kSkip: return S_OK;
-            case OverwriteMode::kRenameNew: target = MakeUniquePath(target); break;
+            case OverwriteMode::kSkip:
+                return S_OK;
+            case OverwriteMode::kRenameNew:
+                target = MakeUniquePath(target);
+                break;
             case OverwriteMode::kRenameOld:
                 if (!RenamePath(target, MakeUniquePath(target))) return LastErrorAsResult();
                 break;
@@ -172,7 +179,8 @@ std::optional<HRESULT> ArchiveExtractCallback::MakeRoom(std::wstring& target) {
                 if (!MovePath(path, backup)) return LastErrorAsResult();
                 return std::nullopt;
             }
-            default: return kFileExists;
+            default:
+                return kFileExists;
         }
     }
     return std::nullopt;
@@ -193,11 +201,11 @@ HRESULT ArchiveExtractCallback::RollBack() {
 
 void ArchiveExtractCallback::StampTimes() {
     if (!hasCreated && !hasAccessed && !hasModified) return;
-    const UniqueFile file(::CreateFileW(absolutePath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const UniqueFile file(::CreateFileW(absolutePath.c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) return;
-    (void)::SetFileTime(file.Get(), hasCreated ? &created : nullptr, hasAccessed ? &accessed : nullptr,
-                        hasModified ? &modified : nullptr);
+    (void)::SetFileTime(file.Get(), hasCreated ? &created : nullptr,
+                        hasAccessed ? &accessed : nullptr, hasModified ? &modified : nullptr);
 }
 
 }  // namespace SevenZip::intl

@@ -13,12 +13,12 @@
 
 namespace SevenZip::intl {
 
-// What a handler calls while it extracts: decides where each item goes and what becomes of a file that
-// is already there, and stamps times and attributes on what was written. Serves one extraction, on its
-// thread.
+// What a handler calls while it extracts: decides where each item goes and what becomes of a file
+// that is already there, and stamps times and attributes on what was written. Serves one
+// extraction, on its thread.
 //
-// `GetStream` throws a _com_error when the handler cannot read a property of the item or gives one of
-// an unexpected type. 7-Zip must not see that; see ExtractExceptionCarrier.
+// `GetStream` throws a _com_error when the handler cannot read a property of the item or gives one
+// of an unexpected type. 7-Zip must not see that; see ExtractExceptionCarrier.
 class ArchiveExtractCallback
     : public ComObject<IArchiveExtractCallback, ICryptoGetTextPassword, ICompressProgressInfo> {
 public:
@@ -31,7 +31,8 @@ public:
     STDMETHODIMP SetTotal(UInt64 total) override;
     STDMETHODIMP SetCompleted(const UInt64* completed) override;
 
-    // Besides HRESULTs: 80 for an unknown overwrite mode, 1631 when the parent folder cannot be made.
+    // Besides HRESULTs: 80 for an unknown overwrite mode, 1631 when the parent folder cannot be
+    // made.
     STDMETHODIMP GetStream(UInt32 index, ISequentialOutStream** outStream, Int32 askMode) override;
     STDMETHODIMP PrepareOperation(Int32 askMode) override;
     STDMETHODIMP SetOperationResult(Int32 operationResult) override;
@@ -62,8 +63,8 @@ protected:
     ExtractProgress* progress;
     std::uint64_t totalSize = 0;
 
-    // What a roll-back undoes: the path of each file written, and where the file that was there before
-    // was put aside (empty if there was none).
+    // What a roll-back undoes: the path of each file written, and where the file that was there
+    // before was put aside (empty if there was none).
     std::vector<std::pair<std::wstring, std::wstring>> pendingReplacements;
 
 private:

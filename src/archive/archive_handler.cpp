@@ -18,22 +18,23 @@ struct FormatHandler {
 
 constexpr std::array kFormatHandlers{
     FormatHandler{ArchiveFormat::k7z, 0x07},  // also for every format that is not here
-    FormatHandler{ArchiveFormat::kZip, 0x01},
-    FormatHandler{ArchiveFormat::kCab, 0x08},
-    FormatHandler{ArchiveFormat::kLzma, 0x0A},
-    FormatHandler{ArchiveFormat::kLzma86, 0x0B},
+    FormatHandler{ArchiveFormat::kZip, 0x01},  FormatHandler{ArchiveFormat::kCab, 0x08},
+    FormatHandler{ArchiveFormat::kLzma, 0x0A}, FormatHandler{ArchiveFormat::kLzma86, 0x0B},
 };
 
 GUID HandlerClassId(ArchiveFormat format) {
     const auto row = std::ranges::find(kFormatHandlers, format, &FormatHandler::format);
     const FormatHandler& handler = row == kFormatHandlers.end() ? kFormatHandlers.front() : *row;
-    return {0x23170F69, 0x40C1, 0x278A, {0x10, 0x00, 0x00, 0x01, 0x10, handler.classIdByte, 0x00, 0x00}};
+    return {0x23170F69,
+            0x40C1,
+            0x278A,
+            {0x10, 0x00, 0x00, 0x01, 0x10, handler.classIdByte, 0x00, 0x00}};
 }
 
 }  // namespace
 
-// 7-Zip's formats and codecs register themselves once, from static constructors that have all run when
-// the library is loaded.
+// 7-Zip's formats and codecs register themselves once, from static constructors that have all run
+// when the library is loaded.
 UniqueCom<IInArchive> CreateArchiveHandler(ArchiveFormat format) {
     const GUID classId = HandlerClassId(format);
     void* handler = nullptr;

@@ -19,8 +19,8 @@ public:
     OpenedArchive& operator=(const OpenedArchive&) = delete;
     ~OpenedArchive() { Close(); }
 
-    // S_OK, or why there is nothing to work with: the handler's own answer (S_FALSE when the file is no
-    // archive of the format), or CLASS_E_CLASSNOTAVAILABLE when there is no handler.
+    // S_OK, or why there is nothing to work with: the handler's own answer (S_FALSE when the file
+    // is no archive of the format), or CLASS_E_CLASSNOTAVAILABLE when there is no handler.
     [[nodiscard]] HRESULT Result() const { return result_; }
 
     // Only for an archive that was opened.

@@ -10,9 +10,9 @@
 
 namespace SevenZip::intl {
 
-// What all our COM-style objects share: an interlocked reference count that starts at 0, and deletion
-// by the `Release` that brings it back there. AddRef and Release may be called from any thread and
-// return the new count.
+// What all our COM-style objects share: an interlocked reference count that starts at 0, and
+// deletion by the `Release` that brings it back there. AddRef and Release may be called from any
+// thread and return the new count.
 template <typename... Interfaces>
 class ComObject : public Interfaces... {
 public:

@@ -31,8 +31,8 @@ void EnsureLastError(DWORD error) {
 UniqueCom<IStream> OpenStream(const std::wstring& path, DWORD mode, BOOL create) {
     UniqueCom<IStream> stream;
     ForgetLastError();
-    const HRESULT result = ::SHCreateStreamOnFileEx(path.c_str(), mode, FILE_ATTRIBUTE_NORMAL, create,
-                                                    nullptr, stream.Receive());
+    const HRESULT result = ::SHCreateStreamOnFileEx(path.c_str(), mode, FILE_ATTRIBUTE_NORMAL,
+                                                    create, nullptr, stream.Receive());
     if (SUCCEEDED(result)) return stream;
     EnsureLastError(static_cast<DWORD>(result));
     return {};
@@ -85,8 +85,8 @@ bool RenamePath(const std::wstring& from, const std::wstring& to) {
 }
 
 bool MovePath(const std::wstring& from, const std::wstring& to) {
-    // Without limit: a virus scanner or an indexer that holds the file lets go of it sooner or later,
-    // and giving up would leave the replacement half done.
+    // Without limit: a virus scanner or an indexer that holds the file lets go of it sooner or
+    // later, and giving up would leave the replacement half done.
     while (!RenamePath(from, to)) {
     }
     return true;

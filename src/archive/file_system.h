@@ -8,8 +8,8 @@
 
 #include "archive/com_object.h"
 
-// The file system as the extraction needs it. Where a function reports failure, the thread's last error
-// says why and is never 0. Reentrant.
+// The file system as the extraction needs it. Where a function reports failure, the thread's last
+// error says why and is never 0. Reentrant.
 namespace SevenZip::intl {
 
 // The file at `path`, opened for reading; null when that fails.
@@ -21,8 +21,8 @@ namespace SevenZip::intl {
 // Whether a file or folder of that path exists.
 [[nodiscard]] bool PathExists(const std::wstring& path);
 
-// Deletes the file, or the folder with all that is in it. True when nothing is there (any more), false
-// also for an empty path and for one longer than 260 characters.
+// Deletes the file, or the folder with all that is in it. True when nothing is there (any more),
+// false also for an empty path and for one longer than 260 characters.
 [[nodiscard]] bool DeletePath(const std::wstring& path);
 
 // Renames a file or folder, over a file that is there.
@@ -41,7 +41,8 @@ bool CreateDirectories(const std::wstring& path);
 // backslash or a slash.
 [[nodiscard]] std::wstring CombinePath(const std::wstring& directory, const std::wstring& name);
 
-// `path` split in front of the last dot of its last element. Without such a dot the second is empty.
+// `path` split in front of the last dot of its last element. Without such a dot the second is
+// empty.
 [[nodiscard]] std::pair<std::wstring, std::wstring> SplitExtension(const std::wstring& path);
 
 // `path` if nothing is there, else the first such path with "~" and the local time in front of the

@@ -28,11 +28,20 @@ bool ItemProperty::Get(FILETIME& value) const {
 
 bool ItemProperty::Get(UInt64& value) const {
     switch (value_.vt) {
-        case VT_UI1: value = value_.bVal; return true;
-        case VT_UI2: value = value_.uiVal; return true;
-        case VT_UI4: value = value_.ulVal; return true;
-        case VT_UI8: value = value_.uhVal.QuadPart; return true;
-        default: return false;
+        case VT_UI1:
+            value = value_.bVal;
+            return true;
+        case VT_UI2:
+            value = value_.uiVal;
+            return true;
+        case VT_UI4:
+            value = value_.ulVal;
+            return true;
+        case VT_UI8:
+            value = value_.uhVal.QuadPart;
+            return true;
+        default:
+            return false;
     }
 }
 

@@ -24,8 +24,8 @@ public:
     [[nodiscard]] bool IsEmpty() const { return value_.vt == VT_EMPTY; }
 
     // Gives `value` the property and returns true, or returns false when it is of another type: a
-    // string, a flag, 32 unsigned bits, a time, or an unsigned number of up to 64 bits. The string ends
-    // at its first zero; std::bad_alloc when there is no memory for it.
+    // string, a flag, 32 unsigned bits, a time, or an unsigned number of up to 64 bits. The string
+    // ends at its first zero; std::bad_alloc when there is no memory for it.
     [[nodiscard]] bool Get(std::wstring& value) const;
     [[nodiscard]] bool Get(bool& value) const;
     [[nodiscard]] bool Get(UInt32& value) const;

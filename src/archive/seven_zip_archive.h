@@ -8,8 +8,8 @@
 
 namespace SevenZip {
 
-// One archive file on disk and what is known about it. Nothing is read before it is asked for. For one
-// thread at a time.
+// One archive file on disk and what is known about it. Nothing is read before it is asked for. For
+// one thread at a time.
 class SevenZipArchive {
 public:
     SevenZipArchive() = default;
@@ -20,7 +20,8 @@ public:
     // Names the archive file; always returns true. What was read before stays as it is.
     virtual bool SetArchivePath(const std::wstring& path);
 
-    // Detects the format, unless one was set, and reads the item list anew. Returns whether both worked.
+    // Detects the format, unless one was set, and reads the item list anew. Returns whether both
+    // worked.
     virtual bool ReadMetadata();
 
     // Sets the format instead of having it detected.
@@ -37,8 +38,8 @@ public:
     // format unknown, when the file cannot be read or is no archive of a format in ArchiveFormat.
     virtual bool DetectFormat();
 
-    // The number of items, their paths inside the archive and their sizes in bytes (the lower 32 bits),
-    // in the archive's order. Empty when the archive cannot be read.
+    // The number of items, their paths inside the archive and their sizes in bytes (the lower 32
+    // bits), in the archive's order. Empty when the archive cannot be read.
     virtual std::uint32_t GetItemCount();
     virtual std::vector<std::wstring> GetItemNames();
     virtual std::vector<std::uint32_t> GetItemSizes();

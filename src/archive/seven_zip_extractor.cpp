@@ -20,8 +20,8 @@ namespace {
 constexpr UInt32 kAllItems = 0xFFFFFFFF;
 constexpr Int32 kNoTest = 0;
 
-// Tells `progress` what the archive holds. Returns the result with which the extraction is to end, or
-// nothing when it is to go on.
+// Tells `progress` what the archive holds. Returns the result with which the extraction is to end,
+// or nothing when it is to go on.
 std::optional<HRESULT> Announce(IInArchive& archive, ExtractProgress& progress) {
     UInt32 count = 0;
     if (const HRESULT result = archive.GetNumberOfItems(&count); FAILED(result)) return result;
@@ -34,7 +34,8 @@ std::optional<HRESULT> Announce(IInArchive& archive, ExtractProgress& progress) 
 
 }  // namespace
 
-std::int32_t SevenZipExtractor::ExtractTo(const std::wstring& destination, ExtractProgress* progress) {
+std::int32_t SevenZipExtractor::ExtractTo(const std::wstring& destination,
+                                          ExtractProgress* progress) {
     (void)DetectFormat();  // where it finds nothing the 7z handler has the last word
     const intl::UniqueCom<IStream> file = intl::OpenFileForRead(archivePath);
     if (!file) {
@@ -57,8 +58,8 @@ std::int32_t SevenZipExtractor::ExtractFrom(IStream& file, const std::wstring& d
         if (const auto end = Announce(archive.Handler(), *progress)) return *end;
     }
 
-    const auto callback = intl::MakeCom<intl::ArchiveExtractCallback>(archive.Handler(), destination,
-                                                                      overwriteMode, progress);
+    const auto callback = intl::MakeCom<intl::ArchiveExtractCallback>(
+        archive.Handler(), destination, overwriteMode, progress);
     const auto carrier = intl::MakeCom<intl::ExtractExceptionCarrier>(*callback.Get());
     const HRESULT result = archive.Handler().Extract(nullptr, kAllItems, kNoTest, carrier.Get());
     carrier.Get()->Rethrow();
@@ -73,9 +74,9 @@ void SevenZipExtractor::LookUpMessage(std::int32_t code) {
     const DWORD length = ::FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
         nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
-    // The other way round than one expects: a text that was found is neither kept nor freed, and only a
-    // failed look-up stores what the buffer holds. The result number is the whole report; hosts have
-    // never been given a message, and nothing here reads one.
+    // The other way round than one expects: a text that was found is neither kept nor freed, and
+    // only a failed look-up stores what the buffer holds. The result number is the whole report;
+    // hosts have never been given a message, and nothing here reads one.
     if (length != 0) return;
     const UniqueLocal<wchar_t> text(buffer);
     if (text) lastMessage = text.Get();

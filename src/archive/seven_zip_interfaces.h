@@ -2,10 +2,10 @@
 
 // 7-Zip's interfaces as our sources see them; include this and never 7-Zip's own headers.
 //
-// 7-Zip declares every method as throwing nothing, and a class that implements its interfaces cannot
-// promise less. Our extraction callback does throw (see extract_exception_carrier.h), so the promise is
-// taken out of the declarations. That changes no layout and no call: 7-Zip's own files are compiled
-// with the promise in place, and no exception of ours ever gets to them.
+// 7-Zip declares every method as throwing nothing, and a class that implements its interfaces
+// cannot promise less. Our extraction callback does throw (see extract_exception_carrier.h), so the
+// promise is taken out of the declarations. That changes no layout and no call: 7-Zip's own files
+// are compiled with the promise in place, and no exception of ours ever gets to them.
 
 #include <windows.h>
 #include <ole2.h>

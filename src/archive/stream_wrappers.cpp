@@ -4,8 +4,8 @@ namespace SevenZip::intl {
 
 namespace {
 
-// A Windows stream answers S_FALSE when the file ends before the read does. To 7-Zip that is no more
-// than a smaller count, and anything but S_OK is a failure.
+// A Windows stream answers S_FALSE when the file ends before the read does. To 7-Zip that is no
+// more than a smaller count, and anything but S_OK is a failure.
 HRESULT ForSevenZip(HRESULT result) {
     return SUCCEEDED(result) ? S_OK : result;
 }

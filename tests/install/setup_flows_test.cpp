@@ -30,8 +30,8 @@ protected:
     SetupFlowTest() {
         os.Version(10, 0);
         os.Is64Bit(true);
-        PutFile(Tool64());
-        PutFile(Tool32());
+        WriteFileContent(Tool64());
+        WriteFileContent(Tool32());
     }
     ~SetupFlowTest() override { RemoveTree(kAppleFolder); }
 
@@ -187,7 +187,7 @@ class FlowWithInstalledInf : public SetupFlowTest,
 
 TEST_P(FlowWithInstalledInf, UsesItAndDoesNotStage) {
     os.Is64Bit(GetParam().is64Bit);
-    PutFile(GetParam().inf);
+    WriteFileContent(GetParam().inf);
 
     EXPECT_EQ(0, (helper.*GetParam().run)(1));
 
@@ -199,7 +199,7 @@ TEST_P(FlowWithInstalledInf, UsesItAndDoesNotStage) {
 
 TEST_P(FlowWithInstalledInf, UsesItForARemoval) {
     os.Is64Bit(GetParam().is64Bit);
-    PutFile(GetParam().inf);
+    WriteFileContent(GetParam().inf);
 
     EXPECT_EQ(0, (helper.*GetParam().run)(0));
 
@@ -253,7 +253,7 @@ TEST_F(SetupFlowTest, RebuildsTheDriverStoreFoldersOnTheWayToAStagedUsbInf) {
 }
 
 TEST_F(SetupFlowTest, RemovesTheDriverStoreFoldersOnTheWayToAStagedUsbInf) {
-    PutFile(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
+    WriteFileContent(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
 
     EXPECT_EQ(0, helper.SetUpUsbDriver(0));
 
@@ -320,7 +320,7 @@ TEST_F(SetupFlowTest, PrefersAnInstalledInfToARememberedOne) {
     StagedUsbInfPath = Tool64();  // any file
     const std::wstring installed =
         L"C:\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers\\usbaapl64.inf";
-    PutFile(installed);
+    WriteFileContent(installed);
 
     EXPECT_EQ(0, helper.SetUpUsbDriver(1));
 
@@ -350,7 +350,7 @@ TEST_F(SetupFlowTest, FindsNoNetInfOnAnOldSystem) {
 
 TEST_F(SetupFlowTest, StagesOnEveryCallForANewerPackageAndTouchesNoDriverStoreFolder) {
     const CapturedStandardOutput console;
-    PutFile(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
+    WriteFileContent(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
 
     helper.SetUpKisDriver(0);
     EXPECT_TRUE(Exists(temp.ArchiveFile()));
@@ -402,7 +402,7 @@ TEST_F(SetupFlowTest, LooksForANewerPackageAtTheRootOfTheDriveOnAnOldSystem) {
 // -----------------------------------------------------------------------------------
 
 TEST_F(SetupFlowTest, TakesTheLowByteOfItsArgument) {
-    PutFile(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
+    WriteFileContent(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
 
     EXPECT_EQ(0, helper.SetUpUsbDriver(256));
 

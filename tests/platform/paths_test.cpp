@@ -32,7 +32,7 @@ TEST(JoinPath, AddsTheBackslashAlsoForAnEmptyComponent) {
 
 TEST(FileOrFolderExists, KnowsFilesAndFoldersFromNothing) {
     const TemporaryFolder folder;
-    PutFile(folder / L"file");
+    WriteFileContent(folder / L"file");
 
     EXPECT_TRUE(FileOrFolderExists(folder / L"file"));
     EXPECT_TRUE(FileOrFolderExists(folder.Path()));
@@ -47,9 +47,9 @@ protected:
 };
 
 TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderWithEverythingBelowIt) {
-    PutFile(tree + L"\\a.inf");
-    PutFile(tree + L"\\sub\\b.sys");
-    PutFile(tree + L"\\sub\\.hidden\\c");
+    WriteFileContent(tree + L"\\a.inf");
+    WriteFileContent(tree + L"\\sub\\b.sys");
+    WriteFileContent(tree + L"\\sub\\.hidden\\c");
     std::filesystem::create_directory(tree + L"\\empty");
 
     EXPECT_TRUE(DeleteDirectoryTree(tree));
@@ -58,8 +58,8 @@ TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderWithEverythingBelowIt) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, LeavesItsNeighboursAlone) {
-    PutFile(tree + L"\\a");
-    PutFile(folder / L"tree2\\a");
+    WriteFileContent(tree + L"\\a");
+    WriteFileContent(folder / L"tree2\\a");
 
     DeleteDirectoryTree(tree);
 
@@ -75,7 +75,7 @@ TEST_F(DeleteDirectoryTreeTest, RemovesAnEmptyFolder) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, TakesAPathThatEndsInABackslash) {
-    PutFile(tree + L"\\a");
+    WriteFileContent(tree + L"\\a");
 
     EXPECT_TRUE(DeleteDirectoryTree(tree + L"\\"));
 
@@ -102,7 +102,7 @@ TEST_F(DeleteDirectoryTreeTest, ReturnsFalseAndChangesNothingForAMissingFolder) 
 }
 
 TEST_F(DeleteDirectoryTreeTest, ReturnsFalseForAFileAndLeavesIt) {
-    PutFile(tree);
+    WriteFileContent(tree);
 
     EXPECT_FALSE(DeleteDirectoryTree(tree));
 
@@ -110,8 +110,8 @@ TEST_F(DeleteDirectoryTreeTest, ReturnsFalseForAFileAndLeavesIt) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, LeavesAReadOnlyFileAndTheFoldersAboveItButIsTrueAllTheSame) {
-    PutFile(tree + L"\\sub\\locked");
-    PutFile(tree + L"\\other");
+    WriteFileContent(tree + L"\\sub\\locked");
+    WriteFileContent(tree + L"\\other");
     ::SetFileAttributesW((tree + L"\\sub\\locked").c_str(), FILE_ATTRIBUTE_READONLY);
 
     EXPECT_TRUE(DeleteDirectoryTree(tree));
@@ -120,8 +120,8 @@ TEST_F(DeleteDirectoryTreeTest, LeavesAReadOnlyFileAndTheFoldersAboveItButIsTrue
 }
 
 TEST_F(DeleteDirectoryTreeTest, GoesOnBehindAFileThatIsInUse) {
-    PutFile(tree + L"\\a");
-    PutFile(tree + L"\\b");
+    WriteFileContent(tree + L"\\a");
+    WriteFileContent(tree + L"\\b");
     const HANDLE inUse =
         ::CreateFileW((tree + L"\\a").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
 
@@ -170,7 +170,7 @@ TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderByThePathThatItWasGiven) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, ClosesEverySearchBeforeItRemovesTheFolder) {
-    PutFile(tree + L"\\sub\\a");
+    WriteFileContent(tree + L"\\sub\\a");
     std::vector<std::string> calls;
     FakeApi<"FindClose", decltype(::FindClose)>* real = nullptr;
     FakeApi<"FindClose", decltype(::FindClose)> close([&](HANDLE search) {

@@ -28,7 +28,7 @@ protected:
     }
 
     void Stage(std::wstring_view name, std::string_view bytes = "x") {
-        PutFile(helper.stagingDir + L"\\" + std::wstring(name), bytes);
+        WriteFileContent(helper.stagingDir + L"\\" + std::wstring(name), bytes);
     }
 
     std::wstring InUsbStore(std::wstring_view name) {
@@ -51,8 +51,8 @@ TEST_F(CopyDriversTest, CopiesEveryUsbFileIntoTheUsbFolder) {
 
     EXPECT_THAT(Tree(helper.usbStorePath),
                 ElementsAre(L"no extension", L"usbaapl64.inf", L"usbaapl64.sys"));
-    EXPECT_EQ("the inf", FileBytes(InUsbStore(L"usbaapl64.inf")));
-    EXPECT_EQ("the sys", FileBytes(InUsbStore(L"usbaapl64.sys")));
+    EXPECT_EQ("the inf", FileContent(InUsbStore(L"usbaapl64.inf")));
+    EXPECT_EQ("the sys", FileContent(InUsbStore(L"usbaapl64.sys")));
 }
 
 TEST_F(CopyDriversTest, TakesThe32BitFilesOn32BitWindows) {
@@ -71,8 +71,8 @@ TEST_F(CopyDriversTest, FillsASecondUsbFolderWhereThereIsOne) {
 
     EXPECT_TRUE(helper.CopyDrivers());
 
-    EXPECT_EQ("the inf", FileBytes(helper.usbStorePath2 + L"\\usbaapl64.inf"));
-    EXPECT_EQ("the inf", FileBytes(InUsbStore(L"usbaapl64.inf")));
+    EXPECT_EQ("the inf", FileContent(helper.usbStorePath2 + L"\\usbaapl64.inf"));
+    EXPECT_EQ("the inf", FileContent(InUsbStore(L"usbaapl64.inf")));
 }
 
 TEST_F(CopyDriversTest, WritesOneLinePerUsbFileAlsoWithASecondFolder) {
@@ -89,11 +89,11 @@ TEST_F(CopyDriversTest, WritesOneLinePerUsbFileAlsoWithASecondFolder) {
 
 TEST_F(CopyDriversTest, OverwritesWhatIsThere) {
     Stage(L"usb\\x64\\a.inf", "new");
-    PutFile(InUsbStore(L"a.inf"), "old and longer");
+    WriteFileContent(InUsbStore(L"a.inf"), "old and longer");
 
     EXPECT_TRUE(helper.CopyDrivers());
 
-    EXPECT_EQ("new", FileBytes(InUsbStore(L"a.inf")));
+    EXPECT_EQ("new", FileContent(InUsbStore(L"a.inf")));
 }
 
 TEST_F(CopyDriversTest, CopiesAReadOnlyFileLikeAnyOther) {
@@ -104,7 +104,7 @@ TEST_F(CopyDriversTest, CopiesAReadOnlyFileLikeAnyOther) {
 
     EXPECT_TRUE(helper.CopyDrivers());
 
-    EXPECT_EQ("compiled", FileBytes(InUsbStore(L"usbaapl.PNF")));
+    EXPECT_EQ("compiled", FileContent(InUsbStore(L"usbaapl.PNF")));
     EXPECT_NE(0u,
               ::GetFileAttributesW(InUsbStore(L"usbaapl.PNF").c_str()) & FILE_ATTRIBUTE_READONLY);
 }
@@ -156,11 +156,11 @@ TEST_F(CopyDriversTest, NamesNetworkDestinationsAlthoughNothingIsCopiedThere) {
 TEST_F(CopyDriversTest, JoinsFolderAndNameOfANetworkSourceWithoutASeparator) {
     Stage(L"usb\\x64\\usbaapl64.inf");
     Stage(L"net\\x64\\netaapl64.inf");
-    PutFile(helper.stagingDir + L"\\net\\x64netaapl64.inf", "beside the folder");
+    WriteFileContent(helper.stagingDir + L"\\net\\x64netaapl64.inf", "beside the folder");
 
     EXPECT_TRUE(helper.CopyDrivers());
 
-    EXPECT_EQ("beside the folder", FileBytes(helper.netStorePath + L"\\netaapl64.inf"));
+    EXPECT_EQ("beside the folder", FileContent(helper.netStorePath + L"\\netaapl64.inf"));
 }
 
 TEST_F(CopyDriversTest, CopiesWithOverwritingFromAndToExactlyThesePaths) {

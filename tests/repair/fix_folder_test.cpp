@@ -83,7 +83,7 @@ TEST_F(FixFolderTest, Returns4AlsoWhenNoFolderCanBeMadeOrFilled) {
 }
 
 TEST_F(FixFolderTest, KeepsWhatIsInAFolderThatItRebuilds) {
-    PutFile(store.Folder(kUsb) + L"\\stranger");
+    WriteFileContent(store.Folder(kUsb) + L"\\stranger");
 
     EXPECT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
 
@@ -91,9 +91,9 @@ TEST_F(FixFolderTest, KeepsWhatIsInAFolderThatItRebuilds) {
 }
 
 TEST_F(FixFolderTest, RemovesTheFoldersWithTheirContent) {
-    PutFile(store.Folder(kUsb) + L"\\a\\b");
-    PutFile(store.Folder(kNet) + L"\\c");
-    PutFile(store.Folder(L"another.inf_amd64_1234") + L"\\d");
+    WriteFileContent(store.Folder(kUsb) + L"\\a\\b");
+    WriteFileContent(store.Folder(kNet) + L"\\c");
+    WriteFileContent(store.Folder(L"another.inf_amd64_1234") + L"\\d");
 
     EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
 
@@ -106,7 +106,7 @@ TEST_F(FixFolderTest, Returns0ForARemovalWhereNothingIsThere) {
 }
 
 TEST_F(FixFolderTest, LeavesTheSecondUsbFolderOf32BitSystemsAloneOn64Bit) {
-    PutFile(store.Folder(kUsb32Second) + L"\\a");
+    WriteFileContent(store.Folder(kUsb32Second) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
 
@@ -115,9 +115,9 @@ TEST_F(FixFolderTest, LeavesTheSecondUsbFolderOf32BitSystemsAloneOn64Bit) {
 
 TEST_F(FixFolderTest, RemovesAllThreeFoldersOn32Bit) {
     os.Is64Bit(false);
-    PutFile(store.Folder(kUsb32) + L"\\a");
-    PutFile(store.Folder(kUsb32Second) + L"\\a");
-    PutFile(store.Folder(kNet32) + L"\\a");
+    WriteFileContent(store.Folder(kUsb32) + L"\\a");
+    WriteFileContent(store.Folder(kUsb32Second) + L"\\a");
+    WriteFileContent(store.Folder(kNet32) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
 
@@ -138,7 +138,7 @@ TEST_F(FixFolderTest, Returns1For32BitFoldersThatARepairFilledBecauseOneOfTheirF
 class FolderInUse {
 public:
     explicit FolderInUse(const std::wstring& folder) {
-        PutFile(folder + L"\\in use");
+        WriteFileContent(folder + L"\\in use");
         file_.Reset(::CreateFileW((folder + L"\\in use").c_str(), GENERIC_READ, 0, nullptr,
                                   OPEN_EXISTING, 0, nullptr));
     }
@@ -149,7 +149,7 @@ private:
 
 TEST_F(FixFolderTest, Returns1WhenTheUsbFolderOutlivesItsRemovalButStillRemovesTheNetworkFolder) {
     const FolderInUse usb(store.Folder(kUsb));
-    PutFile(store.Folder(kNet) + L"\\c");
+    WriteFileContent(store.Folder(kNet) + L"\\c");
 
     EXPECT_EQ(1, helper.FixFolder(kRemove, kWithFolders));
 
@@ -165,8 +165,8 @@ TEST_F(FixFolderTest, Returns1WhenTheNetworkFolderOutlivesItsRemoval) {
 TEST_F(FixFolderTest, Returns1BeforeTheOtherFoldersAreTouchedWhenTheSecondUsbFolderStays) {
     os.Is64Bit(false);
     const FolderInUse second(store.Folder(kUsb32Second));
-    PutFile(store.Folder(kUsb32) + L"\\a");
-    PutFile(store.Folder(kNet32) + L"\\a");
+    WriteFileContent(store.Folder(kUsb32) + L"\\a");
+    WriteFileContent(store.Folder(kNet32) + L"\\a");
 
     EXPECT_EQ(1, helper.FixFolder(kRemove, kWithFolders));
 
@@ -182,7 +182,7 @@ TEST_F(FixFolderTest, StagesAlsoForARemoval) {
 }
 
 TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFolders) {
-    PutFile(store.Folder(kUsb) + L"\\a");
+    WriteFileContent(store.Folder(kUsb) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRepair, kStagingOnly));
     EXPECT_TRUE(Exists(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf"));
@@ -190,7 +190,7 @@ TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFolders) {
 }
 
 TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFoldersAndNotToRepair) {
-    PutFile(store.Folder(kUsb) + L"\\a");
+    WriteFileContent(store.Folder(kUsb) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRemove, kStagingOnly));
 
@@ -198,8 +198,8 @@ TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFoldersAndNotToRepair) {
 }
 
 TEST_F(FixFolderTest, Returns1WhenStagingFailsAndTouchesNoFolder) {
-    PutFile(temp.StagingFolder(), "a file in the way");
-    PutFile(store.Folder(kUsb) + L"\\a");
+    WriteFileContent(temp.StagingFolder(), "a file in the way");
+    WriteFileContent(store.Folder(kUsb) + L"\\a");
 
     EXPECT_EQ(1, helper.FixFolder(kRepair, kWithFolders));
     EXPECT_EQ(1, helper.FixFolder(kRemove, kWithFolders));

@@ -33,15 +33,15 @@ TEST_F(WriteDriverResourceTest, WritesTheResourceByteForByte) {
     EXPECT_TRUE(WriteDriverResource(path));
 
     EXPECT_GT(DriverResource().size(), 32u);
-    EXPECT_TRUE(DriverResource() == FileBytes(path));
+    EXPECT_TRUE(DriverResource() == FileContent(path));
 }
 
 TEST_F(WriteDriverResourceTest, ReplacesALongerFile) {
-    PutFile(path, std::string(DriverResource().size() + 1000, 'x'));
+    WriteFileContent(path, std::string(DriverResource().size() + 1000, 'x'));
 
     EXPECT_TRUE(WriteDriverResource(path));
 
-    EXPECT_TRUE(DriverResource() == FileBytes(path));
+    EXPECT_TRUE(DriverResource() == FileContent(path));
 }
 
 TEST_F(WriteDriverResourceTest, IsFalseWhenTheFileCannotBeCreated) {
@@ -54,7 +54,7 @@ TEST_F(WriteDriverResourceTest, LeavesAnEmptyFileAndIsTrueWithoutTheResource) {
     EXPECT_TRUE(WriteDriverResource(path));
 
     EXPECT_TRUE(Exists(path));
-    EXPECT_EQ("", FileBytes(path));
+    EXPECT_EQ("", FileContent(path));
 }
 
 TEST_F(WriteDriverResourceTest, IsTrueWhenTheWriteFails) {
@@ -148,19 +148,19 @@ TEST_F(StageDriverPackageTest, RecordsTheStagingFolderWithoutABackslashAtItsEnd)
 TEST_F(StageDriverPackageTest, LeavesTheArchiveFileInPlace) {
     EXPECT_TRUE(helper.StageDriverPackage());
 
-    EXPECT_TRUE(DriverResource() == FileBytes(temp.ArchiveFile()));
+    EXPECT_TRUE(DriverResource() == FileContent(temp.ArchiveFile()));
 }
 
 TEST_F(StageDriverPackageTest, ReusesAStagingFolderAndRemovesNothingFromIt) {
-    PutFile(temp.ArchiveFile(), "an old archive");
-    PutFile(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf", "an old file");
-    PutFile(temp.StagingFolder() + L"\\stranger", "keep me");
+    WriteFileContent(temp.ArchiveFile(), "an old archive");
+    WriteFileContent(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf", "an old file");
+    WriteFileContent(temp.StagingFolder() + L"\\stranger", "keep me");
 
     EXPECT_TRUE(helper.StageDriverPackage());
 
-    EXPECT_TRUE(DriverResource() == FileBytes(temp.ArchiveFile()));
-    EXPECT_NE("an old file", FileBytes(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf"));
-    EXPECT_EQ("keep me", FileBytes(temp.StagingFolder() + L"\\stranger"));
+    EXPECT_TRUE(DriverResource() == FileContent(temp.ArchiveFile()));
+    EXPECT_NE("an old file", FileContent(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf"));
+    EXPECT_EQ("keep me", FileContent(temp.StagingFolder() + L"\\stranger"));
 }
 
 // Windows' shell deletes read-only files when it is told not to ask; Wine's refuses them.
@@ -271,16 +271,16 @@ INSTANTIATE_TEST_SUITE_P(, StageUnderALongDirectory,
                          [](const auto& row) { return row.param.name; });
 
 TEST_F(StageDriverPackageTest, FailsOverAFileNamedLikeTheStagingFolder) {
-    PutFile(temp.StagingFolder(), "a file");
+    WriteFileContent(temp.StagingFolder(), "a file");
 
     EXPECT_FALSE(helper.StageDriverPackage());
 
-    EXPECT_EQ("a file", FileBytes(temp.StagingFolder()));
+    EXPECT_EQ("a file", FileContent(temp.StagingFolder()));
     EXPECT_EQ(L"", helper.stagingDir);
 }
 
 TEST_F(StageDriverPackageTest, FailsWhenTheArchiveFileIsInUse) {
-    PutFile(temp.ArchiveFile());
+    WriteFileContent(temp.ArchiveFile());
     const HANDLE inUse = ::CreateFileW(temp.ArchiveFile().c_str(), GENERIC_READ, 0, nullptr,
                                        OPEN_EXISTING, 0, nullptr);
 

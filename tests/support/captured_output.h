@@ -41,7 +41,7 @@ public:
     // Ends the capture and returns the text, with the runtime's line ends turned into "\n".
     [[nodiscard]] std::string Text() {
         End();
-        std::string text = FileBytes(path_);
+        std::string text = FileContent(path_);
         std::erase(text, '\r');
         return text;
     }

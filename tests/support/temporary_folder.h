@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,7 @@ public:
 
     // Without a separator at its end.
     [[nodiscard]] std::wstring Path() const { return path_.wstring(); }
+    [[nodiscard]] std::wstring Path(std::wstring_view name) const { return *this / name; }
     [[nodiscard]] std::wstring operator/(std::wstring_view name) const {
         return path_.wstring() + L"\\" + std::wstring(name);
     }
@@ -45,12 +47,12 @@ private:
     std::filesystem::path path_;
 };
 
-inline void PutFile(const std::wstring& path, std::string_view bytes = "x") {
+inline void WriteFileContent(const std::wstring& path, std::string_view bytes = "x") {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(std::filesystem::path(path), std::ios::binary) << bytes;
 }
 
-[[nodiscard]] inline std::string FileBytes(const std::wstring& path) {
+[[nodiscard]] inline std::string FileContent(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -68,4 +70,14 @@ inline void PutFile(const std::wstring& path, std::string_view bytes = "x") {
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+// The files and folders below a folder, by their paths relative to it, and what the files hold.
+[[nodiscard]] inline std::map<std::wstring, std::string> TreeContent(const std::wstring& folder) {
+    std::map<std::wstring, std::string> tree;
+    for (const std::wstring& name : Tree(folder)) {
+        const std::wstring path = folder + L"\\" + name;
+        tree[name] = std::filesystem::is_directory(path) ? "(a folder)" : FileContent(path);
+    }
+    return tree;
 }

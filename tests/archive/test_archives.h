@@ -1,0 +1,15 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+
+#include "support/wine.h"
+
+// Where make_archives.py put a file, as this program sees it.
+[[nodiscard]] inline std::wstring TestArchive(const std::string& name) {
+    const std::string path = std::string(MENDLOFT_TEST_ARCHIVES "/") + name;
+    std::wstring result(path.begin(), path.end());
+    if (result.starts_with(L'/')) result = L"Z:" + result;  // Wine's name for the Unix root
+    std::ranges::replace(result, L'/', L'\\');
+    return result;
+}
