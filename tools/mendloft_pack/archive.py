@@ -28,7 +28,7 @@ class Examination:
 def examine(archive, sevenzip):
     """Reads an archive from end to end and checks everything about it."""
     try:
-        data = Path(archive).read_bytes()
+        data = archive.read_bytes()
     except OSError as error:
         raise CannotWork(f"cannot read {archive}: {error.strerror}") from error
     result = Examination(Findings(), [], {}, len(data))
@@ -59,28 +59,34 @@ def _read_contents(archive, directory, sevenzip, result):
 
 
 def make(folder, archive, sevenzip):
-    """Packs a folder into an archive, which is there afterwards when the examination found no problem.
+    """Packs a folder into an archive, which is written only when the examination finds no problem.
 
     An archive of that name that was there before stays as it is unless a good one takes its place.
     """
     findings = Findings()
-    tree = _read_tree(Path(folder), findings)
+    tree = _read_tree(folder, findings)
     entries = [checks.Entry(path, data is None, len(data or b"")) for path, data in tree]
     checks.check_tree(entries, findings)
-    checks.check_inf_files({path: data for path, data in tree if data is not None}, findings)
+    checks.check_inf_files(_files(dict(tree)), findings)
     if findings.problems:
         return Examination(findings, [], {}, 0)
-    archive = Path(archive)
+    spelt = {layout.spelling(path): data for path, data in tree}
     try:
         with tempfile.TemporaryDirectory(prefix=f".{archive.name}.", dir=archive.parent) as work:
-            packed = _pack({layout.spelling(path): data for path, data in tree}, Path(work), sevenzip)
+            packed = _pack(spelt, Path(work), sevenzip)
             result = examine(packed, sevenzip)
             result.findings.remarks = findings.remarks  # as the owner's files are spelt
+            if result.contents != _files(spelt):
+                result.findings.problem("archive", "7-Zip packed something else than it was given")
             if not result.findings.problems:
                 os.replace(packed, archive)
     except OSError as error:
         raise CannotWork(f"cannot write {archive}: {error.strerror}") from error
     return result
+
+
+def _files(tree):
+    return {path: data for path, data in tree.items() if data is not None}
 
 
 def _read_tree(root, findings):
@@ -104,7 +110,7 @@ def _read_tree(root, findings):
                 elif stat.S_ISREG(mode):
                     tree.append((path, full.read_bytes()))
                 else:
-                    findings.problem(names.printable(path), "neither a file nor a folder (perhaps a link)")
+                    findings.problem(names.printable(path), "neither a file nor a folder")
     except OSError as error:
         refuse(error)
     present = {layout.key(path) for path, _ in tree}
@@ -113,7 +119,7 @@ def _read_tree(root, findings):
 
 
 def _pack(tree, work, sevenzip):
-    """Packs a mapping from paths to contents (None for folders) in a work folder; returns the archive."""
+    """Packs a mapping from paths to contents (None for folders); returns the archive's path."""
     staged, packed = work / "tree", work / layout.ARCHIVE_NAME
     staged.mkdir()
     for path, data in tree.items():
@@ -132,17 +138,26 @@ def _pack(tree, work, sevenzip):
 
 
 def _item_time():
-    try:
-        return int(os.environ.get("SOURCE_DATE_EPOCH", _DEFAULT_TIME))
-    except ValueError:
-        raise CannotWork("SOURCE_DATE_EPOCH is no number of seconds") from None
+    text = os.environ.get("SOURCE_DATE_EPOCH", "")
+    if not text:
+        return _DEFAULT_TIME
+    if not text.isascii() or not text.isdecimal() or len(text) > 10:
+        raise CannotWork(f"SOURCE_DATE_EPOCH is no number of seconds since 1970: {text}")
+    return int(text)
 
 
 def _make_attributes_plain(archive):
-    """7-Zip on Unix adds the mode of each item to its attributes, which Windows would take for flags."""
+    """7-Zip on Unix adds each item's mode to its attributes, which Windows would take for flags."""
     data = archive.read_bytes()
-    directory = Directory(data)
-    attributes = [checks.FOLDER if item.is_folder
-                  else checks.FILE | (checks.READ_ONLY if item.path in layout.READ_ONLY_FILES else 0)
-                  for item in directory.items]
-    archive.write_bytes(directory.with_attributes(data, attributes))
+    try:
+        directory = Directory(data)
+        attributes = [_plain_attributes(item) for item in directory.items]
+        archive.write_bytes(directory.with_attributes(data, attributes))
+    except DamagedArchive as error:
+        raise CannotWork(f"7-Zip packed what cannot be read here: {error}") from error
+
+
+def _plain_attributes(item):
+    if item.is_folder:
+        return checks.FOLDER
+    return checks.FILE | (checks.READ_ONLY if item.path in layout.READ_ONLY_FILES else 0)

@@ -1,4 +1,4 @@
-"""What makes a driver archive right. Each check reports everything that it finds, not the first only."""
+"""What makes a driver archive right. Each check reports all that it finds, not the first only."""
 
 import zlib
 from dataclasses import dataclass
@@ -7,8 +7,8 @@ from . import layout, names
 from .inf import Inf, NotInf
 
 READ_ONLY, FOLDER, FILE = 0x01, 0x10, 0x20
-# Read-only, hidden, system, folder, archive, normal, not indexed. A link is none of them, and neither
-# are the Unix modes that 7-Zip keeps in the high half.
+# Read-only, hidden, system, folder, archive, normal, not indexed. The mark of a link is not among
+# them, and neither are the Unix modes that 7-Zip keeps in the high half.
 _PLAIN = 0x01 | 0x02 | 0x04 | 0x10 | 0x20 | 0x80 | 0x2000
 
 _METHODS = frozenset({"LZMA2", "BCJ"})
@@ -68,19 +68,23 @@ def _remark_extras(entries, findings):
         shown = names.printable(entry.path)
         parent = entry.path.rpartition("/")[0]
         if layout.spelling(parent) in layout.EMPTY_FOLDERS:
-            findings.remark(shown, "extra; this folder is empty in the layout, so that 32-bit systems "
-                                   "find no driver of this package")
+            findings.remark(shown, "extra; the layout has this folder empty, so that "
+                                   "32-bit systems find no driver of this package")
         elif layout.key(entry.path) not in known:
-            findings.remark(shown, "extra folder" if entry.is_folder else f"extra file, {entry.size} bytes")
+            kind = "extra folder" if entry.is_folder else f"extra file, {entry.size} bytes"
+            findings.remark(shown, kind)
         elif layout.spelling(entry.path) != entry.path:
-            findings.remark(shown, f"spelt {layout.spelling(entry.path)} in the layout; Windows takes both")
+            findings.remark(shown, f"spelt {layout.spelling(entry.path)} in the layout")
 
 
 def check_inf_files(contents, findings):
-    """Checks every INF file among the contents, a mapping from paths to bytes."""
+    """Checks the INF files of the packages; `contents` maps the path of each file to its bytes.
+
+    An INF file that is not in the layout is one of these too when it lies in an x64 or x86 folder.
+    """
     present = {layout.key(path) for path in contents}
     for path, data in contents.items():
-        if not path.lower().endswith(".inf") or not data:
+        if not path.lower().endswith(".inf") or not layout.architecture(path) or not data:
             continue
         shown, parent = names.printable(path), path.rpartition("/")[0]
         try:
@@ -92,7 +96,8 @@ def check_inf_files(contents, findings):
             findings.problem(shown, problem)
         catalogs = inf.catalogs()
         if catalogs and not any(layout.key(f"{parent}/{name}") in present for name in catalogs):
-            findings.problem(shown, f"names the catalog {', '.join(catalogs)}, which does not lie beside it")
+            named = names.printable(", ".join(catalogs))
+            findings.problem(shown, f"its catalog does not lie beside it: {named}")
 
 
 def check_attributes(items, findings):
@@ -103,15 +108,15 @@ def check_attributes(items, findings):
             findings.problem(shown, "has no attributes")
             continue
         if item.attributes & ~_PLAIN:
-            findings.problem(shown, f"attributes 0x{item.attributes:x} are not plain Windows attributes "
-                                    f"(0x{item.attributes & ~_PLAIN:x} is too much)")
+            findings.problem(shown, f"attributes 0x{item.attributes:x} are no plain Windows "
+                                    f"attributes (0x{item.attributes & ~_PLAIN:x} is too much)")
         if bool(item.attributes & FOLDER) != item.is_folder:
             kind = "folder" if item.is_folder else "file"
             findings.problem(shown, f"attributes 0x{item.attributes:x} do not fit a {kind}")
         path = layout.spelling(item.path)
-        if path in layout.FILES and bool(item.attributes & READ_ONLY) != (path in layout.READ_ONLY_FILES):
-            wanted = "must be" if path in layout.READ_ONLY_FILES else "must not be"
-            findings.problem(shown, f"{wanted} read-only")
+        is_read_only, wanted = bool(item.attributes & READ_ONLY), path in layout.READ_ONLY_FILES
+        if path in layout.FILES and is_read_only != wanted:
+            findings.problem(shown, "must be read-only" if wanted else "must not be read-only")
 
 
 def check_compression(methods, findings):

@@ -12,6 +12,8 @@ from .sevenzip_program import SevenZip
 
 RIGHT, WRONG, USAGE, CANNOT_WORK = 0, 1, 2, 3
 
+_LETTERS = (("D", 0x10), ("R", 0x01), ("H", 0x02), ("S", 0x04), ("A", 0x20))
+
 _DESCRIPTION = """\
 Makes and verifies the driver archive that libmendloft carries: a solid 7z archive
 (LZMA2 with BCJ) of driver packages in a fixed layout."""
@@ -29,15 +31,16 @@ The layout and the checks are described in docs/driver-archive.md."""
 def _parser():
     parser = argparse.ArgumentParser(prog="mendloft-pack", description=_DESCRIPTION, epilog=_EPILOG,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--7zz", dest="sevenzip", metavar="PROGRAM", default=sevenzip_program.DEFAULT,
+    parser.add_argument("--7zz", dest="sevenzip", metavar="PROGRAM",
+                        default=sevenzip_program.DEFAULT,
                         help="the 7-Zip program (default: %(default)s)")
     commands = parser.add_subparsers(dest="command", required=True, metavar="COMMAND")
 
     make = commands.add_parser("make", help="pack a folder of driver packages", description="""
-        Packs FOLDER, whose contents have the layout of the driver archive, into ARCHIVE and verifies
-        the result. Names get the layout's spelling, missing empty folders are added, and all times are
-        SOURCE_DATE_EPOCH or a fixed one, so that the same files give the same bytes. When something
-        is wrong, ARCHIVE is not written; one that was there before stays.""")
+        Packs FOLDER, which has the layout of the driver archive, into ARCHIVE and verifies the
+        result. Names get the layout's spelling, missing empty folders are added, and every time is
+        SOURCE_DATE_EPOCH or else a fixed one, so that the same files give the same bytes. When
+        something is wrong, ARCHIVE is not written; one that was there before stays.""")
     make.add_argument("folder", metavar="FOLDER", type=Path)
     make.add_argument("archive", metavar="ARCHIVE", type=Path)
 
@@ -48,12 +51,12 @@ def _parser():
     verify.add_argument("--manifest", metavar="FILE", type=Path,
                         help="also compare sizes and SHA-256 with this manifest")
 
-    listing = commands.add_parser("list", help="list an archive's items with attributes and sizes")
+    listing = commands.add_parser("list", help="list items with their attributes and sizes")
     listing.add_argument("archive", metavar="ARCHIVE", type=Path)
 
-    manifest = commands.add_parser("manifest", help="print SHA-256, size and path of each file", description="""
-        Prints one line for each file, sorted by path: SHA-256, size in bytes, path. Folders are left
-        out. The archive must be right.""")
+    manifest = commands.add_parser("manifest", help="print each file's SHA-256", description="""
+        Prints one line for each file, sorted by path: SHA-256, size in bytes, path. Folders are
+        left out. The archive must be right.""")
     manifest.add_argument("archive", metavar="ARCHIVE", type=Path)
     return parser
 
@@ -87,8 +90,8 @@ def _print_manifest(result):
 
 def _print_items(result):
     for item in result.items:
-        letters = "".join(letter if (item.attributes or 0) & bit else "."
-                          for letter, bit in (("D", 0x10), ("R", 0x01), ("H", 0x02), ("S", 0x04), ("A", 0x20)))
+        attributes = item.attributes or 0
+        letters = "".join(letter if attributes & bit else "." for letter, bit in _LETTERS)
         size = "" if item.is_folder else item.size
         print(f"{letters} {size:>9} {names.printable(item.path)}")
 
@@ -106,7 +109,8 @@ def _tell(archive, findings):
     for problem in findings.problems:
         print(f"mendloft-pack: {archive}: {problem}", file=sys.stderr)
     if count := len(findings.problems):
-        print(f"mendloft-pack: {archive}: {count} problem{'s' if count > 1 else ''}", file=sys.stderr)
+        plural = "s" if count > 1 else ""
+        print(f"mendloft-pack: {archive}: {count} problem{plural}", file=sys.stderr)
 
 
 def _run(arguments):
@@ -119,7 +123,7 @@ def _run(arguments):
         _print_items(result)
     if arguments.command == "verify" and arguments.manifest:
         _compare_with_manifest(result, arguments.manifest)
-    _tell(arguments.folder if arguments.command == "make" else arguments.archive, result.findings)
+    _tell(getattr(arguments, "folder", arguments.archive), result.findings)
     if result.findings.problems:
         return WRONG
     if arguments.command == "manifest":
@@ -131,6 +135,8 @@ def _run(arguments):
 
 def main(arguments=None):
     """Runs the command line and returns its exit status."""
+    for stream in (sys.stdout, sys.stderr):
+        stream.reconfigure(errors="backslashreplace")  # a name must not end the run
     try:
         return _run(_parser().parse_args(arguments))
     except CannotWork as error:

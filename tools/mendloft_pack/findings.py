@@ -16,4 +16,4 @@ class Findings:
 
 
 class CannotWork(Exception):
-    """Something around the archive is amiss: a program is missing, a file cannot be read or written."""
+    """What is needed for the work is missing, or a file cannot be read or written."""

@@ -1,4 +1,4 @@
-"""As much of the INF format as tells whether a driver package can be installed on an architecture."""
+"""As much of the INF format as tells for which architecture a driver package can be installed."""
 
 import codecs
 
@@ -95,7 +95,7 @@ class Inf:
                     yield section, decoration.lower()
 
     def problems(self, architecture):
-        """Yields what is wrong with the file for "x64" or "x86"; for None, whatever the architecture."""
+        """Yields what keeps the file from being installed on "x64" or "x86"."""
         version = self._version()
         for entry in _VERSION_ENTRIES:
             if not version.get(entry.lower()):
@@ -111,4 +111,4 @@ class Inf:
             yield "[Manufacturer] leads to no models section for x64 (such as [Models.NTamd64])"
         elif architecture == "x86" and not any(
                 d in ("", "nt") or d.startswith(("nt.", "ntx86")) for d in decorations):
-            yield "[Manufacturer] leads to no models section for x86 (such as [Models] or [Models.NTx86])"
+            yield "[Manufacturer] leads to no models section for x86 (such as [Models.NTx86])"

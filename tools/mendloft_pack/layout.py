@@ -35,7 +35,8 @@ FOLDERS = tuple(sorted({part for folder in _PACKAGES for part in (folder, folder
 
 def key(path):
     """Returns the form of a path in which two paths that Windows takes for one are equal."""
-    return path.upper()
+    # Character by character, as Windows does.
+    return "".join(c.upper() if len(c.upper()) == 1 else c for c in path)
 
 
 _SPELLINGS = {key(path): path for path in FILES + FOLDERS}

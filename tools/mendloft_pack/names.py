@@ -3,21 +3,24 @@
 import re
 
 _FORBIDDEN = re.compile(r'[\x00-\x1f<>:"|?*\\]')
-_DEVICE = re.compile(r"(CON|PRN|AUX|NUL|CONIN\$|CONOUT\$|(COM|LPT)[0-9\u00b9\u00b2\u00b3])\s*(\..*)?$",
-                     re.IGNORECASE)
+_DEVICE = re.compile(
+    r"(CON|PRN|AUX|NUL|CONIN\$|CONOUT\$|(COM|LPT)[0-9\u00b9\u00b2\u00b3])\s*(\..*)?$",
+    re.IGNORECASE)
 
 
 def danger(path):
-    """Returns why a path in an archive must not be unpacked, or None when nothing speaks against it."""
+    """Returns why a path must not be unpacked, or None when nothing speaks against it."""
     if not path:
         return "it is empty"
+    if any("\ud800" <= character <= "\udfff" for character in path):
+        return "it is no Unicode text"
     for part in path.split("/"):
         if not part:
             return "it starts or ends with a slash, or two of them follow each other"
         if part in (".", ".."):
             return f'it holds the step "{part}"'
         if found := _FORBIDDEN.search(part):
-            return f"it holds the character {printable(found.group())}, which Windows forbids in names"
+            return f"Windows forbids the character {printable(found.group())} in names"
         if part.endswith((".", " ")):
             return "a part of it ends with a dot or a space, which Windows drops"
         if _DEVICE.match(part):
@@ -26,6 +29,5 @@ def danger(path):
 
 
 def printable(path):
-    """Returns a path as a terminal may see it: what is no ordinary character is written as an escape."""
-    shown = "".join(c if c.isprintable() else c.encode("unicode_escape").decode("ascii") for c in path)
-    return shown or '""'
+    """Returns a path fit for a terminal: what cannot be printed becomes an escape."""
+    return "".join(c if c.isprintable() else ascii(c)[1:-1] for c in path) or '""'

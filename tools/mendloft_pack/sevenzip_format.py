@@ -1,7 +1,7 @@
 """Reads the directory of a 7z archive, and rewrites the attributes in it.
 
-The listing that the 7-Zip program prints has its names cleaned for a terminal, so that an unsafe name
-can look harmless. Here every name is what the archive holds.
+The listing that the 7-Zip program prints has its names cleaned for a terminal, so that an unsafe
+one can look harmless. Here every name is what the archive holds.
 """
 
 import struct
@@ -12,8 +12,8 @@ _SIGNATURE = b"7z\xbc\xaf\x27\x1c"
 _START_SIZE = 32
 
 _END, _HEADER, _ARCHIVE_PROPERTIES, _ADDITIONAL_STREAMS, _MAIN_STREAMS, _FILES = range(6)
-_PACK_INFO, _UNPACK_INFO, _SUBSTREAMS, _SIZE, _CRC, _FOLDER, _CODER_SIZES, _STREAM_COUNTS = range(6, 14)
-_EMPTY_STREAM, _EMPTY_FILE, _ANTI, _NAMES = range(14, 18)
+_PACK_INFO, _UNPACK_INFO, _SUBSTREAMS, _SIZE, _CRC, _FOLDER, _CODER_SIZES = range(6, 13)
+_STREAM_COUNTS, _EMPTY_STREAM, _EMPTY_FILE, _ANTI, _NAMES = range(13, 18)
 _ATTRIBUTES = 0x15
 _ENCODED_HEADER = 0x17
 
@@ -222,7 +222,7 @@ def _read_names(data, count):
 
 
 def _unpack_header(data, reader):
-    """Unpacks a directory that is itself compressed, the way 7-Zip writes it: with LZMA or stored."""
+    """Unpacks a directory that is itself compressed, as 7-Zip does it: with LZMA or stored."""
     pack_position, pack_sizes, blocks = _read_streams(reader)
     if len(blocks) != 1 or len(pack_sizes) != 1 or len(blocks[0].coders) != 1:
         if any(coder.method == _AES for block in blocks for coder in block.coders):
@@ -241,17 +241,17 @@ def _decompress(coder, packed, size):
     if coder.method == "Copy":
         return packed
     if coder.method != _LZMA or len(coder.properties) != 5:
-        raise DamagedArchive(f"its directory is compressed with {coder.method}, which is not known here")
+        raise DamagedArchive(f"its directory is compressed with {coder.method}: not known here")
     try:
         import lzma  # some builds of Python lack it, and few archives need it
     except ImportError:
-        raise DamagedArchive("its directory is compressed, and this Python has no lzma module") from None
+        raise DamagedArchive("its directory is packed, and this Python has no lzma") from None
     packing, dictionary = struct.unpack("<BI", coder.properties)
     filters = [{"id": lzma.FILTER_LZMA1, "dict_size": max(dictionary, 4096), "lc": packing % 9,
                 "lp": packing // 9 % 5, "pb": packing // 45}]
     try:
         return lzma.LZMADecompressor(lzma.FORMAT_RAW, filters=filters).decompress(packed, size)
-    except (lzma.LZMAError, ValueError, MemoryError):
+    except (lzma.LZMAError, ValueError, OverflowError, MemoryError):
         raise DamagedArchive("its directory is damaged") from None
 
 
@@ -261,7 +261,7 @@ class Directory:
     def __init__(self, data):
         self.items = []
         self.methods = []  # of each block, the set of the names of its methods
-        self._attributes_at = None  # where in the archive the attributes start, when they can be rewritten
+        self._attributes_at = None  # where the attributes start, when they can be rewritten
         self._header_at, header = self._locate(data)
         reader = _Reader(header)
         self._is_plain = True
@@ -347,7 +347,7 @@ class Directory:
             self.items.append(Item(names[index], is_folder, item_size, crc, attributes[index]))
 
     def with_attributes(self, data, attributes):
-        """Returns the archive's bytes with new attributes, one number for each item in their order."""
+        """Returns the archive's bytes with new attributes: a number for each item, in order."""
         if self._attributes_at is None:
             raise DamagedArchive("its attributes cannot be rewritten in place")
         data = bytearray(data)

@@ -3,13 +3,15 @@
 import os
 import shutil
 import subprocess
+from collections import Counter
 
 from .findings import CannotWork
 
 DEFAULT = "7zz"
 
-# One solid block, LZMA2 behind the x86 filter; a plain directory, whose attributes can be rewritten;
-# modified times only. One thread, because the bytes must not depend on the machine's cores.
+# One solid block, LZMA2 behind the x86 filter; a directory left plain, so that its attributes can
+# be rewritten; no time but that of the last change. One thread, because the bytes must not depend
+# on the machine's cores.
 _PACK_OPTIONS = ("-t7z", "-m0=BCJ", "-m1=LZMA2", "-mx=9", "-ms=on", "-mhc=off", "-mmt=1",
                  "-mtm=on", "-mtc=off", "-mta=off")
 
@@ -33,20 +35,24 @@ class SevenZip:
 
     def pack(self, folder, archive):
         """Packs everything in a folder into a new archive."""
-        run = self._run(["a", *_PACK_OPTIONS, "-bd", "--", str(archive), *sorted(os.listdir(folder))], folder)
+        run = self._run(["a", *_PACK_OPTIONS, "-bd", "--", archive.absolute(), "*"], folder)
         if run.returncode != 0:
-            raise CannotWork(f"7-Zip could not pack (exit code {run.returncode}): {_complaint(run)}")
+            raise CannotWork(f"7-Zip could not pack: {_complaint(run)}")
 
     def contents(self, archive):
         """Returns (the contents of all files one behind the other, None), or (None, what is wrong).
 
         Nothing is written to disk, so the items' names do not matter.
         """
-        run = self._run(["x", "-t7z", "-so", "-bd", "--", str(archive)])
+        run = self._run(["x", "-t7z", "-so", "-bd", "--", archive.absolute()])
         return (run.stdout, None) if run.returncode == 0 else (None, _complaint(run))
 
 
 def _complaint(run):
-    lines = run.stderr.decode("utf-8", errors="replace").splitlines()
-    told = [line.strip() for line in lines if line.strip()]
-    return "; ".join(line for line in told if "rror" in line) or "; ".join(told) or "no reason given"
+    """What 7-Zip says went wrong. It says the same for each file of a block; here it counts them."""
+    lines = [line.strip() for line in run.stderr.decode("utf-8", errors="replace").splitlines()]
+    told = [line for line in lines if line]
+    errors = [line for line in told if "ERROR" in line.upper()]
+    reasons = Counter(line.removeprefix("ERROR:").strip().split(" : ")[0] for line in errors or told)
+    counted = [f"{why} ({count} times)" if count > 1 else why for why, count in reasons.items()]
+    return "; ".join(counted) or f"exit code {run.returncode}"
