@@ -1,0 +1,30 @@
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+// An INF file that the tool was given.
+struct InfFile {
+    std::wstring path;    // full
+    std::wstring name;    // the last component of the path
+    std::string content;  // every byte
+};
+
+struct InfReading {
+    std::optional<InfFile> inf;
+    std::wstring problem;  // why there is none, as a sentence
+};
+
+// Reads the INF file at `path` and lets the system parse it.
+[[nodiscard]] InfReading ReadInf(const std::wstring& path);
+
+// Every byte of the file at `path`. Empty, with the last error set, when it cannot be read or is
+// larger than any INF file could be.
+[[nodiscard]] std::optional<std::string> ReadBytes(const std::wstring& path);
+
+// The name that the INF file at the full path `path` had before Windows published it. Windows
+// answers with the file's present name where it has recorded none.
+[[nodiscard]] std::optional<std::wstring> QueryOriginalName(const std::wstring& path);

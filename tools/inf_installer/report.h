@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/unique_handle.h"
+
+// Tells people what happens: on standard output, if the tool has one, and in the log file, if one
+// was asked for. The setup flows start the tool without a window and look at nothing it says.
+class Report {
+public:
+    // Appends to the file at `path`, beginning with a line of its own. Returns false when the file
+    // cannot be written.
+    [[nodiscard]] bool OpenLog(const std::wstring& path, std::wstring_view firstLine);
+
+    // Writes `message` and ends the line.
+    void Say(std::wstring_view message);
+
+private:
+    void Log(std::wstring_view message);
+
+    UniqueFile log_;
+};
+
+// The system's own text for an error code of the system or of its set-up functions, and the code:
+// "Access denied. (error 5)".
+[[nodiscard]] std::wstring SystemText(DWORD error);

@@ -1,0 +1,50 @@
+#include "system_checks.h"
+
+#include "platform/os_probes.h"
+#include "platform/unique_handle.h"
+
+bool IsElevated() {
+    SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
+    UniqueSid administrators;
+    if (!::AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID,
+                                    DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
+                                    administrators.Receive())) {
+        return false;
+    }
+    // In the token of an administrator who has not elevated, the group only denies and does not
+    // count.
+    BOOL isMember = FALSE;
+    return ::CheckTokenMembership(nullptr, administrators.Get(), &isMember) && isMember;
+}
+
+WORD NativeMachine() {
+    using IsWow64Process2 =
+        BOOL(WINAPI*)(HANDLE process, USHORT * processMachine, USHORT * nativeMachine);
+
+    // The older probes tell an emulated process on ARM64 about the emulation, this one does not.
+    const auto isWow64Process2 = reinterpret_cast<IsWow64Process2>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"kernel32"), "IsWow64Process2")));
+    USHORT processMachine = 0;
+    USHORT nativeMachine = 0;
+    if (isWow64Process2 != nullptr &&
+        isWow64Process2(::GetCurrentProcess(), &processMachine, &nativeMachine)) {
+        return nativeMachine;
+    }
+    return IsOs64Bit() ? IMAGE_FILE_MACHINE_AMD64 : IMAGE_FILE_MACHINE_I386;
+}
+
+std::wstring WrongToolMessage(WORD toolMachine, WORD nativeMachine) {
+    if (toolMachine == nativeMachine) return L"";
+    switch (nativeMachine) {
+        case IMAGE_FILE_MACHINE_AMD64:
+            return L"This is the tool for 32-bit Windows, and this Windows is 64-bit: use "
+                   L"InfInstallerx64.exe.";
+        case IMAGE_FILE_MACHINE_I386:
+            return L"This is the tool for 64-bit Windows, and this Windows is 32-bit: use "
+                   L"InfInstallerx86.exe.";
+        default:
+            return L"This Windows runs on a processor for which there is neither a tool nor a "
+                   L"driver package "
+                   L"(such as ARM64): driver packages cannot be installed or removed here.";
+    }
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+// Whether this process has the rights of an administrator now, which installing and removing driver
+// packages takes.
+[[nodiscard]] bool IsElevated();
+
+// The processor that Windows itself is made for, as IMAGE_FILE_MACHINE_*, also when this process is
+// run by an emulation.
+[[nodiscard]] WORD NativeMachine();
+
+// Why a tool made for `toolMachine` is the wrong one on a Windows made for `nativeMachine`, as a
+// sentence; empty when it is the right one. Windows takes driver packages only from programs of its
+// own kind.
+[[nodiscard]] std::wstring WrongToolMessage(WORD toolMachine, WORD nativeMachine);
+
+#ifdef _WIN64
+inline constexpr WORD kToolMachine = IMAGE_FILE_MACHINE_AMD64;
+#else
+inline constexpr WORD kToolMachine = IMAGE_FILE_MACHINE_I386;
+#endif
