@@ -59,7 +59,8 @@ class Embedding(PackTest):
                               text=True, capture_output=True, check=True).stdout
 
     def test_embeds_the_stand_ins_unless_told_otherwise(self):
-        self.assertIn("-- Driver archive: stand-in packages from resources/drivers", self.configured())
+        self.assertIn("-- Driver archive: stand-in packages from resources/drivers",
+                      self.configured())
 
         self.built()
 

@@ -22,7 +22,8 @@ def problems(text, architecture="x64"):
 class InfArchitecture(unittest.TestCase):
 
     def test_x64_is_served_by_ntamd64(self):
-        self.assertEqual([], problems(VERSION + "[Manufacturer]\n%M%=Apple,NTamd64\n[Apple.NTamd64]\n"))
+        self.assertEqual([], problems(
+            VERSION + "[Manufacturer]\n%M%=Apple,NTamd64\n[Apple.NTamd64]\n"))
 
     def test_x64_is_served_by_ntamd64_of_a_windows_version(self):
         self.assertEqual([], problems(
@@ -37,7 +38,8 @@ class InfArchitecture(unittest.TestCase):
     def test_x64_is_not_served_by_a_section_that_the_manufacturer_does_not_name(self):
         self.assertEqual(
             ["[Manufacturer] leads to no models section for x64 (such as [Models.NTamd64])"],
-            problems(VERSION + "[Manufacturer]\n%M%=Apple,NTarm64\n[Apple.NTarm64]\n[Apple.NTamd64]\n"))
+            problems(VERSION + "[Manufacturer]\n%M%=Apple,NTarm64\n[Apple.NTarm64]\n"
+                               "[Apple.NTamd64]\n"))
 
     def test_x64_is_not_served_by_a_section_that_is_named_but_not_there(self):
         self.assertEqual(
@@ -67,7 +69,8 @@ class InfVersion(unittest.TestCase):
     def test_every_missing_entry_is_named(self):
         self.assertEqual(
             ["[Version] has no Signature", "[Version] has no Class", "[Version] has no ClassGuid",
-             "[Version] has no Provider", "[Version] has no DriverVer", "[Version] has no CatalogFile"],
+             "[Version] has no Provider", "[Version] has no DriverVer",
+             "[Version] has no CatalogFile"],
             problems("[Version]\n" + self.MODELS))
 
     def test_an_entry_without_a_value_counts_as_missing(self):
@@ -115,7 +118,8 @@ class InfText(unittest.TestCase):
         self.assertEqual([], problems(self.TEXT.replace("Apple,NT", "Apple, \\\n  NT")))
 
     def test_takes_a_section_that_occurs_twice_for_one(self):
-        self.assertEqual([], problems(self.TEXT.replace("Class=USB", "[Strings]\na=b\n[VERSION]\nClass=USB")))
+        self.assertEqual([], problems(
+            self.TEXT.replace("Class=USB", "[Strings]\na=b\n[VERSION]\nClass=USB")))
 
     def test_is_refused_without_a_version_section(self):
         with self.assertRaisesRegex(NotInf, r"^has no \[Version\] section$"):

@@ -76,7 +76,8 @@ class Make(PackTest):
     def test_tells_how_much_it_packed(self):
         result = self.make()
 
-        self.assertRegex(result.stdout, r"driver\.7z: right: 31 files, \d+ bytes, packed into \d+\n$")
+        self.assertRegex(result.stdout,
+                         r"driver\.7z: right: 31 files, \d+ bytes, packed into \d+\n$")
 
     def test_gives_the_same_bytes_twice(self):
         self.assertEqual(self.made(), self.made())
@@ -138,7 +139,8 @@ class Make(PackTest):
         self.assertProblems(
             result,
             "usb/x86/usbaapl.sys: is empty",
-            "net/x64/netaapl64.inf: no INF file: has a line in front of its first section: no INF file",
+            "net/x64/netaapl64.inf: no INF file: "
+            "has a line in front of its first section: no INF file",
             "applekis/x64/AppleKIS.sys: is a folder, and must be a file",
             "applersm: is a file, and must be a folder",
             "applersm/x64/AppleRSM.inf: missing",
@@ -202,8 +204,8 @@ class Make(PackTest):
         result = self.make()
 
         self.assertEqual(0, result.returncode)
-        self.assertRemarks(result, "applekis/x86/AppleKIS.sys: extra; the layout has this folder empty, "
-                                   "so that 32-bit systems find no driver of this package")
+        self.assertRemarks(result, "applekis/x86/AppleKIS.sys: extra; the layout has this folder "
+                                   "empty, so that 32-bit systems find no driver of this package")
 
     def test_gives_names_the_spelling_of_the_layout(self):
         (self.tree / "usb").rename(self.tree / "USB")
@@ -262,8 +264,9 @@ class Make(PackTest):
         result = self.pack("make", self.tree, "nowhere/driver.7z")
 
         self.assertEqual(3, result.returncode)
-        self.assertEqual("mendloft-pack: cannot write nowhere/driver.7z: No such file or directory\n",
-                         result.stderr)
+        self.assertEqual(
+            "mendloft-pack: cannot write nowhere/driver.7z: No such file or directory\n",
+            result.stderr)
 
 
 class MakeWithAnotherSevenZip(PackTest):
@@ -278,8 +281,8 @@ class MakeWithAnotherSevenZip(PackTest):
         result = self.pack("--7zz", "no-such-7zz", "make", self.tree, self.archive)
 
         self.assertEqual(3, result.returncode)
-        self.assertEqual("mendloft-pack: the 7-Zip program no-such-7zz is missing; run scripts/setup, "
-                         "or: apt-get install 7zip\n", result.stderr)
+        self.assertEqual("mendloft-pack: the 7-Zip program no-such-7zz is missing; "
+                         "run scripts/setup, or: apt-get install 7zip\n", result.stderr)
 
     def test_passes_on_why_it_failed_and_writes_nothing(self):
         result = self.stand_in("echo 'ERROR: disk full' >&2; exit 2\n")
@@ -302,7 +305,8 @@ class MakeWithAnotherSevenZip(PackTest):
         self.assertFalse(self.archive.exists())
 
     def test_notices_an_archive_that_it_cannot_read(self):
-        result = self.stand_in('for a; do case $a in */driver.7z) echo nonsense >"$a" ;; esac; done\n')
+        result = self.stand_in(
+            'for a; do case $a in */driver.7z) echo nonsense >"$a" ;; esac; done\n')
 
         self.assertEqual(3, result.returncode)
         self.assertEqual("mendloft-pack: 7-Zip packed what cannot be read here: "

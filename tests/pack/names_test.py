@@ -10,12 +10,13 @@ from mendloft_pack.names import danger, printable
 class Danger(unittest.TestCase):
 
     def test_is_not_in_ordinary_names(self):
-        for path in ("path.txt", "usb/x64/USBAAPL64.CAT", "über/名前.inf", "a b/.hidden", "...x", "con1",
-                     "console.txt", "com.txt", "nulls"):
+        for path in ("path.txt", "usb/x64/USBAAPL64.CAT", "über/名前.inf", "a b/.hidden", "...x",
+                     "con1", "console.txt", "com.txt", "nulls"):
             self.assertIsNone(danger(path), path)
 
     def test_is_in_devices(self):
-        for path in ("CON", "usb/nul", "aux.inf", "prn .txt", "com1", "LPT9.x.y", "com\u00b2", "CONIN$"):
+        for path in ("CON", "usb/nul", "aux.inf", "prn .txt", "com1", "LPT9.x.y", "com\u00b2",
+                     "CONIN$"):
             self.assertIn("is a device on Windows", danger(path) or "", path)
 
     def test_is_in_steps_and_empty_parts(self):
@@ -23,8 +24,8 @@ class Danger(unittest.TestCase):
             self.assertIsNotNone(danger(path), path)
 
     def test_is_in_characters_and_endings_that_windows_does_not_take(self):
-        for path in ("a<b", "a>b", "a:b", 'a"b', "a|b", "a?b", "a*b", "a\\b", "a\x00b", "a\x1fb", "x./y",
-                     "x /y", "\ud800"):
+        for path in ("a<b", "a>b", "a:b", 'a"b', "a|b", "a?b", "a*b", "a\\b", "a\x00b", "a\x1fb",
+                     "x./y", "x /y", "\ud800"):
             self.assertIsNotNone(danger(path), path)
 
 

@@ -19,7 +19,8 @@ class Verify(PackTest):
         result = self.verify()
 
         self.assertEqual((0, ""), (result.returncode, result.stderr))
-        self.assertRegex(result.stdout, r"driver\.7z: right: 31 files, \d+ bytes, packed into \d+\n$")
+        self.assertRegex(result.stdout,
+                         r"driver\.7z: right: 31 files, \d+ bytes, packed into \d+\n$")
 
     def test_refuses_the_unix_attributes_that_7zip_stores(self):
         self.complete_tree()
@@ -79,12 +80,14 @@ class Verify(PackTest):
         result = self.verify()
 
         self.assertIn("compression: 31 blocks, and not one (solid) block", result.stderr)
-        self.assertEqual(1, result.stderr.count("compression: a block uses LZMA, and not LZMA2 with BCJ"))
+        self.assertEqual(1, result.stderr.count("a block uses LZMA, and not LZMA2 with BCJ"))
 
     def test_refuses_lzma2_without_bcj(self):
         self.seven_zip("-m0=LZMA2", "-ms=on")
 
-        self.assertIn("compression: a block uses LZMA2, and not LZMA2 with BCJ", self.verify().stderr)
+        result = self.verify()
+
+        self.assertIn("compression: a block uses LZMA2, and not LZMA2 with BCJ", result.stderr)
 
     def test_refuses_missing_items_for_the_empty_folders(self):
         self.complete_tree()
@@ -185,7 +188,8 @@ class VerifyDamage(PackTest):
         for length in (0, 1, 5):
             self.assertProblems(self.verify(data[:length]), "archive: it is not a 7z archive")
         for length in (6, 31):
-            self.assertProblems(self.verify(data[:length]), "archive: it ends within its first 32 bytes")
+            self.assertProblems(self.verify(data[:length]),
+                                "archive: it ends within its first 32 bytes")
 
     def test_refuses_a_flipped_bit_in_the_start(self):
         data = bytearray(self.made())
@@ -229,7 +233,9 @@ class VerifyDamage(PackTest):
     def test_refuses_an_encrypted_directory(self):
         self.seven_zip("-psecret", "-mhe=on")
 
-        self.assertProblems(self.pack("verify", self.archive), "archive: its directory is encrypted")
+        result = self.pack("verify", self.archive)
+
+        self.assertProblems(result, "archive: its directory is encrypted")
 
     def test_cannot_work_without_the_archive(self):
         result = self.pack("verify", "nowhere.7z")
@@ -316,8 +322,9 @@ class CommandLine(PackTest):
         for line in ("  0  the archive is right",
                      "  1  something is wrong with it; every problem is listed on standard error",
                      "  2  the command line is wrong",
-                     "  3  the work cannot be done: 7-Zip is missing, a file cannot be read or written"):
-            self.assertIn(line, result.stdout)
+                     "  3  the work cannot be done: 7-Zip is missing, a file cannot be read or "
+                     "written"):
+            self.assertIn(line + "\n", result.stdout)
 
     def test_is_refused_without_a_command(self):
         self.assertEqual(2, self.pack().returncode)
