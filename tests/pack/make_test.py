@@ -189,6 +189,14 @@ class Make(PackTest):
                            "usb/x64/more/über.txt: extra file, 4 bytes")
         self.assertEqual("4", technical_listing(self.archive)[1]["usb/x64/more/über.txt"]["Size"])
 
+    def test_packs_names_of_any_script_in_any_locale(self):
+        (self.tree / "名前.txt").write_text("x", encoding="ascii")
+
+        result = self.make(LC_ALL="POSIX")
+
+        self.assertEqual(0, result.returncode, result.stderr)
+        self.assertIn("名前.txt", technical_listing(self.archive)[1])
+
     def test_packs_names_that_look_like_options_or_lists(self):
         for name in ("-sdel", "@list", ".hidden"):
             (self.tree / name).write_text(name, encoding="ascii")
@@ -272,10 +280,7 @@ class Make(PackTest):
 class MakeWithAnotherSevenZip(PackTest):
 
     def stand_in(self, script):
-        program = self.work / "7zz"
-        program.write_text("#!/bin/sh\n" + script, encoding="ascii")
-        program.chmod(0o755)
-        return self.pack("--7zz", program, "make", self.tree, self.archive)
+        return self.pack("--7zz", self.another_seven_zip(script), "make", self.tree, self.archive)
 
     def test_names_the_package_when_it_is_missing(self):
         result = self.pack("--7zz", "no-such-7zz", "make", self.tree, self.archive)

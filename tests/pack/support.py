@@ -54,6 +54,13 @@ class PackTest(unittest.TestCase):
         subprocess.run(["7zz", "a", "-t7z", "-bd", *options, self.archive, "*"], cwd=self.tree,
                        stdin=subprocess.DEVNULL, capture_output=True, check=True)
 
+    def another_seven_zip(self, script):
+        """Returns a program that runs a shell script in the place of 7-Zip."""
+        program = self.work / "7zz"
+        program.write_text("#!/bin/sh\n" + script, encoding="ascii")
+        program.chmod(0o755)
+        return program
+
     def assertProblems(self, result, *problems):
         """Asserts that the run failed with these problems, all of them and no other."""
         self.assertEqual(1, result.returncode, result.stdout + result.stderr)

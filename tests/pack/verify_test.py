@@ -212,6 +212,25 @@ class VerifyDamage(PackTest):
         self.assertEqual(1, result.returncode)
         self.assertIn("archive: 7-Zip cannot unpack it: Data Error (31 times)", result.stderr)
 
+    def test_compares_every_file_with_its_checksum_itself(self):
+        self.made()
+        size = sum(path.stat().st_size for path in self.tree.rglob("*.*"))
+        program = self.another_seven_zip(f"head -c {size} /dev/zero\n")
+
+        result = self.pack("--7zz", program, "verify", self.archive)
+
+        self.assertEqual(31, result.stderr.count(": its content is damaged\n"))
+        self.assertNotIn("came out", result.stderr)
+
+    def test_compares_the_size_of_what_is_unpacked(self):
+        self.made()
+        size = sum(path.stat().st_size for path in self.tree.rglob("*.*"))
+        program = self.another_seven_zip('7zz "$@"; echo')
+
+        result = self.pack("--7zz", program, "verify", self.archive)
+
+        self.assertProblems(result, f"content: {size + 1} bytes came out, and not {size}")
+
     def test_refuses_bytes_behind_the_end(self):
         result = self.verify(self.made() + b"more")
 
@@ -311,6 +330,16 @@ class List(PackTest):
         self.assertIn("D....           applekis/x86", lines)
         size = os.path.getsize(self.tree / "usb/x86/usbaapl.PNF")
         self.assertIn(f".R..A {size:>9} usb/x86/usbaapl.PNF", lines)
+
+
+    def test_shows_names_on_any_terminal(self):
+        (self.tree / "über.txt").write_text("x", encoding="ascii")
+        self.make()
+
+        result = self.pack("list", self.archive, PYTHONIOENCODING="ascii")
+
+        self.assertEqual(0, result.returncode, result.stderr)
+        self.assertIn("\\xfcber.txt\n", result.stdout)
 
 
 class CommandLine(PackTest):
