@@ -30,8 +30,9 @@ class Embedding(PackTest):
         (self.source / "CMakeLists.txt").write_text(PROJECT, encoding="utf-8")
 
     def cmake(self, *arguments):
-        return subprocess.run(["cmake", *arguments], text=True, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+        return subprocess.run(["cmake", *arguments], cwd=self.work, text=True,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, check=False)
 
     def configure(self, **variables):
         return self.cmake("-S", self.source, "-B", self.build, "-G", "Ninja",
@@ -98,6 +99,12 @@ class Embedding(PackTest):
         self.assertIn("owner.txt: extra file, 4 bytes", self.built())
 
         self.assertEqual(self.archive.read_bytes(), self.packed())
+
+    def test_takes_a_path_relative_to_the_current_folder(self):
+        self.made()
+
+        self.assertIn(f"-- Driver archive: {self.archive}",
+                      self.configured(MENDLOFT_DRIVER_ARCHIVE="driver.7z"))
 
     def test_stops_at_a_bad_archive_and_lists_what_is_missing(self):
         data = rename_item(self.made(), "usb/x64/usbaapl64.sys", "usb/x64/usbaapl64.old")
