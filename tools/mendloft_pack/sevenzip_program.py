@@ -49,10 +49,11 @@ class SevenZip:
 
 
 def _complaint(run):
-    """What 7-Zip says went wrong. It says the same for each file of a block; here it counts them."""
+    """What 7-Zip says went wrong. It says so for each file of a block; here they are counted."""
     lines = [line.strip() for line in run.stderr.decode("utf-8", errors="replace").splitlines()]
     told = [line for line in lines if line]
     errors = [line for line in told if "ERROR" in line.upper()]
-    reasons = Counter(line.removeprefix("ERROR:").strip().split(" : ")[0] for line in errors or told)
+    reasons = Counter(line.removeprefix("ERROR:").strip().split(" : ")[0]
+                      for line in errors or told)
     counted = [f"{why} ({count} times)" if count > 1 else why for why, count in reasons.items()]
     return "; ".join(counted) or f"exit code {run.returncode}"

@@ -1,0 +1,126 @@
+"""The reader of 7z directories."""
+
+import random
+import struct
+import subprocess
+import unittest
+import zlib
+
+from support import PackTest, reseal, technical_listing
+from mendloft_pack.sevenzip_format import DamagedArchive, Directory
+
+MUTATIONS = 4000
+
+
+class DirectoryReader(PackTest):
+    """Reads what 7-Zip packed in many ways; 7-Zip's own listing tells what must come out."""
+
+    def check(self, *options):
+        (self.tree / "empty.txt").write_bytes(b"")
+        (self.tree / "empty folder").mkdir()
+        self.seven_zip(*options)
+        properties, listed = technical_listing(self.archive)
+
+        directory = Directory(self.archive.read_bytes())
+
+        self.assertEqual(sorted(listed), sorted(item.path for item in directory.items))
+        for item in directory.items:
+            told = listed[item.path]
+            self.assertEqual(told["Attributes"].startswith("D"), item.is_folder)
+            self.assertEqual(int(told["Size"]), item.size)
+            self.assertEqual(told["CRC"], "" if item.crc is None else f"{item.crc:08X}")
+        self.assertEqual(int(properties["Blocks"]), len(directory.methods))
+        return directory
+
+    def test_reads_a_plain_directory(self):
+        self.check("-mhc=off")
+
+    def test_reads_a_compressed_directory(self):
+        self.check("-mhc=on")
+
+    def test_reads_an_archive_of_many_blocks(self):
+        self.assertEqual(31, len(self.check("-ms=off").methods))
+
+    def test_reads_a_block_of_several_packed_streams(self):
+        self.assertEqual({frozenset({"BCJ2", "LZMA2", "LZMA"})},
+                         set(self.check("-m0=BCJ2", "-m1=LZMA2", "-m2=LZMA", "-m3=LZMA", "-mb0:1",
+                                        "-mb0s1:2", "-mb0s2:3").methods))
+
+    def test_names_the_methods(self):
+        for method in ("Copy", "LZMA", "LZMA2", "PPMd", "Deflate", "Deflate64", "BZip2"):
+            self.archive.unlink(missing_ok=True)
+            self.seven_zip(f"-m0={method}")
+
+            directory = Directory(self.archive.read_bytes())
+
+            self.assertEqual({frozenset({method})}, set(directory.methods))
+
+    def test_reads_access_and_creation_times_past(self):
+        self.check("-mtc=on", "-mta=on", "-mtm=on")
+
+    def test_reads_an_archive_without_times_and_attributes(self):
+        self.seven_zip("-mtm=off", "-mtr=off")
+
+        items = Directory(self.archive.read_bytes()).items
+
+        self.assertEqual({None}, {item.attributes for item in items})
+
+    def test_reads_an_archive_of_nothing(self):
+        start = struct.pack("<QQI", 0, 0, 0)
+        data = b"7z\xbc\xaf\x27\x1c\0\4" + struct.pack("<I", zlib.crc32(start)) + start
+
+        self.assertEqual(([], []), (Directory(data).items, Directory(data).methods))
+
+    def test_raises_nothing_but_its_own_error_whatever_the_directory_holds(self):
+        data = self.made()
+        offset, size = struct.unpack_from("<QQ", data, 12)
+        random_numbers = random.Random(7)
+        refused = 0
+        for _ in range(MUTATIONS):
+            damaged = bytearray(data)
+            for _ in range(random_numbers.randint(1, 3)):
+                at = 32 + offset + random_numbers.randrange(size)
+                damaged[at] = random_numbers.choice(
+                    (0, 1, 0x7F, 0x80, 0xFF, random_numbers.randrange(256)))
+            try:
+                Directory(reseal(damaged))
+            except DamagedArchive:
+                refused += 1
+        self.assertGreater(refused, MUTATIONS // 20)
+        self.assertLess(refused, MUTATIONS)
+
+    def test_refuses_a_directory_that_is_cut_off_at_any_place(self):
+        data = self.made()
+        offset, size = struct.unpack_from("<QQ", data, 12)
+        for length in range(1, size):
+            short = bytearray(data[:32 + offset + length])
+            struct.pack_into("<Q", short, 20, length)
+            with self.assertRaises(DamagedArchive, msg=f"at {length} of {size} bytes"):
+                Directory(reseal(short))
+
+
+class AttributesRewriter(PackTest):
+
+    def test_changes_the_attributes_and_nothing_else(self):
+        (self.tree / "empty folder").mkdir()
+        self.seven_zip("-mhc=off")
+        before = Directory(data := self.archive.read_bytes())
+
+        changed = before.with_attributes(data, list(range(len(before.items))))
+
+        after = Directory(changed)
+        self.assertEqual(list(range(len(before.items))), [item.attributes for item in after.items])
+        self.assertEqual([item.path for item in before.items], [item.path for item in after.items])
+        self.archive.write_bytes(changed)
+        subprocess.run(["7zz", "t", self.archive], capture_output=True, check=True)
+
+    def test_refuses_a_compressed_directory(self):
+        self.seven_zip("-mhc=on")
+        directory = Directory(data := self.archive.read_bytes())
+
+        with self.assertRaisesRegex(DamagedArchive, "^its attributes cannot be rewritten"):
+            directory.with_attributes(data, [0] * len(directory.items))
+
+
+if __name__ == "__main__":
+    unittest.main()
