@@ -348,10 +348,12 @@ protected:
 
     std::vector<std::wstring> forced_;
     std::wstring refused_;  // the name that cannot be forced out
+    std::wstring leaves_;   // the name that is said to be out, but is not
     FakeUninstallOemInf force_{[this](const wchar_t* name, DWORD flags, void*) {
         forced_.emplace_back(name);
         EXPECT_EQ(static_cast<DWORD>(SUOI_FORCEDELETE), flags);
         ::SetLastError(ERROR_SHARING_VIOLATION);
+        if (leaves_ == name) return TRUE;
         return refused_ == name ? FALSE : ::DeleteFileW(PublishedPath(name).c_str());
     }};
 };
@@ -400,6 +402,26 @@ TEST_F(Removing, ForcesThePackageOutWhenWindowsWillNotTakeItFromDevices) {
     EXPECT_EQ(ExitCode::kDone, Run());
 
     EXPECT_THAT(forced_, ElementsAre(L"oem901.inf"));
+    EXPECT_THAT(
+        Said(),
+        ElementsAre("Windows did not take oem901.inf from its devices. Access denied. (error 5)",
+                    "Removed oem901.inf, which was C:\\inf installer test\\stand_in.inf"));
+}
+
+TEST_F(Removing, KeepsInMindThatARestartIsNeededWhenItForcesThePackageOut) {
+    windows_.diUninstall.effect = [](const std::wstring&) {};
+    windows_.diUninstall.restart = TRUE;
+
+    EXPECT_EQ(ExitCode::kDoneButRestartNeeded, Run());
+}
+
+TEST_F(Removing, TellsThatThePackageIsStillPublishedAfterAForcedSuccess) {
+    windows_.diUninstall.exists = false;
+    leaves_ = L"oem901.inf";
+
+    EXPECT_EQ(ExitCode::kRefused, Run());
+
+    EXPECT_THAT(Said(), ElementsAre(testing::EndsWith("(error 80)")));
 }
 
 TEST_F(Removing, ForcesThePackageOutWhenItIsStillPublishedAfterASuccess) {
