@@ -165,6 +165,8 @@ INSTANTIATE_TEST_SUITE_P(
                 L"The closing quote is missing behind C:\\x.inf"},
         Mistake{"TwoActions", L"InfInstallerx64.exe -i x.inf -d x.inf",
                 L"Only one of -i, -d and --help can be asked for, and only once."},
+        Mistake{"TwoActionsTheSecondWithoutPath", L"InfInstallerx64.exe -i x.inf -d",
+                L"Only one of -i, -d and --help can be asked for, and only once."},
         Mistake{"OneActionTwice", L"InfInstallerx64.exe -i x.inf -i y.inf",
                 L"Only one of -i, -d and --help can be asked for, and only once."},
         Mistake{"AnUnquotedPathWithABlank", L"InfInstallerx64.exe -i C:\\a b\\x.inf",

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <setupapi.h>
 
+#include <array>
 #include <functional>
 #include <sstream>
 
@@ -565,6 +566,20 @@ TEST_F(Executing, RefusesAFileLargerThanAnyInf) {
     ASSERT_TRUE(::SetEndOfFile(file.Get()));
 
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kInstall));
+
+    EXPECT_THAT(Said(), ElementsAre(testing::EndsWith("(error 223)")));
+}
+
+TEST_F(Executing, KnowsTheLongNameOfAnInfThatIsGivenByItsShortOne) {
+    const std::wstring path = WritePackage(L"a stand-in with a long name.inf", PackageText());
+    std::array<wchar_t, MAX_PATH> shortPath{};
+    ASSERT_NE(0u, ::GetShortPathNameW(path.c_str(), shortPath.data(), MAX_PATH));
+    ASSERT_NE(path, shortPath.data());
+
+    const InfReading reading = ReadInf(shortPath.data());
+
+    ASSERT_TRUE(reading.inf);
+    EXPECT_EQ(L"a stand-in with a long name.inf", reading.inf->name);
 }
 
 TEST_F(Executing, RefusesToWorkOnAWindowsOfAnotherBitness) {

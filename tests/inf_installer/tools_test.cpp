@@ -206,7 +206,9 @@ TEST_F(InstallerTool, PrintsItsUsageForHelp) {
     EXPECT_EQ(Code(ExitCode::kDone), Run(tool_, L" --help", output.Get()));
 
     output.Reset();
-    EXPECT_THAT(ReadBytes(path).value_or(""), HasSubstr("  -d \"<inf>\""));
+    const std::string text = ReadBytes(path).value_or("");
+    EXPECT_THAT(text, testing::StartsWith("Installs or removes one driver package.\r\n"));
+    EXPECT_THAT(text, HasSubstr("\r\n  -d \"<inf>\""));
 }
 
 TEST_F(InstallerTool, WritesALogWhenToldTo) {
