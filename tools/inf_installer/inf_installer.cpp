@@ -58,15 +58,28 @@ ExitCode Install(const InfFile& inf, Report& report) {
     return Done(installed && installed->restartNeeded, report);
 }
 
-// The devices are asked to let go of the package first where Windows can do that. Where it cannot,
-// or will not, the package is taken out of the driver store all the same.
-CallResult Uninstall(const std::wstring& name) {
-    const std::wstring path = PublishedPath(name);
-    if (IsOemName(name)) {
-        const std::optional<CallResult> result = UninstallFromDevices(path);
-        if (result && result->error == ERROR_SUCCESS && !FileOrFolderExists(path)) return *result;
+CallResult RemoveForcibly(const std::wstring& name) {
+    CallResult result = RemoveFromDriverStore(name);
+    if (result.error == ERROR_SUCCESS && FileOrFolderExists(PublishedPath(name))) {
+        result.error = ERROR_FILE_EXISTS;  // success alone is not trusted here either
     }
-    return RemoveFromDriverStore(name);
+    return result;
+}
+
+// The devices are asked to let go of the package first where Windows can do that. Where it cannot,
+// or will not, the package is taken out of the driver store all the same. A name that is not one of
+// a published package is never uninstalled from devices: it could be a part of Windows.
+CallResult Uninstall(const std::wstring& name, Report& report) {
+    const std::optional<CallResult> fromDevices =
+        IsOemName(name) ? UninstallFromDevices(PublishedPath(name)) : std::nullopt;
+    if (!fromDevices) return RemoveForcibly(name);
+    if (fromDevices->error != ERROR_SUCCESS) {
+        report.Say(L"Windows did not take " + name + L" from its devices. " +
+                   SystemText(fromDevices->error));
+        return RemoveForcibly(name);
+    }
+    if (!FileOrFolderExists(PublishedPath(name))) return *fromDevices;
+    return {RemoveForcibly(name).error, fromDevices->restartNeeded};
 }
 
 ExitCode Remove(const InfFile& inf, Report& report) {
@@ -76,7 +89,7 @@ ExitCode Remove(const InfFile& inf, Report& report) {
     bool restartNeeded = false;
     ExitCode refusal = ExitCode::kDone;
     for (const std::wstring& name : names) {
-        const CallResult result = Uninstall(name);
+        const CallResult result = Uninstall(name, report);
         if (result.error != ERROR_SUCCESS) {
             refusal = Refused(L"remove " + name, result.error, report);
             continue;

@@ -69,8 +69,14 @@ bool Report::OpenLog(const std::wstring& path, std::wstring_view firstLine) {
 }
 
 void Report::Say(std::wstring_view message) {
-    Print(std::wstring(message) + L"\r\n");
-    Log(message);
+    while (true) {
+        const std::size_t end = message.find(L'\n');
+        const std::wstring_view line = message.substr(0, end);
+        Print(std::wstring(line) + L"\r\n");
+        Log(line);
+        if (end == std::wstring_view::npos) return;
+        message.remove_prefix(end + 1);
+    }
 }
 
 void Report::Log(std::wstring_view message) {

@@ -13,7 +13,7 @@ public:
     // cannot be written.
     [[nodiscard]] bool OpenLog(const std::wstring& path, std::wstring_view firstLine);
 
-    // Writes `message` and ends the line.
+    // Writes `message`, which may be several lines, and ends its last line.
     void Say(std::wstring_view message);
 
 private:

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <windows.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "inf_file.h"
+#include "platform/directory_listing.h"
+#include "platform/paths.h"
+#include "published_infs.h"
+
+// A driver package as small as the system accepts it; `remark` makes it another one.
+[[nodiscard]] inline std::string PackageText(const std::string& remark = "",
+                                             const std::string& catalog = "") {
+    return "[Version]\r\nSignature=\"$Windows NT$\"\r\nClass=USB\r\n"
+           "ClassGuid={36FC9E60-C465-11CF-8056-444553540000}\r\nProvider=%Maker%\r\n"
+           "DriverVer=01/02/2020,1.0.0.0\r\n" +
+           (catalog.empty() ? "" : "CatalogFile=" + catalog + "\r\n") +
+           "[SourceDisksNames]\r\n1=disk\r\n[SourceDisksFiles]\r\nstand_in.sys=1\r\n"
+           "[DestinationDirs]\r\nDefaultDestDir=12\r\n"
+           "[Manufacturer]\r\n%Maker%=Models,NTamd64\r\n"
+           "[Models]\r\nDevice=Setup,USB\\VID_FFFF&PID_0001\r\n"
+           "[Models.NTamd64]\r\nDevice=Setup,USB\\VID_FFFF&PID_0001\r\n"
+           "[Setup]\r\nCopyFiles=Files\r\n[Files]\r\nstand_in.sys\r\n"
+           "[Strings]\r\nMaker=\"Tests\"\r\n; " +
+           remark + "\r\n";
+}
+
+// Gives every test a folder for packages, and Windows' INF folder back as it was.
+class InfTest : public testing::Test {
+protected:
+    InfTest() : before_(Published()) { ::CreateDirectoryW(Folder().c_str(), nullptr); }
+    ~InfTest() override {
+        DeleteDirectoryTree(Folder());
+        for (const auto& [name, content] : Published()) {
+            if (before_.contains(name)) continue;
+            const std::wstring path = PublishedPath(name);
+            ::DeleteFileW(path.c_str());
+            ::DeleteFileW((path.substr(0, path.size() - 4) + L".pnf").c_str());
+        }
+    }
+
+    using Contents = std::map<std::wstring, std::string>;
+
+    [[nodiscard]] static std::wstring Folder() { return L"C:\\inf installer test"; }
+
+    static std::wstring Write(const std::wstring& path, const std::string& content) {
+        const UniqueFile file(
+            ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+        DWORD written = 0;
+        EXPECT_TRUE(::WriteFile(file.Get(), content.data(), static_cast<DWORD>(content.size()),
+                                &written, nullptr));
+        return path;
+    }
+
+    // Writes a file below the folder of packages and returns its path.
+    static std::wstring WritePackage(const std::wstring& name, const std::string& content) {
+        const std::wstring path = Folder() + L"\\" + name;
+        ::CreateDirectoryW(path.substr(0, path.rfind(L'\\')).c_str(), nullptr);
+        return Write(path, content);
+    }
+
+    // Puts a file where Windows publishes INF files.
+    static void Publish(const std::wstring& name, const std::string& content) {
+        Write(PublishedPath(name), content);
+    }
+
+    // Every INF file in Windows' INF folder, byte for byte.
+    [[nodiscard]] static Contents Published() {
+        Contents contents;
+        (void)ForEachEntry(PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
+            contents[entry.cFileName] =
+                ReadBytes(PublishedPath(entry.cFileName)).value_or("unreadable");
+        });
+        return contents;
+    }
+
+    // What has been published since the test began.
+    [[nodiscard]] Contents NewlyPublished() const {
+        Contents added = Published();
+        for (const auto& [name, content] : before_) added.erase(name);
+        return added;
+    }
+
+    [[nodiscard]] const Contents& PublishedBefore() const { return before_; }
+
+private:
+    Contents before_;
+};
