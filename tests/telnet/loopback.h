@@ -1,0 +1,117 @@
+#pragma once
+
+#include <winsock.h>
+#include <windows.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "platform/unique_handle.h"
+
+// Real sockets on the loopback address, for the far end of what is tested. Ports are the system's
+// choice. Reading gives up after ten seconds, so that a test that waits in vain fails instead of
+// hanging.
+
+struct SocketTraits {
+    using Value = SOCKET;
+    static Value Empty() noexcept { return INVALID_SOCKET; }
+    static void Close(Value value) noexcept { ::closesocket(value); }
+};
+using UniqueSocket = Unique<SocketTraits>;
+
+inline sockaddr_in Loopback(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = ::htons(port);
+    address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+inline void Require(bool worked, const char* what) {
+    if (!worked) throw std::runtime_error(what);
+}
+
+inline UniqueSocket MakeSocket() {
+    WSADATA data{};
+    Require(::WSAStartup(MAKEWORD(2, 2), &data) == 0, "WSAStartup");
+    UniqueSocket made(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+    Require(static_cast<bool>(made), "socket");
+    return made;
+}
+
+class LoopbackListener {
+public:
+    LoopbackListener() : socket_(MakeSocket()) {
+        sockaddr_in address = Loopback(0);
+        int size = sizeof(address);
+        auto* const plain = reinterpret_cast<sockaddr*>(&address);
+        Require(::bind(socket_.Get(), plain, size) == 0, "bind");
+        Require(::listen(socket_.Get(), SOMAXCONN) == 0, "listen");
+        Require(::getsockname(socket_.Get(), plain, &size) == 0, "getsockname");
+        port_ = ::ntohs(address.sin_port);
+    }
+
+    [[nodiscard]] std::uint16_t Port() const { return port_; }
+
+    // The next connection. Connections that nobody accepts wait in the system's queue, so a test
+    // can connect first and accept afterwards, without a second thread.
+    [[nodiscard]] UniqueSocket Accept() const {
+        UniqueSocket accepted(::accept(socket_.Get(), nullptr, nullptr));
+        Require(static_cast<bool>(accepted), "accept");
+        const int milliseconds = 10'000;
+        ::setsockopt(accepted.Get(), SOL_SOCKET, SO_RCVTIMEO,
+                     reinterpret_cast<const char*>(&milliseconds), sizeof(milliseconds));
+        return accepted;
+    }
+
+    // Also ends an Accept that waits on another thread.
+    void Close() { socket_.Reset(); }
+
+private:
+    UniqueSocket socket_;
+    std::uint16_t port_ = 0;
+};
+
+// A port on which nobody listens any more.
+inline std::uint16_t ClosedPort() {
+    return LoopbackListener().Port();
+}
+
+// The two ends of one connection.
+struct SocketPair {
+    SocketPair() : near(MakeSocket()) {
+        const LoopbackListener listener;
+        const sockaddr_in address = Loopback(listener.Port());
+        Require(::connect(near.Get(), reinterpret_cast<const sockaddr*>(&address),
+                          sizeof(address)) == 0,
+                "connect");
+        far = listener.Accept();
+    }
+
+    UniqueSocket near;
+    UniqueSocket far;
+};
+
+inline void SendText(const UniqueSocket& socket, const std::string& text) {
+    ::send(socket.Get(), text.data(), static_cast<int>(text.size()), 0);
+}
+
+// Reads `size` bytes, or fewer when the connection ends before.
+inline std::string ReceiveBytes(const UniqueSocket& socket, std::size_t size) {
+    std::string bytes(size, '\0');
+    std::size_t have = 0;
+    while (have < size) {
+        const int got = ::recv(socket.Get(), bytes.data() + have, static_cast<int>(size - have), 0);
+        if (got <= 0) break;
+        have += static_cast<std::size_t>(got);
+    }
+    bytes.resize(have);
+    return bytes;
+}
+
+// Reads until the other end closes.
+inline std::string ReceiveAll(const UniqueSocket& socket) {
+    return ReceiveBytes(socket, 1 << 20);
+}
