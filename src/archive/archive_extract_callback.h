@@ -22,7 +22,7 @@ namespace SevenZip::intl {
 class ArchiveExtractCallback
     : public ComObject<IArchiveExtractCallback, ICryptoGetTextPassword, ICompressProgressInfo> {
 public:
-    // `directory` is the destination. `progress` may be null; it is not owned.
+    // `listener` may be null; it is not owned.
     ArchiveExtractCallback(IInArchive& archive, const std::wstring& destination, OverwriteMode mode,
                            ExtractProgress* listener);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <windows.h>
+
 #include <algorithm>
 #include <string>
 
@@ -12,4 +14,11 @@
     if (result.starts_with(L'/')) result = L"Z:" + result;  // Wine's name for the Unix root
     std::ranges::replace(result, L'/', L'\\');
     return result;
+}
+
+// Whether nobody has the file open.
+[[nodiscard]] inline bool IsNotInUse(const std::wstring& path) {
+    const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_READ, /*dwShareMode=*/0, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    return file != INVALID_HANDLE_VALUE && ::CloseHandle(file);
 }

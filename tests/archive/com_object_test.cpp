@@ -1,0 +1,178 @@
+#include "archive/com_object.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "archive/archive_extract_callback.h"
+#include "archive/archive_open_callback.h"
+#include "archive/extract_exception_carrier.h"
+#include "archive/fake_archive.h"
+#include "archive/fake_stream.h"
+#include "archive/stream_wrappers.h"
+
+namespace {
+
+using namespace SevenZip;
+
+class Counted final : public intl::ComObject<ICompressProgressInfo> {
+public:
+    explicit Counted(bool& gone) : gone_(gone) {}
+    ~Counted() override { gone_ = true; }
+
+    STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+        return Find({{&IID_ICompressProgressInfo, static_cast<ICompressProgressInfo*>(this)}}, iid,
+                    object);
+    }
+    STDMETHODIMP SetRatioInfo(const UInt64*, const UInt64*) override { return S_OK; }
+
+private:
+    bool& gone_;
+};
+
+TEST(ComObject, StartsWithoutAReferenceAndReturnsTheNewCount) {
+    bool gone = false;
+    auto* const object = new Counted(gone);
+
+    EXPECT_EQ(1u, object->AddRef());
+    EXPECT_EQ(2u, object->AddRef());
+    EXPECT_EQ(1u, object->Release());
+    EXPECT_FALSE(gone);
+    EXPECT_EQ(0u, object->Release());
+}
+
+TEST(ComObject, IsDeletedByItsLastRelease) {
+    bool gone = false;
+    auto* const object = new Counted(gone);
+    object->AddRef();
+
+    object->Release();
+
+    EXPECT_TRUE(gone);
+}
+
+TEST(ComObject, HandsOutAReferenceWithEachInterface) {
+    bool gone = false;
+    const auto object = intl::MakeCom<Counted>(gone);
+    void* found = nullptr;
+
+    EXPECT_EQ(S_OK, object.Get()->QueryInterface(IID_ICompressProgressInfo, &found));
+
+    EXPECT_EQ(1u, static_cast<ICompressProgressInfo*>(found)->Release());
+}
+
+TEST(ComObject, RefusesAnUnknownInterfaceWithANullObject) {
+    bool gone = false;
+    const auto object = intl::MakeCom<Counted>(gone);
+    void* found = &gone;
+
+    EXPECT_EQ(E_NOINTERFACE, object.Get()->QueryInterface(IID_IStream, &found));
+
+    EXPECT_EQ(nullptr, found);
+    EXPECT_EQ(2u, object.Get()->AddRef());
+    object.Get()->Release();
+}
+
+TEST(ComObject, RefusesAQueryWithoutAPlaceForTheAnswer) {
+    bool gone = false;
+    const auto object = intl::MakeCom<Counted>(gone);
+
+    EXPECT_EQ(E_POINTER, object.Get()->QueryInterface(IID_IUnknown, nullptr));
+}
+
+TEST(ComObject, CountsTogetherFromSeveralThreads) {
+    bool gone = false;
+    const auto object = intl::MakeCom<Counted>(gone);
+    const auto addMany = [&] {
+        for (int i = 0; i < 50'000; ++i) object.Get()->AddRef();
+    };
+
+    std::thread other(addMany);
+    addMany();
+    other.join();
+
+    EXPECT_EQ(100'002u, object.Get()->AddRef());
+    for (int i = 0; i < 100'001; ++i) object.Get()->Release();
+}
+
+GUID SevenZipId(BYTE group, BYTE number) {
+    return {0x23170F69, 0x40C1, 0x278A, {0x00, 0x00, 0x00, group, 0x00, number, 0x00, 0x00}};
+}
+
+// Whether the object answers, with the same IUnknown behind it.
+bool Answers(IUnknown& object, const GUID& id) {
+    void* found = nullptr;
+    if (object.QueryInterface(id, &found) != S_OK) return false;
+    const intl::UniqueCom<IUnknown> answer(static_cast<IUnknown*>(found));
+    intl::UniqueCom<IUnknown> identity;
+    const HRESULT result =
+        answer.Get()->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(identity.Receive()));
+    return result == S_OK && identity.Get() == &object;
+}
+
+// The numbers of the 7-Zip interface ids that are answered, out of all that there could be.
+std::vector<std::pair<int, int>> Answered(IUnknown& object) {
+    std::vector<std::pair<int, int>> answered;
+    for (int group = 0; group < 0x10; ++group) {
+        for (int number = 0; number < 0x100; ++number) {
+            if (Answers(object, SevenZipId(static_cast<BYTE>(group), static_cast<BYTE>(number)))) {
+                answered.emplace_back(group, number);
+            }
+        }
+    }
+    return answered;
+}
+
+using Interfaces = std::vector<std::pair<int, int>>;
+
+TEST(QueryInterface, OfTheOpenCallbackAnswersOpeningAndPassword) {
+    const auto object = intl::MakeCom<intl::ArchiveOpenCallback>();
+    auto& unknown = *static_cast<IArchiveOpenCallback*>(object.Get());
+
+    EXPECT_EQ((Interfaces{{0x05, 0x10}, {0x06, 0x10}}), Answered(unknown));
+    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+}
+
+TEST(QueryInterface, OfTheExtractCallbackAnswersExtractionPasswordAndRatio) {
+    const auto archive = intl::MakeCom<FakeArchive>();
+    const auto object = intl::MakeCom<intl::ArchiveExtractCallback>(
+        *archive.Get(), L"C:\\", OverwriteMode::kDelete, nullptr);
+    auto& unknown = *static_cast<IArchiveExtractCallback*>(object.Get());
+
+    EXPECT_EQ((Interfaces{{0x04, 0x04}, {0x05, 0x10}, {0x06, 0x20}}), Answered(unknown));
+    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+}
+
+TEST(QueryInterface, OfTheExceptionCarrierAnswersWhatTheExtractCallbackDoes) {
+    const auto archive = intl::MakeCom<FakeArchive>();
+    const auto callback = intl::MakeCom<intl::ArchiveExtractCallback>(
+        *archive.Get(), L"C:\\", OverwriteMode::kDelete, nullptr);
+    const auto object = intl::MakeCom<intl::ExtractExceptionCarrier>(*callback.Get());
+    auto& unknown = *static_cast<IArchiveExtractCallback*>(object.Get());
+
+    EXPECT_EQ((Interfaces{{0x04, 0x04}, {0x05, 0x10}, {0x06, 0x20}}), Answered(unknown));
+    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+}
+
+TEST(QueryInterface, OfTheInStreamAnswersReadingSeekingAndSize) {
+    const auto stream = intl::MakeCom<FakeStream>();
+    const auto object = intl::MakeCom<intl::InStreamWrapper>(*stream.Get());
+    auto& unknown = *static_cast<IInStream*>(object.Get());
+
+    EXPECT_EQ((Interfaces{{0x03, 0x01}, {0x03, 0x03}, {0x03, 0x06}}), Answered(unknown));
+    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+}
+
+TEST(QueryInterface, OfTheOutStreamAnswersWritingAndSeeking) {
+    const auto stream = intl::MakeCom<FakeStream>();
+    const auto object = intl::MakeCom<intl::OutStreamWrapper>(*stream.Get());
+    auto& unknown = *static_cast<IOutStream*>(object.Get());
+
+    EXPECT_EQ((Interfaces{{0x03, 0x02}, {0x03, 0x04}}), Answered(unknown));
+    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+}
+
+}  // namespace

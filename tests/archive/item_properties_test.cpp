@@ -1,0 +1,80 @@
+#include "archive/item_properties.h"
+
+#include <gtest/gtest.h>
+
+#include "archive/fake_archive.h"
+
+namespace {
+
+using namespace SevenZip;
+
+class ReadItemList : public testing::Test {
+protected:
+    intl::UniqueCom<FakeArchive> archive = intl::MakeCom<FakeArchive>();
+    intl::ItemList list;
+};
+
+TEST_F(ReadItemList, ListsPathsAndSizesInTheArchivesOrder) {
+    archive.Get()->Set(0, kpidPath, Text(L"usb\\x64\\b.sys"));
+    archive.Get()->Set(0, kpidSize, Number(VT_UI8, 0x1'0000'0005));
+    archive.Get()->Set(1, kpidPath, Text(L"a.inf"));
+    archive.Get()->Set(1, kpidSize, Number(VT_UI8, 7));
+
+    EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 2, list));
+
+    EXPECT_EQ((std::vector<std::wstring>{L"usb\\x64\\b.sys", L"a.inf"}), list.names);
+    EXPECT_EQ((std::vector<std::uint64_t>{0x1'0000'0005, 7}), list.sizes);
+}
+
+TEST_F(ReadItemList, ListsWhatIsNotStoredAsEmptyAndZero) {
+    EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 1, list));
+
+    EXPECT_EQ(std::vector<std::wstring>{L""}, list.names);
+    EXPECT_EQ(std::vector<std::uint64_t>{0}, list.sizes);
+}
+
+TEST_F(ReadItemList, ListsAPathThatIsNoTextAsEmpty) {
+    archive.Get()->Set(0, kpidPath, Number(VT_UI4, 5));
+
+    EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 1, list));
+
+    EXPECT_EQ(std::vector<std::wstring>{L""}, list.names);
+}
+
+TEST_F(ReadItemList, TakesNarrowSizesAsTheyAre) {
+    archive.Get()->Set(0, kpidSize, Number(VT_UI4, 9));
+
+    EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 1, list));
+
+    EXPECT_EQ(std::vector<std::uint64_t>{9}, list.sizes);
+}
+
+TEST_F(ReadItemList, AsksForTheSizeAndThenForThePath) {
+    EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 2, list));
+
+    EXPECT_EQ((std::vector<PROPID>{7, 3, 7, 3}), archive.Get()->asked);
+}
+
+TEST_F(ReadItemList, FailsWhenASizeCannotBeRead) {
+    archive.Get()->Set(1, kpidSize, Failure(E_OUTOFMEMORY));
+
+    EXPECT_FALSE(intl::ReadItemList(*archive.Get(), 2, list));
+}
+
+TEST_F(ReadItemList, FailsWhenAPathCannotBeRead) {
+    archive.Get()->Set(1, kpidPath, Failure(E_OUTOFMEMORY));
+
+    EXPECT_FALSE(intl::ReadItemList(*archive.Get(), 2, list));
+}
+
+TEST(ItemProperty, TakesANullTextForAnEmptyOne) {
+    const auto archive = intl::MakeCom<FakeArchive>();
+    archive.Get()->Set(0, kpidPath, OfType(VT_BSTR));
+    std::wstring text = L"before";
+
+    EXPECT_TRUE(intl::ItemProperty(*archive.Get(), 0, kpidPath).Get(text));
+
+    EXPECT_EQ(L"", text);
+}
+
+}  // namespace
