@@ -1,3 +1,5 @@
+#include "mendloft/mendloft.h"
+
 #include <cstdint>
 #include <memory>
 
@@ -10,6 +12,16 @@
 // removes, and passes on the result of the one routine that it runs.
 
 namespace {
+
+// Hosts know the results by the names of the public header.
+static_assert(int{kMendloftFoldersGone} == FixHelper::kDone);
+static_assert(int{kMendloftFoldersFailed} == FixHelper::kFailed);
+static_assert(int{kMendloftFoldersOldSystem} == FixHelper::kOldSystem);
+static_assert(int{kMendloftFoldersBuilt} == FixHelper::kFoldersBuilt);
+static_assert(int{kMendloftSetupToolRan} == FixHelper::kInstallerRan);
+static_assert(int{kMendloftSetupInfMissing} == FixHelper::kInfMissing);
+static_assert(int{kMendloftSetupToolMissing} == FixHelper::kInstallerMissing);
+static_assert(int{kMendloftSetupToolNotStarted} == FixHelper::kInstallerNotStarted);
 
 using SetupRoutine = std::int32_t (FixHelper::*)(std::int32_t repair);
 

@@ -1,0 +1,48 @@
+"""A host in Python. It needs a 32-bit Python for Windows, with libmendloft.dll and the folder files
+beside this file.
+
+    host.py port NUMBER | host.py install | host.py remove
+"""
+
+import ctypes
+import enum
+import sys
+from pathlib import Path
+
+
+class SetupResult(enum.IntEnum):
+    TOOL_RAN = 0
+    INF_MISSING = -1
+    TOOL_MISSING = -2
+    TOOL_NOT_STARTED = -3
+
+
+def load_mendloft():
+    """Returns the library with the types of the two functions that are used here."""
+    if sys.platform != "win32" or ctypes.sizeof(ctypes.c_void_p) != 4:
+        sys.exit("libmendloft.dll is a 32-bit library: run this with a 32-bit Python for Windows")
+    # CDLL, because the functions are cdecl; WinDLL would be for stdcall.
+    library = ctypes.CDLL(str(Path(__file__).resolve().with_name("libmendloft.dll")))
+    library.AMDPortTest.argtypes = [ctypes.c_int32]
+    library.AMDPortTest.restype = ctypes.c_bool  # one byte; the default would read four
+    library.SetUpUSBDriver.argtypes = [ctypes.c_int32]
+    library.SetUpUSBDriver.restype = ctypes.c_int32
+    return library
+
+
+def main(arguments):
+    match arguments:
+        case ["port", number]:
+            print("open" if load_mendloft().AMDPortTest(int(number)) else "closed")
+            return 0
+        case ["install" | "remove" as action]:
+            # ctypes lets other Python threads run meanwhile; the call ends with the installer tool.
+            result = SetupResult(load_mendloft().SetUpUSBDriver(action == "install"))
+            print(f"SetUpUSBDriver: {result.name}")
+            return 0 if result is SetupResult.TOOL_RAN else 1
+    print("usage: host.py port NUMBER | host.py install | host.py remove", file=sys.stderr)
+    return 2
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
