@@ -3,8 +3,10 @@ set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86)
 
 set(triplet i686-w64-mingw32)
-find_program(CMAKE_C_COMPILER ${triplet}-gcc-posix)
-find_program(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
+if(NOT DEFINED CMAKE_CXX_COMPILER)
+    find_program(CMAKE_C_COMPILER ${triplet}-gcc-posix)
+    find_program(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
+endif()
 find_program(CMAKE_RC_COMPILER ${triplet}-windres)
 if(NOT CMAKE_CXX_COMPILER)
     message(FATAL_ERROR "${triplet}-g++-posix is missing; run scripts/setup, or: "

@@ -40,17 +40,13 @@ TEST(FixHelper, HoldsItsMembersInTheDeclaredOrderAndNothingElse) {
 }
 
 constexpr const wchar_t* kVistaX64[] = {
-    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl64.inf_amd64_neutral_"
-    L"c0e4d8c2aef471b7",
-    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl64.inf_amd64_neutral_"
-    L"14c8400756ec0e3b",
-    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\netaapl64.inf_amd64_neutral_"
-    L"56f23639c9617984"};
+    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl64.inf_amd64_neutral_c0e4d8c2aef471b7",
+    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl64.inf_amd64_neutral_14c8400756ec0e3b",
+    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\netaapl64.inf_amd64_neutral_56f23639c9617984"};
 constexpr const wchar_t* kVistaX86[] = {
     L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl.inf_x86_neutral_e165816441187e06",
     L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl.inf_x86_neutral_b11f4eb7484c8d3b",
-    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\netaapl.inf_x86_neutral_"
-    L"84f98e613445a1f8"};
+    L"C:\\Windows\\System32\\DriverStore\\FileRepository\\netaapl.inf_x86_neutral_84f98e613445a1f8"};
 constexpr const wchar_t* kLaterX64[] = {
     L"C:\\Windows\\System32\\DriverStore\\FileRepository\\usbaapl64.inf_amd64_c0e4d8c2aef471b7",
     L"",

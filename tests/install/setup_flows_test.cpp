@@ -211,18 +211,18 @@ TEST_P(FlowWithInstalledInf, UsesItForARemoval) {
 INSTANTIATE_TEST_SUITE_P(
     , FlowWithInstalledInf,
     testing::Values(
-        InstalledRow{"Usb64", &FixHelper::SetUpUsbDriver, true,
-                     L"C:\\Program Files\\Common Files\\Apple\\Mobile Device "
-                     L"Support\\Drivers\\usbaapl64.inf"},
+        InstalledRow{
+            "Usb64", &FixHelper::SetUpUsbDriver, true,
+            L"C:\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers\\usbaapl64.inf"},
         InstalledRow{
             "Usb32", &FixHelper::SetUpUsbDriver, false,
             L"C:\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers\\usbaapl.inf"},
-        InstalledRow{"Net64", &FixHelper::SetUpNetDriver, true,
-                     L"C:\\Program Files\\Common Files\\Apple\\Mobile Device "
-                     L"Support\\NetDrivers\\netaapl64.inf"},
-        InstalledRow{"Net32", &FixHelper::SetUpNetDriver, false,
-                     L"C:\\Program Files\\Common Files\\Apple\\Mobile Device "
-                     L"Support\\NetDrivers\\netaapl.inf"}),
+        InstalledRow{
+            "Net64", &FixHelper::SetUpNetDriver, true,
+            L"C:\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl64.inf"},
+        InstalledRow{
+            "Net32", &FixHelper::SetUpNetDriver, false,
+            L"C:\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl.inf"}),
     [](const auto& row) { return row.param.name; });
 
 TEST_F(SetupFlowTest, LooksForAnInstalledInfOnTheDriveOfTheCommonFiles) {
