@@ -10,8 +10,7 @@
 #include <ostream>
 #include <vector>
 
-// What this process holds at the moment: handles, threads, and blocks and bytes of the C heap. Two
-// counts around the same work done once and done often show what the work leaves behind.
+// What this process holds at the moment: handles, threads, and blocks and bytes of the C heap.
 struct ProcessCounts {
     std::size_t handles = 0;
     std::size_t threads = 0;
@@ -86,4 +85,20 @@ private:
             heapBytes += block._size;
         }
     }
+};
+
+// The counts before and after some work, which is done once beforehand: the first time, the system and
+// the runtime take things for good.
+struct CountsAround {
+    template <typename Work>
+    explicit CountsAround(Work work) {
+        work();
+        (void)ProcessCounts::Now();
+        before = ProcessCounts::Now();
+        work();
+        after = ProcessCounts::Now();
+    }
+
+    ProcessCounts before;
+    ProcessCounts after;
 };

@@ -258,14 +258,13 @@ TEST(LineTokenizerFields, LieInTheirOrder) {
 }
 
 TEST(LineTokenizerBuffer, IsFreedWhenOwned) {
-    const ProcessCounts before = ProcessCounts::Now();
-    {
+    const CountsAround counts([&] {
         OpenTokenizer tokenizer;
         tokenizer.buffer = static_cast<char*>(std::malloc(100));
         tokenizer.ownsBuffer = true;
-    }
+    });
 
-    EXPECT_EQ(before, ProcessCounts::Now());
+    EXPECT_EQ(counts.before, counts.after);
 }
 
 TEST(LineTokenizerBuffer, IsLeftAloneWhenNotOwned) {

@@ -17,7 +17,9 @@
 struct SocketTraits {
     using Value = SOCKET;
     static Value Empty() noexcept { return INVALID_SOCKET; }
-    static void Close(Value value) noexcept { ::closesocket(value); }
+    // Not inlined, so that tests may close sockets both inside and outside of a fake's life: see
+    // the note on imports in fake_api.h.
+    [[gnu::noinline]] static void Close(Value value) noexcept { ::closesocket(value); }
 };
 using UniqueSocket = Unique<SocketTraits>;
 
@@ -48,7 +50,7 @@ public:
         int size = sizeof(address);
         auto* const plain = reinterpret_cast<sockaddr*>(&address);
         Require(::bind(socket_.Get(), plain, size) == 0, "bind");
-        Require(::listen(socket_.Get(), SOMAXCONN) == 0, "listen");
+        Require(::listen(socket_.Get(), kQueue) == 0, "listen");
         Require(::getsockname(socket_.Get(), plain, &size) == 0, "getsockname");
         port_ = ::ntohs(address.sin_port);
     }
@@ -70,6 +72,8 @@ public:
     void Close() { socket_.Reset(); }
 
 private:
+    static constexpr int kQueue = 100;
+
     UniqueSocket socket_;
     std::uint16_t port_ = 0;
 };
@@ -81,17 +85,17 @@ inline std::uint16_t ClosedPort() {
 
 // The two ends of one connection.
 struct SocketPair {
-    SocketPair() : near(MakeSocket()) {
+    SocketPair() : here(MakeSocket()) {
         const LoopbackListener listener;
         const sockaddr_in address = Loopback(listener.Port());
-        Require(::connect(near.Get(), reinterpret_cast<const sockaddr*>(&address),
+        Require(::connect(here.Get(), reinterpret_cast<const sockaddr*>(&address),
                           sizeof(address)) == 0,
                 "connect");
-        far = listener.Accept();
+        there = listener.Accept();
     }
 
-    UniqueSocket near;
-    UniqueSocket far;
+    UniqueSocket here;
+    UniqueSocket there;
 };
 
 inline void SendText(const UniqueSocket& socket, const std::string& text) {

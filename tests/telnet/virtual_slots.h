@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// The number of a virtual member function's slot. GCC and Clang keep one more than its offset in
+// the pointer to the member.
+template <typename Member>
+[[nodiscard]] std::size_t SlotOf(Member member) {
+    std::uintptr_t word = 0;
+    std::memcpy(&word, &member, sizeof(word));
+    return (word - 1) / sizeof(void*);
+}
