@@ -19,7 +19,7 @@ class Parser {
 public:
     Parser() {
         app_.footer(kFooter);
-        app_.require_subcommand(1);
+        app_.require_subcommand(0, 1);  // a missing one is complained about in our words
         AddOptions();
         AddFolderCommands();
         AddSetup();
@@ -81,12 +81,12 @@ private:
 
     void AddSetup() {
         CLI::App* const setup = AddCommand(app_, "setup", "Install or remove one driver package");
-        setup->require_subcommand(1);
+        setup->require_subcommand(0, 1);
+        setup->add_flag("--remove", remove_, "Remove the package instead of installing it");
         for (const LibraryFunction& function : SetupFunctions()) {
             const std::string package(function.package);
             CLI::App* const command =
                 AddCommand(*setup, package, std::string("Calls ") + function.name);
-            command->add_flag("--remove", remove_, "Remove the package instead of installing it");
             command->callback([this, &function, package] {
                 Choose("setup " + package + (remove_ ? " --remove" : ""), function,
                        remove_ ? 0 : 1);
@@ -115,6 +115,11 @@ private:
     }
 
     void Complete() {
+        if (result_.arguments.command.empty()) {
+            result_.problem = app_.got_subcommand("setup")
+                                  ? "Name the driver package: usb, net, kis, rsm or appleusb"
+                                  : "Say what to do: repair, remove, setup, port or diagnose";
+        }
         result_.arguments.library = FromUtf8(library_);
         if (timeout_ != 0) result_.arguments.timeout = std::chrono::seconds(timeout_);
     }

@@ -22,7 +22,8 @@ constexpr Meaning kMeanings[] = {
     {ResultKind::kSetup, FixHelper::kInstallerRan, ExitStatus::kSuccess,
      "The installer tool was started and has ended; what it ended with is not known."},
     {ResultKind::kSetup, FixHelper::kInfMissing, ExitStatus::kInfMissing,
-     "There is no INF file of this driver package, neither installed nor in the driver archive."},
+     "No INF file of this driver package was found, neither installed nor unpacked from the driver "
+     "archive."},
     {ResultKind::kSetup, FixHelper::kInstallerMissing, ExitStatus::kInstallerMissing,
      "The installer tool is not in the folder files\\inf beside the library."},
     {ResultKind::kSetup, FixHelper::kInstallerNotStarted, ExitStatus::kInstallerNotStarted,

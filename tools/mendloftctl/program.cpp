@@ -10,11 +10,16 @@
 #include "inf_installer/report.h"
 #include "inf_installer/system_checks.h"
 #include "inf_installer/text.h"
+#include "install/library_folder.h"
 #include "mendloftctl/arguments.h"
 #include "mendloftctl/call_report.h"
+#include "mendloftctl/diagnosis.h"
+#include "mendloftctl/driver_archive.h"
 #include "mendloftctl/exit_status.h"
 #include "mendloftctl/interruption.h"
 #include "mendloftctl/library_call.h"
+#include "mendloftctl/machine.h"
+#include "mendloftctl/plan.h"
 #include "mendloftctl/private_folder.h"
 #include "platform/paths.h"
 
@@ -47,12 +52,14 @@ public:
                        : FullPath(arguments_.library)) {}
 
     ExitStatus Run() {
+        if (arguments_.function == nullptr) return arguments_.dryRun ? PlanDiagnosis() : Diagnose();
         if (!FileOrFolderExists(library_)) {
             return Fail(ExitStatus::kLibraryUnusable,
                         "There is no " + ToUtf8(library_) +
                             ": put mendloftctl.exe beside libmendloft.dll, or name the DLL with "
                             "--library.");
         }
+        if (arguments_.dryRun) return PlanCall();
         if (arguments_.function->changesTheSystem && !IsElevated()) {
             return Fail(ExitStatus::kNotElevated,
                         "Administrator rights are needed for this: start it from a command prompt "
@@ -62,6 +69,50 @@ public:
     }
 
 private:
+    ExitStatus Diagnose() {
+        const Diagnosis diagnosis = ctl::Diagnose(library_);
+        surroundings_.printResult(arguments_.json ? Dump(ToJson(diagnosis)) : ToText(diagnosis));
+        return ExitStatus::kSuccess;
+    }
+
+    ExitStatus PlanDiagnosis() { return TellPlan(MakeDiagnosisPlan(library_)); }
+
+    ExitStatus PlanCall() {
+        const std::optional<std::vector<ArchiveItem>> archive = ListDriverArchive(library_);
+        if (!archive) {
+            return Fail(ExitStatus::kLibraryUnusable,
+                        ToUtf8(library_) +
+                            " carries no driver archive that can be read: name a "
+                            "libmendloft.dll with --library.");
+        }
+        const RTL_OSVERSIONINFOW windows = WindowsVersion();
+        const bool usesPrivateFolder = arguments_.isolated && arguments_.function->changesTheSystem;
+        const std::wstring privateFolder =
+            PrivateFolderParent() + L"\\mendloft-(32 random hexadecimal digits)";
+        Plan plan = MakePlan(
+            *arguments_.function, arguments_.argument,
+            {.majorVersion = windows.dwMajorVersion,
+             .minorVersion = windows.dwMinorVersion,
+             .libraryFolder = FolderOfFile(library_),
+             .commonFilesFolder = CommonFilesFolder(),
+             .temporaryDirectory = usesPrivateFolder ? privateFolder + L"\\" : TemporaryDirectory(),
+             .archive = *archive});
+        if (usesPrivateFolder) plan = WithPrivateFolder(std::move(plan), privateFolder);
+        return TellPlan(plan);
+    }
+
+    ExitStatus TellPlan(const Plan& plan) {
+        if (!arguments_.json) {
+            surroundings_.printResult(ToText(plan, arguments_.function));
+            return ExitStatus::kSuccess;
+        }
+        Json json{
+            {"command", arguments_.command}, {"library", ToUtf8(library_)}, {"dry_run", true}};
+        json.update(ToJson(plan, arguments_.function));
+        surroundings_.printResult(Dump(json));
+        return ExitStatus::kSuccess;
+    }
+
     LibraryCall MakeLibraryCall() {
         LibraryCall call;
         call.program = surroundings_.program;
@@ -157,7 +208,8 @@ int RunProgram(const std::vector<std::string>& arguments, const Surroundings& su
         return static_cast<int>(ExitStatus::kSuccess);
     }
     if (!parsed.problem.empty()) {
-        surroundings.printNote("mendloftctl: " + parsed.problem + ": see mendloftctl --help\n");
+        surroundings.printNote("mendloftctl: " + parsed.problem +
+                               " (mendloftctl --help tells more).\n");
         return static_cast<int>(ExitStatus::kWrongArguments);
     }
     return static_cast<int>(Program(std::move(parsed.arguments), surroundings).Run());
