@@ -15,8 +15,6 @@ namespace {
 
 using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
 
-constexpr WORD kDriverResource = 102;
-
 // Appends `text` if there is room for all of it.
 bool Append(PathBuffer& path, const wchar_t* text) {
     const std::size_t length = std::wcslen(path.data());
@@ -42,11 +40,11 @@ bool Unpack(const PathBuffer& archive, const PathBuffer& folder) {
 
 bool FixHelper::StageDriverPackage() {
     PathBuffer folder{};
-    if (!GetTemporaryDirectory(folder) || !Append(folder, L"mendloft")) return false;
+    if (!GetTemporaryDirectory(folder) || !Append(folder, kStagingFolderName)) return false;
     if (!FileOrFolderExists(folder.data())) (void)::CreateDirectoryW(folder.data(), nullptr);
 
     PathBuffer archive = folder;
-    if (!Append(archive, L"\\driver.7z") || !WriteDriverResource(archive.data())) return false;
+    if (!Append(archive, kStagedArchiveName) || !WriteDriverResource(archive.data())) return false;
     if (!Unpack(archive, folder)) return false;
 
     stagingDir = folder.data();
@@ -59,7 +57,7 @@ bool WriteDriverResource(const std::wstring& path) {
     if (!file) return false;
 
     const HRSRC resource =
-        ::FindResourceW(g_libraryModule, MAKEINTRESOURCEW(kDriverResource), L"DRIVER");
+        ::FindResourceW(g_libraryModule, MAKEINTRESOURCEW(kDriverResource), kDriverResourceType);
     const void* bytes = ::LockResource(::LoadResource(g_libraryModule, resource));
     const DWORD size = ::SizeofResource(g_libraryModule, resource);
     DWORD written = 0;

@@ -1,0 +1,111 @@
+#include "mendloftctl/call_report.h"
+
+#include <array>
+#include <cstdio>
+
+#include "inf_installer/report.h"
+#include "inf_installer/text.h"
+#include "mendloftctl/meanings.h"
+
+namespace ctl {
+
+namespace {
+
+using Kind = CallOutcome::Kind;
+
+const Meaning& MeaningOf(const CallReport& report) {
+    return MeaningOf(report.arguments.function->results, report.outcome.value);
+}
+
+std::string FunctionName(const CallReport& report) {
+    return report.arguments.function->name;
+}
+
+std::string ErrorText(const CallReport& report) {
+    return ToUtf8(SystemText(static_cast<DWORD>(report.outcome.value)));
+}
+
+std::string Hexadecimal(std::int32_t value) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(value));
+    return text.data();
+}
+
+const char* NameOf(TraceLine::Channel channel) {
+    return channel == TraceLine::Channel::kDebuggerOutput ? "debugger output" : "standard output";
+}
+
+}  // namespace
+
+ExitStatus StatusOf(const CallReport& report) {
+    switch (report.outcome.kind) {
+        case Kind::kReturned:
+            return MeaningOf(report).status;
+        case Kind::kLibraryNotLoaded:
+        case Kind::kFunctionMissing:
+            return ExitStatus::kLibraryUnusable;
+        case Kind::kCrashed:
+            return ExitStatus::kCallCrashed;
+        case Kind::kTimeLimitPassed:
+            return ExitStatus::kTimeLimitPassed;
+        case Kind::kInterrupted:
+            return ExitStatus::kInterrupted;
+        default:
+            return ExitStatus::kRefusedByWindows;
+    }
+}
+
+std::string SentenceOn(const CallReport& report) {
+    const std::string library = ToUtf8(report.library);
+    switch (report.outcome.kind) {
+        case Kind::kReturned:
+            return std::string(MeaningOf(report).sentence);
+        case Kind::kLibraryNotLoaded:
+            return "Windows cannot load " + library + ": " + ErrorText(report) +
+                   " Name a 32-bit libmendloft.dll with --library.";
+        case Kind::kFunctionMissing:
+            return library + " has no function " + FunctionName(report) +
+                   ": name a libmendloft.dll with --library.";
+        case Kind::kCrashed:
+            return FunctionName(report) + " crashed: its process ended with " +
+                   Hexadecimal(report.outcome.value) + ". Run it again with --trace.";
+        case Kind::kTimeLimitPassed:
+            return FunctionName(report) + " and all that it had started were ended after " +
+                   std::to_string(report.arguments.timeout.count()) +
+                   " seconds. Allow more with --timeout.";
+        case Kind::kInterrupted:
+            return FunctionName(report) + " and all that it had started were ended on request.";
+        default:
+            return "Windows cannot start the process for the call: " + ErrorText(report);
+    }
+}
+
+std::string ToText(const CallReport& report) {
+    return FunctionName(report) + "(" + std::to_string(report.arguments.argument) + ") returned " +
+           std::to_string(report.outcome.value) + ": " + SentenceOn(report) + "\n";
+}
+
+nlohmann::ordered_json ToJson(const CallReport& report) {
+    const ExitStatus status = StatusOf(report);
+    nlohmann::ordered_json json{{"command", report.arguments.command},
+                                {"library", ToUtf8(report.library)},
+                                {"function", FunctionName(report)},
+                                {"argument", report.arguments.argument},
+                                {"isolated", report.arguments.isolated}};
+    if (report.outcome.kind == Kind::kReturned) json["code"] = report.outcome.value;
+    json["success"] = status == ExitStatus::kSuccess;
+    json[report.outcome.kind == Kind::kReturned ? "meaning" : "error"] = SentenceOn(report);
+    json["status"] = static_cast<int>(status);
+    if (!report.arguments.trace) return json;
+    json["trace"] = nlohmann::ordered_json::array();
+    for (const TraceLine& line : report.lines) {
+        json["trace"].push_back({{"channel", NameOf(line.channel)}, {"text", ToUtf8(line.text)}});
+    }
+    return json;
+}
+
+std::string ToText(const TraceLine& line) {
+    return std::string("[") + NameOf(line.channel) + "] " + ToUtf8(line.text) + "\n";
+}
+
+}  // namespace ctl

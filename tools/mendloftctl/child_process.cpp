@@ -1,0 +1,62 @@
+#include "mendloftctl/child_process.h"
+
+#include <chrono>
+
+namespace ctl {
+
+namespace {
+
+constexpr DWORD kPipeSize = 64 * 1024;
+constexpr DWORD kLongestEndMs = 5'000;
+constexpr DWORD kPollMs = 10;
+
+DWORD ActiveProcesses(HANDLE job) {
+    JOBOBJECT_BASIC_ACCOUNTING_INFORMATION information{};
+    const BOOL known = ::QueryInformationJobObject(job, JobObjectBasicAccountingInformation,
+                                                   &information, sizeof(information), nullptr);
+    return known ? information.ActiveProcesses : 0;
+}
+
+}  // namespace
+
+ChildPipe::ChildPipe() {
+    SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
+    if (!::CreatePipe(read_.Receive(), write_.Receive(), &inheritable, kPipeSize)) return;
+    (void)::SetHandleInformation(read_.Get(), HANDLE_FLAG_INHERIT, 0);
+}
+
+std::string ChildPipe::ReadAvailable() {
+    std::string bytes;
+    DWORD available = 0;
+    while (::PeekNamedPipe(read_.Get(), nullptr, 0, nullptr, &available, nullptr) &&
+           available > 0) {
+        const std::size_t before = bytes.size();
+        bytes.resize(before + available);
+        DWORD read = 0;
+        if (!::ReadFile(read_.Get(), bytes.data() + before, available, &read, nullptr)) read = 0;
+        bytes.resize(before + read);
+        if (read == 0) break;
+    }
+    return bytes;
+}
+
+bool ProcessTree::Add(HANDLE process) {
+    job_.Reset(::CreateJobObjectW(nullptr, nullptr));
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    return job_ &&
+           ::SetInformationJobObject(job_.Get(), JobObjectExtendedLimitInformation, &limits,
+                                     sizeof(limits)) &&
+           ::AssignProcessToJobObject(job_.Get(), process);
+}
+
+void ProcessTree::End() {
+    if (!job_) return;
+    (void)::TerminateJobObject(job_.Get(), ERROR_TIMEOUT);
+    for (DWORD waited = 0; waited < kLongestEndMs && ActiveProcesses(job_.Get()) > 0;
+         waited += kPollMs) {
+        ::Sleep(kPollMs);
+    }
+}
+
+}  // namespace ctl

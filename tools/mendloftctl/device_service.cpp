@@ -1,0 +1,55 @@
+#include "mendloftctl/device_service.h"
+
+#include <windows.h>
+
+#include "inf_installer/report.h"
+#include "inf_installer/text.h"
+#include "platform/unique_handle.h"
+
+namespace ctl {
+
+namespace {
+
+struct ServiceTraits {
+    using Value = SC_HANDLE;
+    static Value Empty() noexcept { return nullptr; }
+    static void Close(Value value) noexcept { ::CloseServiceHandle(value); }
+};
+using UniqueService = Unique<ServiceTraits>;
+
+std::string WhyNotAsked(DWORD error) {
+    return "cannot be asked: " + ToUtf8(SystemText(error));
+}
+
+std::string NameOf(DWORD state) {
+    switch (state) {
+        case SERVICE_RUNNING:
+            return "running";
+        case SERVICE_STOPPED:
+            return "stopped";
+        case SERVICE_START_PENDING:
+            return "starting";
+        case SERVICE_STOP_PENDING:
+            return "stopping";
+        default:
+            return "paused";
+    }
+}
+
+}  // namespace
+
+std::string DeviceServiceState() {
+    const UniqueService manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (!manager) return WhyNotAsked(::GetLastError());
+    const UniqueService service(
+        ::OpenServiceW(manager.Get(), kDeviceServiceName, SERVICE_QUERY_STATUS));
+    if (!service) {
+        const DWORD error = ::GetLastError();
+        return error == ERROR_SERVICE_DOES_NOT_EXIST ? "not installed" : WhyNotAsked(error);
+    }
+    SERVICE_STATUS status{};
+    if (!::QueryServiceStatus(service.Get(), &status)) return WhyNotAsked(::GetLastError());
+    return NameOf(status.dwCurrentState);
+}
+
+}  // namespace ctl

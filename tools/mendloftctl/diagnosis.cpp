@@ -1,0 +1,142 @@
+#include "mendloftctl/diagnosis.h"
+
+#include <algorithm>
+
+#include "api/fix_helper.h"
+#include "inf_installer/inf_file.h"
+#include "inf_installer/published_infs.h"
+#include "inf_installer/system_checks.h"
+#include "inf_installer/text.h"
+#include "install/driver_packages.h"
+#include "install/library_folder.h"
+#include "mendloftctl/device_service.h"
+#include "mendloftctl/library_functions.h"
+#include "mendloftctl/machine.h"
+#include "platform/directory_listing.h"
+#include "platform/os_probes.h"
+#include "platform/paths.h"
+#include "staging/driver_staging.h"
+
+namespace ctl {
+
+namespace {
+
+FileFacts LookAtFile(const std::wstring& path, std::wstring (*version)(const std::wstring&)) {
+    const bool exists = FileOrFolderExists(path);
+    return {path, exists, exists ? version(path) : std::wstring()};
+}
+
+FolderEntry MakeEntry(const std::wstring& path, const WIN32_FIND_DATAW& found) {
+    constexpr int bitsOfHalf = 32;
+    return {.path = path,
+            .size = (std::uint64_t{found.nFileSizeHigh} << bitsOfHalf) | found.nFileSizeLow,
+            .isFolder = IsDirectory(found),
+            .isReadOnly = (found.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0,
+            .modified = found.ftLastWriteTime};
+}
+
+// Lists what lies in `folder`, whose own path below the first one is `below`. A link is named but
+// not followed.
+void ListFolder(const std::wstring& folder, const std::wstring& below,
+                std::vector<FolderEntry>& entries) {
+    (void)ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& found) {
+        const std::wstring name = found.cFileName;
+        if (name == L"." || name == L"..") return;
+        entries.push_back(MakeEntry(below + name, found));
+        if (IsDirectory(found) && (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
+            ListFolder(folder + L"\\" + name, below + name + L"\\", entries);
+    });
+}
+
+FolderFacts LookAtFolder(const std::wstring& path) {
+    FolderFacts facts{path, FileOrFolderExists(path), {}};
+    ListFolder(path, L"", facts.entries);
+    return facts;
+}
+
+std::vector<std::wstring> StoreFolders(const RTL_OSVERSIONINFOW& windows) {
+    FixHelper helper;
+    helper.InitStorePaths(windows.dwMajorVersion, windows.dwMinorVersion);
+    std::vector<std::wstring> folders{helper.usbStorePath, helper.usbStorePath2,
+                                      helper.netStorePath};
+    std::erase(folders, L"");
+    return folders;
+}
+
+std::wstring StagingFolder() {
+    return TemporaryDirectory() + kStagingFolderName;
+}
+
+std::wstring InstalledInf(const DriverPackage& package, const std::wstring& libraryFolder) {
+    if (!package.installedInf.Exists()) return {};
+    return DrivePrefix(libraryFolder, CommonFilesFolder()) + package.installedInf.For(IsOs64Bit());
+}
+
+// The INF files in Windows' own folder that came from the one of that name. Windows publishes them
+// under names of its own ("oem12.inf") and remembers the name that they had; Wine may keep that.
+std::vector<FileFacts> FindPublished(std::wstring_view infName) {
+    std::vector<FileFacts> found;
+    (void)ForEachEntry(PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
+        const std::wstring_view name = entry.cFileName;
+        if (!IsOemName(name) && !EqualIgnoringCase(name, infName)) return;
+        const std::wstring path = PublishedPath(name);
+        const std::optional<std::wstring> original = QueryOriginalName(path);
+        if (original && EqualIgnoringCase(*original, infName))
+            found.push_back(LookAtFile(path, VersionOfInf));
+    });
+    return found;
+}
+
+PackageFacts LookAtPackage(const LibraryFunction& function, const std::wstring& libraryFolder) {
+    const DriverPackage& package = *function.driverFiles;
+    const std::wstring staged = StagingFolder() + package.stagedInf.For(IsOs64Bit());
+    return {.name = std::string(function.package),
+            .installedInf = LookAtFile(InstalledInf(package, libraryFolder), VersionOfInf),
+            .stagedInf = LookAtFile(staged, VersionOfInf),
+            .publishedInfs = FindPublished(FileNameOf(staged))};
+}
+
+}  // namespace
+
+Diagnosis Diagnose(const std::wstring& library) {
+    const std::wstring libraryFolder = FolderOfFile(library);
+    Diagnosis diagnosis;
+    diagnosis.windows = WindowsVersion();
+    diagnosis.is64Bit = IsOs64Bit();
+    diagnosis.isElevated = IsElevated();
+    diagnosis.library = LookAtFile(library, VersionOfProgram);
+    diagnosis.installerTool = LookAtFile(InstallerToolPath(libraryFolder), VersionOfProgram);
+    for (const std::wstring& folder : StoreFolders(diagnosis.windows)) {
+        diagnosis.storeFolders.push_back(LookAtFolder(folder));
+    }
+    diagnosis.stagingFolder = LookAtFolder(StagingFolder());
+    for (const LibraryFunction& function : SetupFunctions()) {
+        diagnosis.packages.push_back(LookAtPackage(function, libraryFolder));
+    }
+    diagnosis.deviceService = DeviceServiceState();
+    return diagnosis;
+}
+
+Plan MakeDiagnosisPlan(const std::wstring& library) {
+    constexpr const char* list = "list folder";
+    constexpr const char* lookFor = "look for";
+    const std::wstring libraryFolder = FolderOfFile(library);
+    Plan plan;
+    const auto add = [&](const char* action, const std::wstring& what) {
+        plan.steps.push_back({action, what, L"", ""});
+    };
+    add("ask Windows for", L"its version, its bitness and the rights of this process");
+    add(lookFor, library);
+    add(lookFor, InstallerToolPath(libraryFolder));
+    for (const std::wstring& folder : StoreFolders(WindowsVersion())) add(list, folder);
+    add(list, StagingFolder());
+    for (const LibraryFunction& function : SetupFunctions()) {
+        const std::wstring inf = InstalledInf(*function.driverFiles, libraryFolder);
+        if (!inf.empty()) add(lookFor, inf);
+    }
+    add(lookFor, PublishedPath(L"*.inf"));
+    add("ask Windows for", std::wstring(L"the state of the service ") + kDeviceServiceName);
+    return plan;
+}
+
+}  // namespace ctl

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <windows.h>
+
+namespace ctl {
+
+// While this lives, Ctrl+C and the closing of the console do not end the program at once but set an
+// event, so that it can tidy up. One at a time.
+class Interruption {
+public:
+    Interruption();
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+    ~Interruption();
+
+    [[nodiscard]] HANDLE Event() const;
+};
+
+}  // namespace ctl

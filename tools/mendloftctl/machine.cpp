@@ -1,0 +1,55 @@
+#include "mendloftctl/machine.h"
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "platform/os_probes.h"
+
+namespace ctl {
+
+std::wstring TemporaryDirectory() {
+    std::array<wchar_t, MAX_PATH + 1> path{};
+    const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
+    return length <= MAX_PATH ? std::wstring(path.data(), length) : std::wstring();
+}
+
+std::wstring FolderOfFile(const std::wstring& path) {
+    const std::size_t separator = path.rfind(L'\\');
+    return separator == std::wstring::npos ? std::wstring() : path.substr(0, separator);
+}
+
+RTL_OSVERSIONINFOW WindowsVersion() {
+    RTL_OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof(version);
+    (void)GetOsVersion(version);
+    return version;
+}
+
+std::wstring VersionOfProgram(const std::wstring& path) {
+    DWORD unused = 0;
+    const DWORD size = ::GetFileVersionInfoSizeW(path.c_str(), &unused);
+    std::vector<std::byte> block(size);
+    void* found = nullptr;
+    UINT length = 0;
+    if (size == 0 || !::GetFileVersionInfoW(path.c_str(), 0, size, block.data()) ||
+        !::VerQueryValueW(block.data(), L"\\", &found, &length) ||
+        length < sizeof(VS_FIXEDFILEINFO)) {
+        return {};
+    }
+    const auto& version = *static_cast<const VS_FIXEDFILEINFO*>(found);
+    const auto part = [](DWORD number) { return std::to_wstring(number); };
+    return part(HIWORD(version.dwFileVersionMS)) + L"." + part(LOWORD(version.dwFileVersionMS)) +
+           L"." + part(HIWORD(version.dwFileVersionLS)) + L"." +
+           part(LOWORD(version.dwFileVersionLS));
+}
+
+std::wstring VersionOfInf(const std::wstring& path) {
+    std::array<wchar_t, 128> version{};
+    const DWORD length =
+        ::GetPrivateProfileStringW(L"Version", L"DriverVer", L"", version.data(),
+                                   static_cast<DWORD>(version.size()), path.c_str());
+    return std::wstring(version.data(), length);
+}
+
+}  // namespace ctl

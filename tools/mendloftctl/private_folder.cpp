@@ -1,0 +1,93 @@
+#include "mendloftctl/private_folder.h"
+
+#include <windows.h>
+#include <ntsecapi.h>
+#include <sddl.h>
+
+#include <array>
+#include <cstdint>
+#include <cwchar>
+
+#include "platform/directory_listing.h"
+#include "platform/paths.h"
+#include "platform/unique_handle.h"
+
+namespace ctl {
+
+namespace {
+
+// Owned by the administrators; full access for them and the system, for whatever is made inside
+// too, and nothing comes down from the parent folder.
+constexpr const wchar_t* kAccess = L"O:BAG:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+
+std::wstring RandomName() {
+    std::array<std::uint32_t, 4> numbers{};
+    if (!::RtlGenRandom(numbers.data(), sizeof(numbers))) return {};
+    std::array<wchar_t, 64> name{};
+    (void)swprintf_s(name.data(), name.size(), L"mendloft-%08x%08x%08x%08x", numbers[0], numbers[1],
+                     numbers[2], numbers[3]);
+    return name.data();
+}
+
+bool CreateLocked(const std::wstring& path) {
+    UniqueLocal<void> descriptor;
+    if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(kAccess, SDDL_REVISION_1,
+                                                                descriptor.Receive(), nullptr)) {
+        (void)descriptor.Detach();
+        return false;
+    }
+    SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
+    // Also fails when there is something of that name, so what it made is empty and ours.
+    return ::CreateDirectoryW(path.c_str(), &attributes) != FALSE;
+}
+
+// Like DeleteDirectoryTree, but read-only files go too, and a link goes without what it leads to.
+void RemoveTree(const std::wstring& folder) {
+    (void)ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
+        const std::wstring name = entry.cFileName;
+        if (name == L"." || name == L"..") return;
+        const std::wstring path = folder + L"\\" + name;
+        (void)::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        if (!IsDirectory(entry)) {
+            (void)::DeleteFileW(path.c_str());
+        } else if ((entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
+            (void)::RemoveDirectoryW(path.c_str());
+        } else {
+            RemoveTree(path);
+        }
+    });
+    (void)::RemoveDirectoryW(folder.c_str());
+}
+
+}  // namespace
+
+PrivateFolder::PrivateFolder() {
+    const std::wstring name = RandomName();
+    if (name.empty()) return;
+    const std::wstring path = PrivateFolderParent() + L"\\" + name;
+    if (CreateLocked(path)) path_ = path;
+}
+
+bool PrivateFolder::Remove() {
+    constexpr int mostTries = 20;
+    constexpr DWORD pauseMs = 100;
+    if (path_.empty()) return true;
+    for (int tries = 0; tries < mostTries; ++tries) {
+        if (tries > 0) ::Sleep(pauseMs);
+        RemoveTree(path_);
+        if (!FileOrFolderExists(path_)) {
+            path_.clear();
+            return true;
+        }
+    }
+    return false;
+}
+
+std::wstring PrivateFolderParent() {
+    std::array<wchar_t, MAX_PATH> windows{};
+    const UINT length =
+        ::GetSystemWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size()));
+    return std::wstring(windows.data(), length) + L"\\Temp";
+}
+
+}  // namespace ctl
