@@ -94,6 +94,11 @@ def bill_of_materials(components, root, names, seconds):
         },
         "packages": packages,
         "files": files,
+        "hasExtractedLicensingInfos": [
+            {"licenseId": licence, "extractedText": text}
+            for component in components
+            for licence, text in component.get("extracted", {}).items()
+        ],
         "relationships": [
             relationship("SPDXRef-DOCUMENT", "DESCRIBES", product),
             *(relationship(product, "STATIC_LINK", part) for part in linked_in),
