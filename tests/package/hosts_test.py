@@ -108,6 +108,46 @@ class LoadedAtRunTime(PackageTest):
         self.assertIn("SetUpUSBDriver: 0, the installer tool was run\n", result.stdout)
 
 
+class LoadedAgain(PackageTest):
+
+    SOURCE = textwrap.dedent("""\
+        #include <windows.h>
+        #include <mendloft/mendloft.h>
+        #include <stdio.h>
+
+        typedef void (*AnyFunction)(void);
+
+        static void Remove(HMODULE library) {
+            const MendloftSetupFunction setUp =
+                (MendloftSetupFunction)(AnyFunction)GetProcAddress(library, "SetUpNetDriver");
+            printf("%d\\n", (int)setUp(0));
+        }
+
+        int main(void) {
+            HMODULE library = LoadLibraryW(L"libmendloft.dll");
+            const MendloftFolderFunction folder =
+                (MendloftFolderFunction)(AnyFunction)GetProcAddress(library, "MendloftFolder");
+            printf("%d\\n", (int)folder(1));
+            Remove(library);
+            FreeLibrary(library);
+            printf("%d\\n", GetModuleHandleW(L"libmendloft.dll") == NULL);
+            Remove(LoadLibraryW(L"libmendloft.dll"));
+            return 0;
+        }
+        """)
+
+    def test_has_forgotten_the_inf_files_that_it_unpacked(self):
+        (self.work / "host.c").write_text(self.SOURCE)
+        succeed(GCC, "-std=c99", *STRICT, f"-I{installed() / 'include'}",
+                self.work / "host.c", "-o", self.work / "host.exe")
+        shutil.copy(installed() / "bin/libmendloft.dll", self.work)
+
+        result = wine(PREFIX_64, self.work / "host.exe")
+
+        # Rebuilt; INF file found, but no tool; unloaded; no INF file any more.
+        self.assertEqual("4\n-2\n1\n-1\n", result.stdout)
+
+
 class InCPlusPlus(PackageTest):
 
     def test_installs_a_driver_on_a_thread_of_its_own(self):
