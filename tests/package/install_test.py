@@ -38,7 +38,16 @@ FILES = [
     "share/doc/mendloft/security.md",
 ]
 # What a build may lack, because the tool that makes it was not there, or may have besides.
-OPTIONAL = {"lib/mendloft.lib", "bin/mendloftctl.exe", "share/doc/mendloft/driver-archive.md"}
+OPTIONAL = {
+    "bin/mendloftctl.exe",
+    "lib/mendloft.lib",
+    "share/doc/mendloft/driver-archive.md",
+    "share/doc/mendloft/inf-installer.md",
+    "share/doc/mendloft/licences/CLI11.txt",
+    "share/doc/mendloft/licences/nlohmann-json.txt",
+    "share/doc/mendloft/mendloftctl.md",
+}
+WITH_MENDLOFTCTL = {"CLI11": "BSD-3-Clause", "JSON for Modern C++": "MIT"}
 
 
 def sha256(file):
@@ -73,6 +82,8 @@ class Installation(PackageTest):
             "GPL-3.0": "GNU GENERAL PUBLIC LICENSE",
             "mingw-w64-runtime": "mingw-w64-libraries/winpthreads",
         }
+        if (BUILD / "bin/mendloftctl.exe").exists():
+            opening_words |= {"CLI11": "University of Cincinnati", "nlohmann-json": "Niels Lohmann"}
         for name, words in opening_words.items():
             with self.subTest(name):
                 text = (installed() / DOCUMENTS / "licences" / f"{name}.txt").read_text("utf-8")
@@ -138,6 +149,8 @@ class BillOfMaterials(PackageTest):
                          r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
 
     def test_names_what_is_linked_in_with_its_licence(self):
+        has_mendloftctl = (BUILD / "bin/mendloftctl.exe").exists()
+
         licences = {package["name"]: package["licenseDeclared"]
                     for package in self.bill["packages"]}
 
@@ -147,7 +160,7 @@ class BillOfMaterials(PackageTest):
             "GCC runtime libraries": "GPL-3.0-or-later WITH GCC-exception-3.1",
             "mingw-w64 runtime": "ZPL-2.1 AND LicenseRef-gdtoa",
             "winpthreads": "MIT AND BSD-3-Clause",
-        }, licences)
+        } | (WITH_MENDLOFTCTL if has_mendloftctl else {}), licences)
 
     def test_names_the_version_of_each(self):
         for package in self.bill["packages"]:
