@@ -116,7 +116,7 @@ def describe_installation(arguments):
     documents.mkdir(parents=True, exist_ok=True)
 
     components = [component for component in json.loads(Path(arguments.components).read_text())
-                  if component.get("only with", names[0]) in names]
+                  if "only with" not in component or component["only with"] in names]
     bill = bill_of_materials(components, root, names, source_time(arguments.source))
     (documents / SBOM).write_text(json.dumps(bill, indent=2) + "\n")
 
