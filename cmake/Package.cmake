@@ -14,9 +14,6 @@ set(doc_dir "${CMAKE_INSTALL_DATAROOTDIR}/doc/mendloft")
 set(config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/mendloft")
 
 install(TARGETS mendloft RUNTIME ARCHIVE)
-if(TARGET mendloftctl)
-    install(TARGETS mendloftctl RUNTIME)
-endif()
 install(FILES "${PROJECT_SOURCE_DIR}/include/mendloft/mendloft.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/mendloft")
 
 # The linker makes the import library of its own kind, libmendloft.dll.a. The other kind takes LLVM.
@@ -54,7 +51,7 @@ install(FILES "${PROJECT_BINARY_DIR}/mendloft.pc" DESTINATION "${CMAKE_INSTALL_L
 
 install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES.md"
         DESTINATION "${doc_dir}")
-foreach(document host-guide results security driver-archive)
+foreach(document host-guide results security driver-archive inf-installer mendloftctl)
     install(FILES "${PROJECT_SOURCE_DIR}/docs/${document}.md" DESTINATION "${doc_dir}" OPTIONAL)
 endforeach()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${doc_dir}")

@@ -94,6 +94,11 @@ def bill_of_materials(components, root, names, seconds):
         },
         "packages": packages,
         "files": files,
+        "hasExtractedLicensingInfos": [
+            {"licenseId": licence, "extractedText": text}
+            for component in components
+            for licence, text in component.get("extracted", {}).items()
+        ],
         "relationships": [
             relationship("SPDXRef-DOCUMENT", "DESCRIBES", product),
             *(relationship(product, "STATIC_LINK", part) for part in linked_in),
@@ -110,7 +115,8 @@ def describe_installation(arguments):
     documents = root / arguments.documents
     documents.mkdir(parents=True, exist_ok=True)
 
-    components = json.loads(Path(arguments.components).read_text())
+    components = [component for component in json.loads(Path(arguments.components).read_text())
+                  if "only with" not in component or component["only with"] in names]
     bill = bill_of_materials(components, root, names, source_time(arguments.source))
     (documents / SBOM).write_text(json.dumps(bill, indent=2) + "\n")
 

@@ -11,8 +11,10 @@ namespace SevenZip::intl {
 // One property of one archive item, read when this is constructed and freed with it.
 class ItemProperty {
 public:
-    ItemProperty(IInArchive& archive, UInt32 index, PROPID id)
-        : result_(archive.GetProperty(index, id, &value_)) {}
+    ItemProperty(IInArchive& archive, UInt32 index, PROPID id) {
+        ::PropVariantInit(&value_);
+        result_ = archive.GetProperty(index, id, &value_);
+    }
     ItemProperty(const ItemProperty&) = delete;
     ItemProperty& operator=(const ItemProperty&) = delete;
     ~ItemProperty() { (void)::PropVariantClear(&value_); }
@@ -33,8 +35,8 @@ public:
     [[nodiscard]] bool Get(UInt64& value) const;
 
 private:
-    PROPVARIANT value_{};
-    HRESULT result_;
+    PROPVARIANT value_;
+    HRESULT result_ = E_FAIL;
 };
 
 // The paths and sizes of an archive's items. What is not stored is empty or 0.
