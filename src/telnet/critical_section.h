@@ -4,8 +4,7 @@
 
 namespace TELNET {
 
-// A critical section that lives and dies with its owner. The members are named as std::lock_guard
-// asks.
+// A critical section that lives and dies with its owner, named as std::lock_guard asks.
 class CriticalSection {
 public:
     CriticalSection() { ::InitializeCriticalSection(&section_); }

@@ -47,8 +47,7 @@ private:
         ++at_;
     }
 
-    // A quoted word at the start of an item: a "#" cuts it off, unlike one behind a single
-    // character.
+    // A quoted word at the start of an item. A "#" ends it, unlike one behind a single character.
     void TakeQuoted() {
         ++at_;
         Add(at_);

@@ -10,9 +10,8 @@ namespace TELNET {
 inline std::array<char*, 512> g_tokens{};
 
 // Cuts a command line into words and single characters. Blanks, tabs and line ends separate words,
-// each of , ( ) = [ ] { } is a token of its own, double quotes hold a word with blanks together,
-// and a number sign begins a comment. Made for 7-bit text; bytes above 0x7F are ordinary characters
-// of a word.
+// each of , ( ) = [ ] { } is a token of its own, double quotes keep blanks inside a word, and
+// "#" begins a comment. Made for 7-bit text; bytes above 0x7F are ordinary characters of a word.
 class LineTokenizer {
 public:
     LineTokenizer();

@@ -26,8 +26,7 @@ enum class Payload {
 };
 
 // Sends one block over `socket`: the header, the payload and the trailer. The results of the calls
-// are not reported. Blocks that several threads send over one socket are for the caller to keep
-// apart.
+// are not reported. The caller keeps blocks apart that several threads send over one socket.
 void SendFramed(SOCKET socket, const NxBlock& block, Payload payload);
 
 }  // namespace TELNET

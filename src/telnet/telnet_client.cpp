@@ -115,8 +115,7 @@ DWORD WINAPI TelnetClient::RunReceiveThread(void* client) {
     try {
         static_cast<TelnetClient*>(client)->Receive();
     } catch (const std::bad_alloc&) {
-        // Too little memory even to begin. The connection then goes unread, as it does without a
-        // thread.
+        // Too little memory even to begin. The connection stays open and goes unread.
     }
     return 0;
 }
@@ -141,8 +140,7 @@ void TelnetClient::Receive() {
 void TelnetClient::Process(const char* chunk, int size) {
     if (static_cast<unsigned char>(chunk[0]) == kTelnetCommand && !negotiated) {
         // Through the process's endpoint, not this connection's socket: which of its connections
-        // speaks telnet is for the program around the library to say. While it has not said, nobody
-        // answers.
+        // speaks telnet is for the program around the library to say. Until then nobody answers.
         if (g_currentTelnet != nullptr) (void)g_currentTelnet->Send(0, kOptionReply);
         negotiated = true;
     }
@@ -154,8 +152,7 @@ SOCKET TelnetClient::CurrentSocket() {
     return socket;
 }
 
-// The other side may have closed the socket meanwhile, and its number may already name a socket of
-// somebody else.
+// The other side may have closed the socket meanwhile, and its number may name another one by now.
 void TelnetClient::CloseIfStill(SOCKET ended) {
     const std::lock_guard guard(socketLock);
     if (socket == ended) CloseSocket(socket);

@@ -21,7 +21,7 @@ public:
     // whether the TCP connection was made. Takes as long as the system's own connect.
     bool Connect(const char* host, std::uint16_t port);
 
-    // Closes the connection and waits for the receive thread. Not for the receive thread itself.
+    // Closes the connection and waits for the receive thread. Not to be called on it.
     void Close();
 
     bool SendFormat(std::uint32_t clientId, const char* format, ...) override;
@@ -34,7 +34,7 @@ protected:
     CriticalSection socketLock;  // guards `socket`, but for the sends, which just read it
     std::atomic<SOCKET> socket = INVALID_SOCKET;
     UniqueHandle thread;      // the receive thread
-    bool negotiated = false;  // a telnet option command was seen and answered
+    bool negotiated = false;  // a chunk began with a telnet command; only the first is answered
 
 private:
     static DWORD WINAPI RunReceiveThread(void* client);

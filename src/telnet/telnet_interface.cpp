@@ -8,8 +8,7 @@
 namespace TELNET {
 
 TelnetInterface::TelnetInterface() {
-    // Entered for good: whoever else ever wants this lock waits for as long as the connection
-    // lives.
+    // Entered for good: whoever else wants this lock waits for as long as the connection lives.
     holdLock.lock();
 }
 

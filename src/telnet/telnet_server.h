@@ -25,8 +25,7 @@ class TelnetServer : public TelnetInterface {
 public:
     ~TelnetServer();
 
-    // Closes the listening socket and waits for the thread that accepts. Not for that thread
-    // itself.
+    // Closes the listening socket and waits for the accepting thread. Not to be called on it.
     void Close();
 
     bool SendFormat(std::uint32_t clientId, const char* format, ...) override;

@@ -39,8 +39,7 @@ private:
         return count != 0 ? count : CountSystemHandles();
     }
 
-    // For Wine, whose GetProcessHandleCount knows only 0: looks the handles of all processes
-    // through.
+    // For Wine, whose GetProcessHandleCount knows only 0: picks ours among all processes' handles.
     static std::size_t CountSystemHandles() {
         struct Entry {
             ULONG owner;
@@ -87,8 +86,8 @@ private:
     }
 };
 
-// The counts before and after some work, which is done once beforehand: the first time, the system and
-// the runtime take things for good.
+// The counts before and after some work, which is done once beforehand: the first time, the system
+// and the runtime take things for good.
 struct CountsAround {
     template <typename Work>
     explicit CountsAround(Work work) {

@@ -11,8 +11,7 @@
 #include "platform/unique_handle.h"
 
 // Real sockets on the loopback address, for the far end of what is tested. Ports are the system's
-// choice. Reading gives up after ten seconds, so that a test that waits in vain fails instead of
-// hanging.
+// choice. Reading gives up after ten seconds: a test that waits in vain fails and does not hang.
 
 struct SocketTraits {
     using Value = SOCKET;

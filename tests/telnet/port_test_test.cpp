@@ -58,8 +58,7 @@ TEST(TestServicePort, IsTrueWhereAListenerNeverAccepts) {
     EXPECT_TRUE(TestServicePort(listener.Port()));
 }
 
-// A service that greets every connection with a text and then hangs up or waits for the other side
-// to.
+// A service that greets every connection with a text, and then hangs up or waits for that.
 class Service {
 public:
     enum Manner { kHangsUp, kWaits };

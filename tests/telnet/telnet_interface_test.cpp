@@ -17,7 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class Connection : public TELNET::TelnetInterface {
+class Connection final : public TELNET::TelnetInterface {
 public:
     bool SendFormat(std::uint32_t, const char*, ...) override { return true; }
     bool SendBlock(const TELNET::NxBlock*) override { return true; }
@@ -93,8 +93,7 @@ class LineWithoutMemory : public testing::TestWithParam<int> {};
 
 TEST_P(LineWithoutMemory, IsLost) {
     Connection connection;
-    // As many as fill the first part of the queue, so that the next line needs another part as
-    // well.
+    // As many as fill the first part of the queue: the next line needs another part as well.
     while (connection.messages.size() < 127) connection.PushMessage("line", 4, 0);
     bool happened = false;
     const CountsAround counts([&] {
