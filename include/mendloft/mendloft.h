@@ -15,9 +15,10 @@
  * Rights: the six repair and setup functions need an elevated administrator. Without one they still
  * return, but what Windows refuses stays undone, often without a word in the result.
  *
- * Errors: every failure is a result, and no last error is set. The process ends when memory runs
- * out and when the driver archive, damaged, holds an item whose properties cannot be read: the
- * library then throws, and an exception does not pass from its runtime into the host's.
+ * Errors: what can be told is told by the result; no last error is set. The process ends when
+ * memory runs out, and when the driver archive is damaged so that the properties of an item cannot
+ * be read: the library then throws, and an exception does not pass from its runtime into the
+ * host's.
  *
  * __cdecl is spelt out so that a host whose compiler takes another convention for granted (/Gz,
  * -mrtd) calls the functions rightly all the same.

@@ -10,6 +10,7 @@ from support import (DOCUMENTS, GCC, GCC_64, GXX, PREFIX_32, PREFIX_64, STRICT, 
 
 CLANG = shutil.which("clang")
 LLD_LINK = shutil.which("lld-link") or shutil.which("lld-link-14")
+LLVM_DLLTOOL = shutil.which("llvm-dlltool") or shutil.which("llvm-dlltool-14")
 
 
 def configure(source, build, compilers=(GCC, GXX)):
@@ -181,7 +182,8 @@ class LinkedByPkgConfig(PackageTest):
         self.assertEqual("1.0.0\n", self.pkg_config("--modversion"))
 
 
-@unittest.skipUnless(CLANG and LLD_LINK, "clang or lld-link is missing: scripts/setup --extras")
+@unittest.skipUnless(CLANG and LLD_LINK and LLVM_DLLTOOL,
+                     "clang, lld-link or llvm-dlltool is missing: scripts/setup --extras")
 class LinkedInTheMannerOfVisualStudio(PackageTest):
     """Without a C library: Visual Studio's cannot be had here, and the import library needs none."""
 
