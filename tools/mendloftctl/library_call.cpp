@@ -135,7 +135,8 @@ private:
             if (observer_.onProgress) observer_.onProgress(elapsed);
         }
         tree_.End();
-        return std::nullopt;
+        // The worker may have heard of it too, and sooner.
+        return WasInterrupted() ? std::optional(Kind::kInterrupted) : std::nullopt;
     }
 
     // The pipe is read in front of each debugger event: the process stands still then, so all that
@@ -155,11 +156,13 @@ private:
 
     [[nodiscard]] std::optional<Kind> ReasonToStop(std::chrono::milliseconds elapsed) const {
         if (elapsed >= call_.timeout) return Kind::kTimeLimitPassed;
-        if (call_.interrupted != nullptr &&
-            ::WaitForSingleObject(call_.interrupted, 0) == WAIT_OBJECT_0) {
-            return Kind::kInterrupted;
-        }
+        if (WasInterrupted()) return Kind::kInterrupted;
         return std::nullopt;
+    }
+
+    [[nodiscard]] bool WasInterrupted() const {
+        return call_.interrupted != nullptr &&
+               ::WaitForSingleObject(call_.interrupted, 0) == WAIT_OBJECT_0;
     }
 
     void EndAll(Debugger& debugger) {

@@ -79,7 +79,7 @@ private:
 
     ExitStatus PlanCall() {
         const std::optional<std::vector<ArchiveItem>> archive = ListDriverArchive(library_);
-        if (!archive) {
+        if (!archive && arguments_.function->changesTheSystem) {
             return Fail(ExitStatus::kLibraryUnusable,
                         ToUtf8(library_) +
                             " carries no driver archive that can be read: name a "
@@ -96,7 +96,7 @@ private:
              .libraryFolder = FolderOfFile(library_),
              .commonFilesFolder = CommonFilesFolder(),
              .temporaryDirectory = usesPrivateFolder ? privateFolder + L"\\" : TemporaryDirectory(),
-             .archive = *archive});
+             .archive = archive.value_or(std::vector<ArchiveItem>())});
         if (usesPrivateFolder) plan = WithPrivateFolder(std::move(plan), privateFolder);
         return TellPlan(plan);
     }

@@ -46,6 +46,13 @@ WorkerAnswer LoadAndCall(const WorkerTask& task) {
     return Call(function, known->results, task.argument);
 }
 
+// Ends the process with the number of the exception and without asking or telling anybody: whoever
+// waits for the answer knows what that means.
+LONG WINAPI EndAtOnce(EXCEPTION_POINTERS* exception) {
+    ::TerminateProcess(::GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
 void UseTemporaryDirectory(const std::wstring& path) {
     if (path.empty()) return;
     for (const wchar_t* variable : {L"TMP", L"TEMP"}) {
@@ -75,8 +82,8 @@ std::optional<WorkerTask> ParseWorkerArguments(const std::vector<std::string>& a
 }
 
 int RunWorker(const WorkerTask& task) {
-    // A crash is to end this process at once, without a window that waits for somebody.
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    (void)::SetUnhandledExceptionFilter(EndAtOnce);
     // The library's lines are to be seen when it writes them; its C runtime is ours.
     (void)std::setvbuf(stdout, nullptr, _IONBF, 0);
     UseTemporaryDirectory(task.temporaryDirectory);

@@ -1,0 +1,45 @@
+#include <gmock/gmock.h>
+
+#include "mendloftctl/plan.h"
+
+namespace {
+
+using ctl::Plan;
+using Json = nlohmann::ordered_json;
+
+const Plan kPlan{{{"copy file", L"C:\\a", L"C:\\b", "comes to nothing"},
+                  {"enumerate devices", L"the tree", L"", ""}},
+                 -2};
+
+TEST(PlanReport, NumbersTheStepsForPeople) {
+    EXPECT_EQ(
+        "1. copy file          C:\\a -> C:\\b (comes to nothing)\n"
+        "2. enumerate devices  the tree\n"
+        "SetUpKisDriver would return -2: The installer tool is not in the folder files\\inf beside "
+        "the library.\n"
+        "Nothing was done.\n",
+        ToText(kPlan, ctl::FindFunction("SetUpKisDriver")));
+}
+
+TEST(PlanReport, ForeseesNoCodeWhereThePlanDoesNot) {
+    EXPECT_EQ("1. look for  C:\\a\nNothing was done.\n",
+              ToText(Plan{{{"look for", L"C:\\a", L"", ""}}, {}}, nullptr));
+}
+
+TEST(PlanReport, IsADocumentForPrograms) {
+    const Json expected = Json::parse(R"({
+        "steps": [
+            {"action": "copy file", "what": "C:\\a", "to": "C:\\b", "note": "comes to nothing"},
+            {"action": "enumerate devices", "what": "the tree"}
+        ],
+        "expected": {
+            "code": -2,
+            "success": false,
+            "meaning": "The installer tool is not in the folder files\\inf beside the library."
+        }
+    })");
+
+    EXPECT_EQ(expected, ToJson(kPlan, ctl::FindFunction("SetUpKisDriver")));
+}
+
+}  // namespace

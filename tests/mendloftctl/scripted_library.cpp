@@ -1,0 +1,105 @@
+#include <windows.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+// A library with the exports of libmendloft.dll that does what the environment variable
+// MENDLOFT_SCRIPT says, step by step, with a semicolon between two steps:
+//
+//     debug TEXT     writes TEXT to the debugger output channel
+//     print TEXT     writes a line to standard output
+//     put TEXT       writes TEXT there without ending the line
+//     argument       writes the argument of the call to standard output
+//     temp           writes the temporary directory to standard output
+//     file NAME      makes a read-only file of that name there
+//     start COMMAND  starts a process and writes its identifier to standard output
+//     sleep MS       waits
+//     crash          reads what is not there
+//     return NUMBER  what the call returns; 0 unless set
+
+namespace {
+
+std::wstring Wide(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+std::string TemporaryDirectory() {
+    std::array<char, MAX_PATH + 1> path{};
+    ::GetTempPathA(static_cast<DWORD>(path.size()), path.data());
+    return path.data();
+}
+
+void MakeReadOnlyFile(const std::string& name) {
+    const HANDLE file = ::CreateFileA((TemporaryDirectory() + name).c_str(), GENERIC_WRITE, 0,
+                                      nullptr, CREATE_NEW, FILE_ATTRIBUTE_READONLY, nullptr);
+    ::CloseHandle(file);
+}
+
+void Start(std::string commandLine) {
+    STARTUPINFOA startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION started{};
+    ::CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                     nullptr, nullptr, &startup, &started);
+    std::printf("%lu\n", started.dwProcessId);
+}
+
+void Crash() {
+    volatile const int* const nowhere = nullptr;
+    std::printf("%d\n", *nowhere);
+}
+
+class Script {
+public:
+    explicit Script(std::int32_t argument) : argument_(argument) {}
+
+    std::int32_t Run() {
+        const char* const text = std::getenv("MENDLOFT_SCRIPT");
+        std::istringstream steps(text == nullptr ? "" : text);
+        for (std::string step; std::getline(steps, step, ';');) {
+            const std::size_t blank = step.find(' ');
+            Do(step.substr(0, blank), blank == std::string::npos ? "" : step.substr(blank + 1));
+        }
+        return result_;
+    }
+
+private:
+    void Do(const std::string& action, const std::string& text) {
+        if (action == "debug") ::OutputDebugStringW(Wide(text).c_str());
+        if (action == "print") std::printf("%s\n", text.c_str());
+        if (action == "put") std::printf("%s", text.c_str());
+        if (action == "argument") std::printf("%d\n", static_cast<int>(argument_));
+        if (action == "temp") std::printf("%s\n", TemporaryDirectory().c_str());
+        if (action == "file") MakeReadOnlyFile(text);
+        if (action == "start") Start(text);
+        if (action == "sleep") ::Sleep(static_cast<DWORD>(std::stoul(text)));
+        if (action == "crash") Crash();
+        if (action == "return") result_ = std::stoi(text);
+    }
+
+    std::int32_t argument_;
+    std::int32_t result_ = 0;
+};
+
+}  // namespace
+
+extern "C" {
+
+__declspec(dllexport) std::int32_t MendloftFolder(std::int32_t repair) {
+    return Script(repair).Run();
+}
+
+__declspec(dllexport) std::int32_t SetUpUSBDriver(std::int32_t repair) {
+    return Script(repair).Run();
+}
+
+// A boolean of one byte, with other bits beside it, as a compiler may leave them there.
+__declspec(dllexport) std::int32_t AMDPortTest(std::int32_t port) {
+    return 0x55AA'0000 | Script(port).Run();
+}
+
+}  // extern "C"
