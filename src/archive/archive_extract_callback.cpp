@@ -62,8 +62,8 @@ STDMETHODIMP ArchiveExtractCallback::SetCompleted(const UInt64*) {
 STDMETHODIMP ArchiveExtractCallback::GetStream(UInt32 index, ISequentialOutStream** outStream,
                                                Int32 askMode) {
     *outStream = nullptr;
-    absolutePath
-        .clear();  // or an item without a stream would be reported under the name of the last
+    // Or an item without a stream would be reported under the name of the one before it.
+    absolutePath.clear();
     ReadPath(index);
     if (askMode != NArchive::NExtract::NAskMode::kExtract) return S_OK;
     ReadMetadata(index);

@@ -451,6 +451,16 @@ TEST_F(ArchiveExtractCallback, WritesNoFileForAnEmptyName) {
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
+TEST_F(ArchiveExtractCallback, GivesANullStreamWhereItGivesNone) {
+    Start();
+    AddFolder(0, L"usb");
+    auto* given = reinterpret_cast<ISequentialOutStream*>(1);
+
+    EXPECT_EQ(S_OK, callback.Get()->GetStream(0, &given, kExtract));
+
+    EXPECT_EQ(nullptr, given);
+}
+
 TEST_F(ArchiveExtractCallback, MakesTheFolderOfADirectoryItem) {
     Start();
     AddFolder(0, L"applekis\\x86");
@@ -806,20 +816,21 @@ TEST_P(ArchiveExtractCallbackForTimes, SetsThoseThatTheArchiveStores) {
     if (row.created) archive.Get()->Set(0, kpidCTime, Time(1));
     if (row.accessed) archive.Get()->Set(0, kpidATime, Time(2));
     if (row.modified) archive.Get()->Set(0, kpidMTime, Time(3));
+    constexpr DWORD kNull = 99;
     std::vector<DWORD> set;
     const FakeApi<"SetFileTime", decltype(::SetFileTime)> fake(
         [&](auto, const FILETIME* created, const FILETIME* accessed, const FILETIME* modified) {
             for (const FILETIME* time : {created, accessed, modified}) {
-                set.push_back(time == nullptr ? 0 : time->dwLowDateTime);
+                set.push_back(time == nullptr ? kNull : time->dwLowDateTime);
             }
             return TRUE;
         });
 
     EXPECT_EQ(S_OK, Extract(0));
 
-    EXPECT_EQ(
-        (std::vector<DWORD>{row.created ? 1u : 0, row.accessed ? 2u : 0, row.modified ? 3u : 0}),
-        set);
+    EXPECT_EQ((std::vector<DWORD>{row.created ? 1 : kNull, row.accessed ? 2 : kNull,
+                                  row.modified ? 3 : kNull}),
+              set);
 }
 
 INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackForTimes,
@@ -910,6 +921,17 @@ TEST_F(ArchiveExtractCallback, PassesAllBitsOfTheAttributesOnToTheSystem) {
     EXPECT_EQ(S_OK, Extract(0));
 
     EXPECT_EQ(0x81248021u, set);
+}
+
+TEST_F(ArchiveExtractCallback, LeavesTheAttributesAloneThatTheArchiveDoesNotStore) {
+    Start();
+    AddFile(0, L"a.inf");
+    const FakeApi<"SetFileAttributesW", decltype(::SetFileAttributesW)> fake([](auto...) {
+        ADD_FAILURE() << "there are no attributes to set";
+        return FALSE;
+    });
+
+    EXPECT_EQ(S_OK, Extract(0));
 }
 
 TEST_F(ArchiveExtractCallback, ReportsAWrittenFileTwice) {
