@@ -56,7 +56,7 @@ protected:
     [[nodiscard]] Plan Folders(std::int32_t repair) const {
         return MakePlan(ctl::kMendloftFolder, repair, facts);
     }
-    [[nodiscard]] Plan Setup(const char* name, std::int32_t repair = 1) const {
+    [[nodiscard]] Plan PlanOf(const char* name, std::int32_t repair = 1) const {
         return MakePlan(*ctl::FindFunction(name), repair, facts);
     }
 
@@ -159,7 +159,7 @@ TEST_F(PlanTest, SaysWhatIsThereAlready) {
 }
 
 TEST_F(PlanTest, OfASetupFromTheArchiveEndsWithTheTool) {
-    const Plan plan = Setup("SetUpKisDriver");
+    const Plan plan = PlanOf("SetUpKisDriver");
 
     const std::wstring inf = L"T:\\mendloft\\applekis\\x64\\AppleKIS.inf";
     const std::vector<std::wstring> steps = Steps(plan);
@@ -171,12 +171,12 @@ TEST_F(PlanTest, OfASetupFromTheArchiveEndsWithTheTool) {
 }
 
 TEST_F(PlanTest, OfANewerPackageLeavesTheDriverStoreAlone) {
-    EXPECT_THAT(Steps(Setup("SetUpKisDriver")),
+    EXPECT_THAT(Steps(PlanOf("SetUpKisDriver")),
                 Not(Contains(testing::HasSubstr(L"FileRepository"))));
 }
 
 TEST_F(PlanTest, OfAnOlderPackageRepairsTheDriverStoreFirst) {
-    EXPECT_THAT(Steps(Setup("SetUpUSBDriver")),
+    EXPECT_THAT(Steps(PlanOf("SetUpUSBDriver")),
                 Contains(L"create folder|C:\\Windows\\System32\\DriverStore\\FileRepository\\"
                          L"usbaapl64.inf_amd64_c0e4d8c2aef471b7"));
 }
@@ -188,7 +188,7 @@ TEST_F(PlanTest, OfAnInstalledPackageStagesNothing) {
                              L"Drivers\\usbaapl64.inf";
     WriteFileContent(inf);
 
-    const Plan plan = Setup("SetUpUSBDriver", 0);
+    const Plan plan = PlanOf("SetUpUSBDriver", 0);
     RemoveTree(prefix + L"\\Program Files\\Common Files\\Apple");
 
     EXPECT_THAT(Steps(plan), ElementsAre(L"look for|" + inf, L"look for|" + Tool(),
@@ -199,7 +199,7 @@ TEST_F(PlanTest, OfAnInstalledPackageStagesNothing) {
 TEST_F(PlanTest, ForeseesAMissingInf) {
     os.Is64Bit(false);
 
-    const Plan plan = Setup("SetUpKisDriver");
+    const Plan plan = PlanOf("SetUpKisDriver");
 
     EXPECT_EQ(L"look for|T:\\mendloft\\applekis\\x86\\AppleKIS.inf", Steps(plan).back());
     EXPECT_EQ(-1, plan.code);
@@ -208,24 +208,24 @@ TEST_F(PlanTest, ForeseesAMissingInf) {
 TEST_F(PlanTest, ForeseesAMissingTool) {
     std::filesystem::remove(Tool());
 
-    const Plan plan = Setup("SetUpKisDriver");
+    const Plan plan = PlanOf("SetUpKisDriver");
 
     EXPECT_EQ(L"look for|" + Tool(), Steps(plan).back());
     EXPECT_EQ(-2, plan.code);
 }
 
 TEST_F(PlanTest, ForeseesThatARemovalOfTheNetworkPackageKnowsNoInf) {
-    EXPECT_EQ(-1, Setup("SetUpNetDriver", 0).code);
+    EXPECT_EQ(-1, PlanOf("SetUpNetDriver", 0).code);
 }
 
 TEST_F(PlanTest, ForeseesThatARemovalOfTheUsbPackageFallsBackToTheArchive) {
-    EXPECT_EQ(0, Setup("SetUpUSBDriver", 0).code);
+    EXPECT_EQ(0, PlanOf("SetUpUSBDriver", 0).code);
 }
 
 TEST_F(PlanTest, OfASetupOnAnOldWindowsLooksInTheRootOfTheDrive) {
     facts.majorVersion = 5;
 
-    const Plan plan = Setup("SetUpUSBDriver");
+    const Plan plan = PlanOf("SetUpUSBDriver");
 
     EXPECT_EQ(L"look for|\\usb\\x64\\usbaapl64.inf", Steps(plan).back());
     EXPECT_EQ(-1, plan.code);
@@ -242,7 +242,7 @@ TEST_F(PlanTest, TouchesNothing) {
     const TemporaryFolder temp;
     facts.temporaryDirectory = temp.Path() + L"\\";
 
-    (void)Setup("SetUpUSBDriver");
+    (void)PlanOf("SetUpUSBDriver");
 
     EXPECT_THAT(Tree(temp.Path()), IsEmpty());
 }
