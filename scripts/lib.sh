@@ -32,7 +32,7 @@ with_prefix() {
     local folder=$1 arch=$2
     shift 2
     WINEPREFIX=$folder WINEARCH=$arch WINEDEBUG=${WINEDEBUG:--all} \
-        WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d" "$@"
+        WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe,winedbg.exe=d" "$@"
 }
 
 # Runs a command with the prefix of that name.
