@@ -44,6 +44,7 @@ public:
     }
 
     Result Real(Arguments... arguments) const {
+        if (previous_) return previous_(arguments...);
         return reinterpret_cast<Result(WINAPI*)(Arguments...)>(patch_.Original())(arguments...);
     }
 

@@ -55,6 +55,13 @@ TEST(FakeApi, NestsForOneFunction) {
     EXPECT_EQ(11, Delete(L""));
 }
 
+TEST(FakeApi, ReachesTheFakeAroundItAndThroughThatTheRealFunction) {
+    FakeDelete outer([&](const wchar_t* path) { return outer.Real(path) + 10; });
+    FakeDelete inner([&](const wchar_t* path) { return inner.Real(path) + 100; });
+
+    EXPECT_EQ(110, Delete(L"C:\\no such file"));
+}
+
 TEST(ImportPatch, RefusesAFunctionThatIsNotImported) {
     EXPECT_THROW(ImportPatch(::GetModuleHandleW(nullptr), "NoSuchFunction", nullptr),
                  std::logic_error);

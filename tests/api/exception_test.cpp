@@ -1,0 +1,84 @@
+#include <windows.h>
+#include <comdef.h>
+
+#include <gtest/gtest.h>
+
+#include <mendloft/mendloft.h>
+
+#include "api/fix_helper.h"
+#include "archive/handler_patch.h"
+#include "support/captured_output.h"
+#include "support/repair_setting.h"
+
+namespace {
+
+// An item of the driver archive whose size cannot be read. In a host, whose compiler's runtime is
+// not the one inside the library, the process would end; here both are one.
+class AnUnreadableItem : public testing::Test {
+protected:
+    template <typename Call>
+    static HRESULT ThrownBy(Call call) {
+        try {
+            call();
+        } catch (const _com_error& error) {
+            return error.Error();
+        }
+        return S_OK;
+    }
+
+    FreshLibraryState state;
+    PrivateTemporaryDirectory temp;
+    EmptyDriverStore store;
+    FixHelper helper;
+    HandlerProperty property{SevenZip::ArchiveFormat::k7z, [this](IInArchive* handler, UInt32 item,
+                                                                  PROPID id, PROPVARIANT* value) {
+                                 return item == 20 && id == kpidSize
+                                            ? STG_E_READFAULT
+                                            : property.Real(handler, item, id, value);
+                             }};
+};
+
+TEST_F(AnUnreadableItem, LeavesStagingAsAnException) {
+    EXPECT_EQ(STG_E_READFAULT, ThrownBy([&] { (void)helper.StageDriverPackage(); }));
+
+    EXPECT_EQ(L"", helper.stagingDir);
+}
+
+TEST_F(AnUnreadableItem, LeavesNoFileOpenBehind) {
+    EXPECT_EQ(STG_E_READFAULT, ThrownBy([&] { (void)helper.StageDriverPackage(); }));
+
+    RemoveTree(temp.StagingFolder());
+    EXPECT_FALSE(Exists(temp.StagingFolder()));
+}
+
+TEST_F(AnUnreadableItem, LeavesTheFolderRepairBeforeAFolderIsTouched) {
+    EXPECT_EQ(STG_E_READFAULT, ThrownBy([&] { helper.FixFolder(true, true); }));
+
+    EXPECT_TRUE(store.Content().empty());
+}
+
+TEST_F(AnUnreadableItem, LeavesTheExportOfTheFolderRepair) {
+    EXPECT_EQ(STG_E_READFAULT, ThrownBy([] { (void)MendloftFolder(1); }));
+}
+
+TEST_F(AnUnreadableItem, LeavesASetupExportBeforeItsResultLine) {
+    const CapturedDebugOutput output;
+
+    EXPECT_EQ(STG_E_READFAULT, ThrownBy([] { (void)SetUpKisDriver(1); }));
+
+    EXPECT_TRUE(output.messages.empty());
+}
+
+TEST_F(AnUnreadableItem, DoesNotSpoilTheNextCall) {
+    ThrownBy([&] { (void)helper.StageDriverPackage(); });
+    const PrivateTemporaryDirectory another;
+    const HandlerProperty readable{
+        SevenZip::ArchiveFormat::k7z,
+        [&](IInArchive* handler, UInt32 item, PROPID id, PROPVARIANT* value) {
+            return property.Real(handler, item, id, value);
+        }};
+
+    EXPECT_TRUE(helper.StageDriverPackage());
+}
+
+}  // namespace
