@@ -70,7 +70,8 @@ public:
     }
 
 private:
-    // Only the system knows which file the information is about; Wine tells by answering with its name.
+    // Only the system knows which file the information is about; Wine tells by answering with its
+    // name.
     BOOL Answer(const SP_INF_INFORMATION* information, SP_ORIGINAL_FILE_INFO_W* answer) {
         if (!query_.Real(const_cast<SP_INF_INFORMATION*>(information), 0, nullptr, answer))
             return FALSE;
