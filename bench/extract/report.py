@@ -5,6 +5,8 @@ from collections import defaultdict
 from statistics import median, quantiles
 
 MB = 1_000_000
+RATIOS = (("extract", "console x"), ("extract", "x inside"), ("extract", "t - start"),
+          ("extract", "decode"), ("own process", "console x"))
 
 
 def parse(output):
@@ -14,16 +16,14 @@ def parse(output):
         name, _, value = line.partition("\t")
         if value:
             values[name].append(float(value))
+    values["t - start"] = [test - start for test, start in
+                           zip(values["console t"], values["start"], strict=True)]
     return values
 
 
-def ratios(upper, lower):
-    """The ratio of each round: what slows the machine down for a while slows both of them."""
-    return [one / other for one, other in zip(upper, lower, strict=True)]
-
-
-def difference(values, less):
-    return [one - other for one, other in zip(values, less, strict=True)]
+def ratios(values, upper, lower):
+    """The ratio of two values in each round."""
+    return [one / other for one, other in zip(values[upper], values[lower], strict=True)]
 
 
 def spread(values, digits):
@@ -43,39 +43,37 @@ def table(title, head, rows):
 
 
 def show_times(results):
-    head = ["archive", "packed", "unpacked", "extract", "per MB", "console x", "x inside",
-            "console t", "start", "decode"]
+    columns = ("console x", "x inside", "console t", "start", "decode", "own process")
+    head = ["archive", "packed", "unpacked", "extract", "per MB", *columns]
     rows = []
     for name, values in results:
         unpacked = values["unpacked"][0] / MB
         rows.append([name, f"{values['packed'][0] / MB:.2f} MB", f"{unpacked:.1f} MB",
                      spread(values["extract"], 0), f"{median(values['extract']) / unpacked:.2f}",
-                     *(spread(values[column], 0) for column in
-                       ("console x", "console x inside", "console t", "console start", "decode"))])
+                     *(spread(values[column], 0) for column in columns)])
     table("Milliseconds: median (middle half)", head, rows)
 
 
 def show_ratios(results):
-    head = ["archive", "extract / console x", "extract / x inside", "extract / (t - start)",
-            "extract / decode", "own process / console x"]
-    rows = []
+    # What slows the machine down for a while slows both sides of a round, but not always alike; the
+    # fastest run of each side met the least of it.
+    head = ["archive", *(f"{upper} / {lower}" for upper, lower in RATIOS)]
+    in_rounds, of_fastest = [], []
     for name, values in results:
-        extract = values["extract"]
-        decoding_alone = difference(values["console t"], values["console start"])
-        rows.append([name, *(spread(ratios(*pair), 3) for pair in (
-            (extract, values["console x"]), (extract, values["console x inside"]),
-            (extract, decoding_alone), (extract, values["decode"]),
-            (values["own process"], values["console x"])))])
-    table("Ratios of the same round: median (middle half)", head, rows)
+        in_rounds.append([name, *(spread(ratios(values, *pair), 3) for pair in RATIOS)])
+        of_fastest.append([name, *(f"{min(values[upper]) / min(values[lower]):.3f}"
+                                   for upper, lower in RATIOS)])
+    table("Ratios in the same round: median (middle half)", head, in_rounds)
+    table("Ratios of the fastest runs", head, of_fastest)
 
 
 def show_memory(results):
+    names = ("own process memory", "console x memory")
     head = ["archive", "own process", "console x", "own process / console x"]
     rows = []
     for name, values in results:
-        own, console = values["own memory"], values["console memory"]
-        rows.append([name, *(spread([peak / MB for peak in peaks], 2) for peaks in (own, console)),
-                     spread(ratios(own, console), 3)])
+        rows.append([name, *(spread([peak / MB for peak in values[column]], 2)
+                             for column in names), spread(ratios(values, *names), 3)])
     table("Largest memory, MB: median (middle half)", head, rows)
 
 
