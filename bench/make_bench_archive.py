@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Makes a driver archive of realistic size and contents for the benchmarks.
 
-    bench/make_bench_archive.py ARCHIVE [--search FOLDER]...
+    bench/make_bench_archive.py ARCHIVE [--unpacked BYTES] [--search FOLDER]...
 
 The archive has the layout of the real one. Its INF files are the stand-ins; in the place of each
 binary file lies a Windows program file found on this machine, in Wine's or the cross compiler's
-folders unless others are named: together about 33 MB, which pack to some 6 to 7 MB.
+folders unless others are named: together about 33 MB, which pack to some 6 to 7 MB, or as many bytes
+as are asked for.
 
 Exit status: 0 the archive is there; 1 this machine has too few program files; 2 wrong command line;
 3 the work cannot be done.
@@ -55,10 +56,10 @@ def program_files(folders):
     return sorted(by_size.items())
 
 
-def choose(programs, count):
-    """Returns as many neighbours in the order of size as are asked for, TOTAL bytes together."""
+def choose(programs, count, total=TOTAL):
+    """Returns `count` neighbours in the order of size, about `total` bytes together."""
     windows = [programs[start:start + count] for start in range(len(programs) - count + 1)]
-    return min(windows, default=[], key=lambda window: abs(sum(size for size, _ in window) - TOTAL))
+    return min(windows, default=[], key=lambda window: abs(sum(size for size, _ in window) - total))
 
 
 def fill(tree, programs):
@@ -75,17 +76,20 @@ def fill(tree, programs):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
     parser.add_argument("archive", metavar="ARCHIVE", type=Path)
+    parser.add_argument("--unpacked", metavar="BYTES", type=int, default=TOTAL,
+                        help=f"how much the programs are to have together ({TOTAL} unless given)")
     parser.add_argument("--search", metavar="FOLDER", type=Path, action="append",
                         help="look for program files in this folder (may be given again)")
     arguments = parser.parse_args()
     folders = arguments.search or [found for place in SEARCH for found in Path("/").glob(place)]
 
     places = sum(not path.lower().endswith(TEXTS) for path in layout.FILES)
-    chosen = choose(program_files(folders), places)
+    chosen = choose(program_files(folders), places, arguments.unpacked)
     total = sum(size for size, _ in chosen)
-    if not TOTAL * 0.9 < total < TOTAL * 1.1:
-        print(f"make_bench_archive.py: no {places} Windows program files of together about {TOTAL} "
-              f"bytes in {' '.join(map(str, folders)) or 'no folder'} (the best choice has {total});"
+    if not arguments.unpacked * 0.9 < total < arguments.unpacked * 1.1:
+        print(f"make_bench_archive.py: no {places} Windows program files of together about "
+              f"{arguments.unpacked} bytes in {' '.join(map(str, folders)) or 'no folder'} "
+              f"(the best choice has {total});"
               " install wine and g++-mingw-w64-i686-posix, or name other folders with --search",
               file=sys.stderr)
         return 1

@@ -1,25 +1,5 @@
-# GCC of mingw-w64 for 32-bit Windows, with the POSIX thread model (std::thread and friends).
-set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR x86)
-
+# 32-bit Windows: the library and everything that is linked with it.
 set(triplet i686-w64-mingw32)
-if(NOT DEFINED CMAKE_CXX_COMPILER)
-    find_program(CMAKE_C_COMPILER ${triplet}-gcc-posix)
-    find_program(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
-endif()
-find_program(CMAKE_RC_COMPILER ${triplet}-windres)
-if(NOT CMAKE_CXX_COMPILER)
-    message(FATAL_ERROR "${triplet}-g++-posix is missing; run scripts/setup, or: "
-                        "apt-get install g++-mingw-w64-i686-posix")
-endif()
-
-foreach(language C CXX)
-    set(CMAKE_${language}_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "Flags of release builds")
-    set(CMAKE_${language}_FLAGS_DEBUG "-Og -g" CACHE STRING "Flags of debug builds")
-endforeach()
-
-set(CMAKE_FIND_ROOT_PATH /usr/${triplet})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(package g++-mingw-w64-i686-posix)
+set(CMAKE_SYSTEM_PROCESSOR x86)
+include("${CMAKE_CURRENT_LIST_DIR}/mingw.cmake")

@@ -34,6 +34,18 @@ class BenchArchive(PackTest):
                                         r"3301\d{4} bytes packed into \d+ \(\d+\.\d : 1\)\n$")
         self.assertEqual(0, self.pack("verify", self.archive).returncode)
 
+    def test_holds_as_many_bytes_as_are_asked_for(self):
+        (self.work / "programs").mkdir()
+        for index in range(60):
+            (self.work / f"programs/{index}.dll").write_bytes(program(10_000 + 1_000 * index))
+
+        result = self.run_script(self.archive, "--search", self.work / "programs",
+                                 "--unpacked", "1000000")
+
+        self.assertEqual((0, ""), (result.returncode, result.stderr))
+        self.assertRegex(result.stdout, r"driver\.7z: 31 files, 22 of them programs; "
+                                        r"10\d{5} bytes packed into ")
+
     def test_is_not_made_of_too_few_programs(self):
         (self.work / "one.dll").write_bytes(program(33_000_000))
 
@@ -66,6 +78,7 @@ class Choice(PackTest):
 
         self.assertEqual(programs[2:4], bench.choose(programs, 2))
         self.assertEqual([], bench.choose(programs, 6))
+        self.assertEqual(programs[0:2], bench.choose(programs, 2, 9_000_000))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+// How a program ran.
+struct ProgramRun {
+    double milliseconds;  // from before its start until it had ended
+    std::string output;
+};
+
+// Runs a program until it ends. Throws a std::runtime_error when it cannot be started or does not
+// end with code 0.
+[[nodiscard]] ProgramRun RunProgram(const std::wstring& commandLine);
