@@ -319,6 +319,39 @@ TEST_F(SetupExportsFromVistaOn, KeepTheFolderOfTheLibraryApartFromThatOfTheProgr
     EXPECT_THAT(Runs().front().commandLine, HasSubstr(host));
 }
 
+// With the project's own installer tool in the place of the recorder. Wine publishes a package
+// under its own name.
+class SetupExportsWithTheInstallerTool : public SetupExportsFromVistaOn {
+protected:
+    SetupExportsWithTheInstallerTool() {
+        const std::wstring tools = ProgramFolder() + L"\\files\\inf";
+        std::filesystem::remove_all(host + L"\\files\\inf");
+        std::filesystem::copy(tools, host + L"\\files\\inf");
+    }
+    ~SetupExportsWithTheInstallerTool() override {
+        std::filesystem::remove(Published());
+        std::filesystem::remove(Neighbour());
+    }
+
+    [[nodiscard]] static std::wstring Published() {
+        return PrefixIs64Bit() ? L"C:\\windows\\inf\\usbaapl64.inf"
+                               : L"C:\\windows\\inf\\usbaapl.inf";
+    }
+    [[nodiscard]] static std::wstring Neighbour() { return L"C:\\windows\\inf\\oem77.inf"; }
+};
+
+TEST_F(SetupExportsWithTheInstallerTool, PublishThePackageAndTakeItBack) {
+    WriteFileContent(Neighbour(), "[Version]\r\nSignature=\"$Windows NT$\"\r\n");
+    const LoadedLibrary library(LibraryPath());
+
+    EXPECT_EQ(0, library.Call("SetUpUSBDriver", 1));
+    EXPECT_TRUE(Exists(Published()));
+    EXPECT_EQ(0, library.Call("SetUpUSBDriver", 0));
+    EXPECT_FALSE(Exists(Published()));
+
+    EXPECT_TRUE(Exists(Neighbour()));
+}
+
 class SetupExportsOn64Bit : public SetupExports {
 protected:
     void SetUp() override {
