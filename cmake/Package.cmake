@@ -2,6 +2,7 @@
 #
 #   bin/                   the library, the installer tool in files/inf, the console program
 #   include/, lib/         the header, an import library for each linker, CMake and pkg-config files
+#   tools/                 mendloft-pack, for owners of genuine driver packages
 #   share/doc/mendloft/    the docs, the examples, the licences of what is linked in, the bill of
 #                          materials (SPDX) and the SHA-256 sums of all files
 #
@@ -15,6 +16,9 @@ set(config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/mendloft")
 
 install(TARGETS mendloft RUNTIME ARCHIVE)
 install(FILES "${PROJECT_SOURCE_DIR}/include/mendloft/mendloft.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/mendloft")
+
+install(PROGRAMS "${PROJECT_SOURCE_DIR}/tools/mendloft-pack" DESTINATION tools)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/tools/mendloft_pack" DESTINATION tools FILES_MATCHING PATTERN "*.py")
 
 # The linker makes the import library of its own kind, libmendloft.dll.a. The other kind takes LLVM.
 if(NOT MSVC)

@@ -37,6 +37,17 @@ FILES = [
     "share/doc/mendloft/results.md",
     "share/doc/mendloft/sbom.spdx.json",
     "share/doc/mendloft/security.md",
+    "tools/mendloft-pack",
+    "tools/mendloft_pack/__init__.py",
+    "tools/mendloft_pack/archive.py",
+    "tools/mendloft_pack/checks.py",
+    "tools/mendloft_pack/command_line.py",
+    "tools/mendloft_pack/findings.py",
+    "tools/mendloft_pack/inf.py",
+    "tools/mendloft_pack/layout.py",
+    "tools/mendloft_pack/names.py",
+    "tools/mendloft_pack/sevenzip_format.py",
+    "tools/mendloft_pack/sevenzip_program.py",
 ]
 # What a build may lack, because the tool that makes it was not there, or may have besides.
 OPTIONAL = {
