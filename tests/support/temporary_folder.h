@@ -30,6 +30,7 @@ public:
         path_ = std::filesystem::temp_directory_path() /
                 (L"mendloft-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
                  std::to_wstring(++count));
+        RemoveTree(path_);  // that of an earlier process of our number, which was killed
         std::filesystem::create_directory(path_);
     }
     TemporaryFolder(const TemporaryFolder&) = delete;

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <cerrno>
+#include <string_view>
+
+#include "support/fake_api.h"
+
+// When a stand-in for one imported function fails. All stand-ins count their calls, on any thread.
+struct CallPlan {
+    std::atomic<unsigned> calls = 0;
+    std::atomic<unsigned> failing = 0;  // which call fails, counted from 1; 0: none
+
+    void Fail(unsigned which) {
+        failing = which;
+        calls = 0;
+    }
+    [[nodiscard]] bool IsItsTurn() { return ++calls == failing; }
+    [[nodiscard]] bool Happened() const { return failing != 0 && calls >= failing; }
+};
+
+// What a failing call does besides returning its error.
+enum class Failing {
+    kInstead,  // nothing
+    kAfter,    // its work: what gives something back would otherwise make the test leak it
+};
+
+// How a function fails. One for each function and program.
+template <typename Result>
+struct Failure {
+    Result value{};
+    DWORD lastError = ERROR_SUCCESS;
+    Failing manner = Failing::kInstead;
+
+    template <typename Function, typename... Arguments>
+    Result Happen(Function real, Arguments... arguments) const {
+        if (manner == Failing::kAfter) (void)real(arguments...);
+        errno = ENOMEM;
+        ::SetLastError(lastError);
+        return value;
+    }
+};
+
+// A stand-in for an imported function of the type `Function`, in the calling convention of that
+// type: does what the function does, except for one call, which fails.
+template <FunctionName Name, typename Function>
+struct FailingCall;
+
+template <FunctionName Name, typename Result, typename... Arguments>
+struct FailingCall<Name, Result WINAPI(Arguments...)> {
+    static Result WINAPI Call(Arguments... arguments) {
+        const auto real = reinterpret_cast<Result(WINAPI*)(Arguments...)>(original);
+        if (plan.IsItsTurn()) return failure.Happen(real, arguments...);
+        return real(arguments...);
+    }
+
+    static inline Failure<Result> failure;
+    static inline CallPlan plan;
+    static inline void* original = nullptr;
+};
+
+template <FunctionName Name, typename Result, typename... Arguments>
+struct FailingCall<Name, Result __cdecl(Arguments...)> {
+    static Result __cdecl Call(Arguments... arguments) {
+        const auto real = reinterpret_cast<Result(__cdecl*)(Arguments...)>(original);
+        if (plan.IsItsTurn()) return failure.Happen(real, arguments...);
+        return real(arguments...);
+    }
+
+    static inline Failure<Result> failure;
+    static inline CallPlan plan;
+    static inline void* original = nullptr;
+};

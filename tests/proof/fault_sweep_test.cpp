@@ -1,0 +1,330 @@
+#include <winsock.h>
+#include <windows.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <thread>
+
+#include "proof/imported_functions.h"
+#include "proof/ledger.h"
+#include "proof/subjects.h"
+#include "support/loaded_library.h"
+#include "support/repair_setting.h"
+#include "telnet/loopback.h"
+
+// The fault sweep: for every export, every function that the finished library imports from Windows
+// is made to fail, one call at a time, and the call has to end in a documented result all the same,
+// with an intact heap, with no handle left besides the token of a folder repair, and in a process
+// in which the library goes on working. Where memory is refused, the process may also end, in the
+// way in which the C++ runtime ends it.
+//
+// The cases run in children (fault_child.cpp), many in one until one of them ends it. What the
+// library does while it is loaded, before anybody can be in its way, is not swept.
+//
+// A function that fails in what it is called for fails without doing it; only what gives something
+// back does so first, or the sweep would find the leaks that it made.
+
+namespace {
+
+using testing::IsEmpty;
+using Kind = ImportedFunction::Kind;
+
+// Set to anything: every call of every function fails in its turn, which takes many minutes. The
+// usual sweep takes a choice of the calls.
+[[nodiscard]] bool IsFullSweep() {
+    return std::getenv("MENDLOFT_FULL_SWEEP") != nullptr;
+}
+
+// A service that says something to whoever connects, and hangs up when the other side does.
+class TalkingService {
+public:
+    [[nodiscard]] std::uint16_t Port() const { return listener_.Port(); }
+    ~TalkingService() {
+        listener_.Close();
+        thread_.join();
+    }
+
+private:
+    void Serve() try {
+        for (;;) {
+            const UniqueSocket peer = listener_.Accept();
+            SendText(peer, "hello\r\nthere\r\n");
+            (void)ReceiveAll(peer);
+        }
+    } catch (const std::runtime_error&) {
+        // The listener is closed.
+    }
+
+    LoopbackListener listener_;
+    std::thread thread_{[this] { Serve(); }};
+};
+
+// One child, and a limit to how long it may take for one case.
+class SweepingChild {
+public:
+    explicit SweepingChild(const std::string& ledgerName) {
+        SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        const UniqueFile nowhere(::CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE,
+                                               FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                                               OPEN_EXISTING, 0, nullptr));
+        STARTUPINFOA startup{};
+        startup.cb = sizeof(startup);
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = startup.hStdOutput = startup.hStdError = nowhere.Get();
+        std::string commandLine = "\"" + std::filesystem::path(ProgramFolder()).string() +
+                                  "\\fault_child.exe\" " + ledgerName;
+        PROCESS_INFORMATION started{};
+        if (!::CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                              nullptr, &startup, &started)) {
+            throw std::runtime_error("cannot start fault_child.exe");
+        }
+        ::CloseHandle(started.hThread);
+        process_.Reset(started.hProcess);
+        EndWithThisProgram();
+    }
+
+    // Waits for the end and returns the exit code, or nothing when the child had to be ended
+    // because the case at hand did not.
+    [[nodiscard]] std::optional<DWORD> Watch(const Ledger& ledger) const {
+        const std::uint32_t& next = ledger.next;
+        std::uint32_t last = next;
+        ULONGLONG since = ::GetTickCount64();
+        while (::WaitForSingleObject(process_.Get(), 20) == WAIT_TIMEOUT) {
+            const std::uint32_t now = static_cast<const volatile std::uint32_t&>(next);
+            if (now != last) {
+                last = now;
+                since = ::GetTickCount64();
+            } else if (::GetTickCount64() - since > kLimit) {
+                ::TerminateProcess(process_.Get(), 0);
+                ::WaitForSingleObject(process_.Get(), INFINITE);
+                return std::nullopt;
+            }
+        }
+        DWORD code = 0;
+        ::GetExitCodeProcess(process_.Get(), &code);
+        return code;
+    }
+
+private:
+    static constexpr ULONGLONG kLimit = 30'000;  // milliseconds
+
+    // Should this program be killed, then the child must not go on in its driver store.
+    void EndWithThisProgram() const {
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        ::SetInformationJobObject(job_.Get(), JobObjectExtendedLimitInformation, &limits,
+                                  sizeof(limits));
+        ::AssignProcessToJobObject(job_.Get(), process_.Get());
+    }
+
+    UniqueHandle job_{::CreateJobObjectW(nullptr, nullptr)};
+    UniqueHandle process_;
+};
+
+// How the sweeping program judges a case.
+enum class Verdict {
+    kSurvived,
+    kEndedCleanly,  // the process, as the C++ runtime ends it when memory runs out
+    kDidNotCome,    // the call that was to fail: it depends on the timing of threads
+    kCrashed,
+    kHung,
+    kUndocumented,
+    kLeftHandles,
+    kBrokeTheHeap,
+    kWorksNoMore,
+};
+
+[[nodiscard]] bool IsGood(Verdict verdict) {
+    return verdict == Verdict::kSurvived || verdict == Verdict::kEndedCleanly ||
+           verdict == Verdict::kDidNotCome;
+}
+
+[[nodiscard]] const char* Name(Verdict verdict) {
+    static constexpr const char* names[] = {"survived",     "ended cleanly",  "did not come",
+                                            "crashed",      "hung",           "undocumented result",
+                                            "left handles", "broke the heap", "works no more"};
+    return names[static_cast<std::size_t>(verdict)];
+}
+
+// Lets calls fail in children and keeps the verdicts.
+class Sweep : public testing::Test {
+protected:
+    Sweep() {
+        std::filesystem::create_directories(host_ + L"\\files\\inf");
+        Provide(L"libmendloft.dll", L"libmendloft.dll");
+        Provide(L"inf_installer_recorder.exe", L"files\\inf\\InfInstallerx64.exe");
+        Provide(L"inf_installer_recorder.exe", L"files\\inf\\InfInstallerx86.exe");
+        Provide(L"sleeper.exe", L"WerFault.exe");
+        const std::wstring library = host_ + L"\\libmendloft.dll";
+        std::copy(library.begin(), library.end(), ledger_->library.begin());
+        ledger_->openPort = service_.Port();
+        ledger_->closedPort = ClosedPort();
+    }
+
+    // Runs the cases one after the other, in as many children as it takes.
+    std::vector<Verdict> Run(const std::vector<FaultCase>& cases) {
+        std::copy(cases.begin(), cases.end(), ledger_->cases.begin());
+        std::fill_n(ledger_->outcomes.begin(), cases.size(), Outcome{});
+        ledger_->caseCount = static_cast<std::uint32_t>(cases.size());
+        ledger_->next = 0;
+        std::map<std::uint32_t, Verdict> ends;
+        while (ledger_->next < ledger_->caseCount) {
+            const auto code = SweepingChild(name_).Watch(*ledger_);
+            if (ledger_->next == ledger_->caseCount) break;
+            ends[ledger_->next++] = End(code);
+        }
+        std::vector<Verdict> verdicts;
+        for (std::uint32_t i = 0; i < cases.size(); ++i) {
+            verdicts.push_back(ends.contains(i) ? ends[i] : Judge(cases[i], ledger_->outcomes[i]));
+        }
+        return verdicts;
+    }
+
+    // How often each subject calls each function when nothing fails.
+    void CountCalls() {
+        std::vector<FaultCase> cases;
+        for (std::uint16_t i = 0; i < Subjects().size(); ++i) cases.push_back({.subject = i});
+        EXPECT_THAT(Run(cases), testing::Each(Verdict::kSurvived));
+    }
+
+    [[nodiscard]] static Verdict End(std::optional<DWORD> code) {
+        constexpr DWORD aborted = 3;
+        if (!code.has_value()) return Verdict::kHung;
+        return *code == aborted ? Verdict::kEndedCleanly : Verdict::kCrashed;
+    }
+
+    [[nodiscard]] static Verdict Judge(const FaultCase& fault, const Outcome& outcome) {
+        const auto& documented = Subjects()[fault.subject].documented;
+        if (std::find(documented.begin(), documented.end(), outcome.result) == documented.end())
+            return Verdict::kUndocumented;
+        if (!outcome.heapIntact) return Verdict::kBrokeTheHeap;
+        if (outcome.handlesLeft > 0) return Verdict::kLeftHandles;
+        if (!outcome.worksAfterwards) return Verdict::kWorksNoMore;
+        const bool counted = fault.function == FaultCase::kNothing;
+        return outcome.happened || counted ? Verdict::kSurvived : Verdict::kDidNotCome;
+    }
+
+    [[nodiscard]] static std::string Describe(const FaultCase& fault, const Outcome& outcome,
+                                              Verdict verdict) {
+        const Subject& subject = Subjects()[fault.subject];
+        std::array<char, 256> text{};
+        std::snprintf(text.data(), text.size(),
+                      "%s (%s), call %u of %s: %s (result %d, %d handles, exception %lx at %x)",
+                      subject.exportName, subject.situation, static_cast<unsigned>(fault.call),
+                      ImportedFunctions()[fault.function].name.data(), Name(verdict),
+                      static_cast<int>(outcome.result), static_cast<int>(outcome.handlesLeft),
+                      outcome.exception, static_cast<unsigned>(outcome.address));
+        return text.data();
+    }
+
+    // The calls to fail among those that a subject makes of a function.
+    [[nodiscard]] std::set<std::uint32_t> Choose(std::uint16_t subject,
+                                                 std::uint16_t function) const {
+        const std::uint32_t calls = ledger_->calls[subject][function];
+        std::set<std::uint32_t> chosen;
+        for (std::uint32_t call = 1; call <= calls; ++call) {
+            if (IsFullSweep() || IsUsual(subject, function, call)) chosen.insert(call);
+        }
+        return chosen;
+    }
+
+    // The usual sweep takes the first two calls and the last one. The setup exports begin with the
+    // same work as the folder repair: of what that calls too, each function's first call fails in
+    // one of them, turn and turn about.
+    [[nodiscard]] bool IsUsual(std::uint16_t subject, std::uint16_t function,
+                               std::uint32_t call) const {
+        const bool isSetup = Subjects()[subject].IsSetup();
+        const bool isShared = isSetup && ledger_->calls[kFolderRepair][function] != 0;
+        if (isShared) return call == 1 && function % Subjects().size() == subject;
+        return call <= 2 || call == ledger_->calls[subject][function];
+    }
+
+    [[nodiscard]] std::vector<FaultCase> CasesOf(Kind kind) const {
+        std::vector<FaultCase> cases;
+        const auto functions = ImportedFunctions();
+        for (std::uint16_t subject = 0; subject < Subjects().size(); ++subject) {
+            for (std::uint16_t function = 0; function < functions.size(); ++function) {
+                if (functions[function].kind != kind) continue;
+                for (const std::uint32_t call : Choose(subject, function)) {
+                    cases.push_back({subject, function, call});
+                }
+            }
+        }
+        return cases;
+    }
+
+    // Sweeps and says what came of it; returns a line for each case that did not end well.
+    [[nodiscard]] std::vector<std::string> SweepThrough(Kind kind) {
+        CountCalls();
+        const std::vector<FaultCase> cases = CasesOf(kind);
+        const std::vector<Verdict> verdicts = Run(cases);
+        std::vector<std::string> failures;
+        for (std::size_t i = 0; i < cases.size(); ++i) {
+            const bool mayEnd = kind == Kind::kMemory;
+            const bool ended = verdicts[i] == Verdict::kEndedCleanly;
+            if (IsGood(verdicts[i]) && (mayEnd || !ended)) continue;
+            failures.push_back(Describe(cases[i], ledger_->outcomes[i], verdicts[i]));
+        }
+        Summarise(cases, verdicts);
+        return failures;
+    }
+
+    static void Summarise(const std::vector<FaultCase>& cases,
+                          const std::vector<Verdict>& verdicts) {
+        std::set<int> functions;
+        for (const FaultCase& fault : cases) functions.insert(fault.function);
+        std::map<Verdict, int> counts;
+        for (const Verdict verdict : verdicts) ++counts[verdict];
+        std::string line = std::to_string(Subjects().size()) + " calls of exports x " +
+                           std::to_string(functions.size()) + " functions, " +
+                           std::to_string(cases.size()) + " failing calls" +
+                           (IsFullSweep() ? " (all)" : " (a choice)");
+        for (const auto& [verdict, count] : counts) {
+            line += (verdict == counts.begin()->first ? ": " : ", ") + std::to_string(count) + " " +
+                    Name(verdict);
+        }
+        std::printf("[  SWEPT   ] %s\n", line.c_str());
+    }
+
+    static constexpr std::size_t kFolderRepair = 2;  // among the subjects
+
+    void Provide(const wchar_t* built, const wchar_t* name) const {
+        std::filesystem::copy_file(ProgramFolder() + L"\\" + built, host_ + L"\\" + name);
+    }
+
+    std::string name_ = "mendloft-sweep-" + std::to_string(::GetCurrentProcessId());
+    SharedLedger ledger_{std::filesystem::path(name_).wstring()};
+    PrivateTemporaryDirectory temp_;  // the children have theirs in it
+    TemporaryFolder parent_;
+    std::wstring host_ = parent_ / L"host";
+    TalkingService service_;
+};
+
+TEST_F(Sweep, KnowsEveryFunctionThatTheLibraryImports) {
+    const LoadedLibrary library;
+    std::vector<std::string> unknown;
+    ImportPatch::VisitImports(library.Module(), [&](std::string_view name, void**) {
+        const auto functions = ImportedFunctions();
+        if (std::none_of(functions.begin(), functions.end(),
+                         [&](const auto& function) { return function.name == name; })) {
+            unknown.emplace_back(name);
+        }
+    });
+
+    EXPECT_THAT(unknown, IsEmpty());
+}
+
+TEST_F(Sweep, FindsADocumentedResultWhateverCallOfWindowsFails) {
+    EXPECT_THAT(SweepThrough(Kind::kCall), IsEmpty());
+}
+
+TEST_F(Sweep, FindsAResultOrACleanEndWhateverAllocationFails) {
+    EXPECT_THAT(SweepThrough(Kind::kMemory), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <windows.h>
+
+#include <span>
+#include <string_view>
+
+#include "proof/failing_call.h"
+
+// Everything that the finished library imports, and how each of it fails.
+struct ImportedFunction {
+    enum class Kind {
+        kCall,    // a failure has to end in a documented result
+        kMemory,  // a failure may also end the process: that is how the library runs out of memory
+        kSafe,    // never made to fail, for the reason given
+    };
+
+    std::string_view name;
+    Kind kind = Kind::kSafe;
+    const char* reason = nullptr;  // of kSafe only
+
+    // Of the others: the stand-in and what governs it.
+    void* standIn = nullptr;
+    void** original = nullptr;
+    CallPlan* plan = nullptr;
+};
+
+[[nodiscard]] std::span<const ImportedFunction> ImportedFunctions();

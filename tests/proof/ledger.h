@@ -1,0 +1,76 @@
+#pragma once
+
+#include <windows.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "platform/unique_handle.h"
+
+// What the sweeping program and the children in which it lets calls fail tell each other. The
+// ledger lies in memory that they share, so that nothing of it is lost with a child that crashes.
+
+// One case: in the call of one subject, one call of one imported function fails.
+struct FaultCase {
+    static constexpr std::uint16_t kNothing = 0xFFFF;  // no function fails: the calls are counted
+
+    std::uint16_t subject = 0;
+    std::uint16_t function = kNothing;
+    std::uint32_t call = 0;  // counted from 1
+};
+
+// How a case came out, as far as the child can tell.
+struct Outcome {
+    enum class State : std::uint8_t { kNotRun, kBegun, kReturned, kDone };
+
+    State state = State::kNotRun;
+    bool happened = false;         // the call to fail has come
+    bool heapIntact = false;       // after the disturbed call and after the undisturbed one
+    bool worksAfterwards = false;  // an undisturbed call gave its proper result
+    std::int32_t result = 0;
+    std::int32_t handlesLeft = 0;  // besides the token of each folder repair
+    DWORD exception = 0;           // that ended the child
+    std::uint32_t address = 0;     // where it came from, relative to the library
+};
+
+struct Ledger {
+    static constexpr std::size_t kMaxSubjects = 16;
+    static constexpr std::size_t kMaxFunctions = 256;
+    static constexpr std::size_t kMaxCases = 40'000;
+
+    // For the children.
+    std::array<wchar_t, MAX_PATH> library;  // the path of the library to load
+    std::uint16_t openPort = 0;             // somebody accepts and says something here
+    std::uint16_t closedPort = 0;
+    std::uint32_t caseCount = 0;
+    std::array<FaultCase, kMaxCases> cases;
+
+    // From the children.
+    std::uint32_t next = 0;  // the case to run, or the one that runs
+    std::array<Outcome, kMaxCases> outcomes;
+    std::array<std::array<std::uint32_t, kMaxFunctions>, kMaxSubjects> calls;
+};
+
+// The ledger's memory, under a name by which the children find it.
+class SharedLedger {
+public:
+    explicit SharedLedger(const std::wstring& name)
+        : mapping_(::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                        sizeof(Ledger), name.c_str())) {
+        if (mapping_) ledger_ = ::MapViewOfFile(mapping_.Get(), FILE_MAP_WRITE, 0, 0, 0);
+        if (ledger_ == nullptr) throw std::runtime_error("no memory for the ledger");
+    }
+    SharedLedger(const SharedLedger&) = delete;
+    SharedLedger& operator=(const SharedLedger&) = delete;
+    ~SharedLedger() { ::UnmapViewOfFile(ledger_); }
+
+    [[nodiscard]] Ledger& operator*() const { return *static_cast<Ledger*>(ledger_); }
+    [[nodiscard]] Ledger* operator->() const { return static_cast<Ledger*>(ledger_); }
+
+private:
+    UniqueHandle mapping_;
+    void* ledger_ = nullptr;
+};
