@@ -169,7 +169,7 @@ TEST(DeletePath, AsksTheShellSilentlyForOnePath) {
     const TemporaryFolder folder;
     const std::wstring path = folder.Path(L"a.txt");
     WriteFileContent(path, "");
-    SHFILEOPSTRUCTW asked{};
+    alignas(void*) SHFILEOPSTRUCTW asked{};  // packed, and looked at by reference
     std::wstring list;
     const FakeDelete fake([&](SHFILEOPSTRUCTW* operation) {
         asked = *operation;

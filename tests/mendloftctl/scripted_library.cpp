@@ -49,8 +49,8 @@ void Start(std::string commandLine) {
 }
 
 void Crash() {
-    volatile const int* const nowhere = nullptr;
-    std::printf("%d\n", *nowhere);
+    void* const reserved = ::VirtualAlloc(nullptr, 1, MEM_RESERVE, PAGE_NOACCESS);
+    std::printf("%d\n", *static_cast<volatile const int*>(reserved));
 }
 
 class Script {
