@@ -18,7 +18,7 @@ class Program:
 _PLATFORM = Program("platform_tests")
 _REPAIR = Program("repair_tests")
 _INSTALL = Program("install_tests")
-_TELNET = Program("telnet_tests")
+_TELNET = Program("telnet_tests", "ThousandPortTests.*")
 _ARCHIVE = Program("archive_tests")
 _LIBRARY = Program("library_tests")
 

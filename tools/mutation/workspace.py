@@ -64,7 +64,7 @@ class Workspace:
             run = self.run(program, 600)
             if run.how:
                 raise CannotWork(f"{program.name} does not pass on the unchanged sources: {run.how}")
-            self._limits[program.name] = max(15, 5 * run.seconds)
+            self._limits[program.name] = max(30, 4 * run.seconds)
         self._files = self._prefix_files()
 
     def still_works(self, programs):
@@ -107,7 +107,7 @@ class Workspace:
     @property
     def _environment(self):
         return {**os.environ, "MENDLOFT_PREFIXES": str(self._work / "prefixes"),
-                "MENDLOFT_PREFIX": self._prefix, "WINEPREFIX": str(self._folder)}
+                "MENDLOFT_PREFIX": PREFIX, "WINEPREFIX": str(self._folder)}
 
     def _copy_sources(self):
         """Copies what git knows or would add; a file is only written where it differs."""
