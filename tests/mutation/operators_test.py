@@ -99,7 +99,7 @@ class Return(unittest.TestCase):
         self.assertEqual(["return {};"], changes("return", "return a(b) + c;"))
 
     def test_is_left_alone_where_that_is_no_change_or_another_operators(self):
-        self.assertEqual([], changes("return", "return; return 0; return {}; return true;"))
+        self.assertEqual([], changes("return", "return; return 0; return S_OK; return true;"))
 
 
 class Text(unittest.TestCase):

@@ -47,7 +47,7 @@ _STATEMENT_WORDS = {
     "continue", "using", "namespace", "template", "class", "struct", "enum", "const", "constexpr",
     "static", "inline", "extern", "virtual", "explicit", "public", "private", "protected", "delete",
     "typename", "friend", "auto", "try", "catch", "goto", "typedef", "operator"}
-_NOTHING = {"", "0", "{}", "false", "FALSE", "nullptr"}
+_NOTHING = {"0", "{}", "nullptr", "std::nullopt", "S_OK"}  # what an empty value is already
 
 
 def _swapped(table, apart):
