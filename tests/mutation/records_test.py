@@ -1,0 +1,168 @@
+"""The choice of mutants, the table of explanations, the kept results and the report."""
+
+import tempfile
+import unittest
+from pathlib import Path
+
+import support
+from mutation import coverage, equivalent
+from mutation.choice import code_size, spread
+from mutation.equivalent import Table, WrongTable
+from mutation.operators import mutants
+from mutation.report import summary
+from mutation.results import CAUGHT, NOT_COMPILED, SURVIVED, Result, ResultFile, key_of
+
+_TEXT = "{\n    a = 1;\n    b = 1;\n}\n"
+_ROW = """\
+# a comment
+file: src/x.cpp
+line: a = 1;
+change: integer:0 1 -> 2
+why: nobody reads it,
+  and nobody ever will
+"""
+
+
+def two_mutants():
+    """The first change of each of two lines."""
+    found = mutants("src/x.cpp", _TEXT)
+    return [next(one for one in found if one.id == name)
+            for name in ("src/x.cpp:2:integer:0", "src/x.cpp:3:integer:0")]
+
+
+class Choice(unittest.TestCase):
+
+    def test_has_of_each_file_what_its_size_asks_for(self):
+        order = spread({"large": [("large", n) for n in range(90)],
+                        "small": [("small", n) for n in range(90)]}, {"large": 20, "small": 10}, "1")
+        self.assertEqual(20, sum(1 for file, _ in order[:30] if file == "large"))
+
+    def test_is_the_same_for_the_same_seed_only(self):
+        everything = {"x": list(range(50))}
+        self.assertEqual(spread(everything, {"x": 1}, "1"), spread(everything, {"x": 1}, "1"))
+        self.assertNotEqual(spread(everything, {"x": 1}, "1"), spread(everything, {"x": 1}, "2"))
+
+    def test_leaves_no_mutant_out(self):
+        self.assertEqual(list(range(50)), sorted(spread({"x": list(range(50))}, {"x": 3}, "1")))
+
+    def test_counts_lines_of_code(self):
+        self.assertEqual(2, code_size("// why\nint a;\n\n  // more\nint b;  // here\n"))
+
+
+class Coverage(unittest.TestCase):
+
+    def test_knows_every_source(self):
+        for path in (support.ROOT / "src").rglob("*.cpp"):
+            self.assertTrue(coverage.programs_for(str(path.relative_to(support.ROOT))), path)
+
+    def test_prefers_the_most_exact_row(self):
+        self.assertEqual(["library_tests"],
+                         [program.name for program in coverage.programs_for("src/api/exports.cpp")])
+
+    def test_leaves_tests_out_by_a_filter(self):
+        self.assertEqual(["--gtest_filter=-A.B:C.*"], coverage.Program("x", "A.B:C.*").arguments)
+
+
+class Explanations(unittest.TestCase):
+
+    def test_are_found_by_the_text_of_the_line(self):
+        table = Table(equivalent.read(_ROW))
+        first, second = two_mutants()
+        self.assertEqual("nobody reads it, and nobody ever will", table.why(first))
+        self.assertIsNone(table.why(second))
+
+    def test_are_stale_when_the_line_is_gone(self):
+        table = Table(equivalent.read(_ROW))
+        first, second = two_mutants()
+        self.assertEqual([], table.stale([first]))
+        self.assertEqual(["a = 1;"], [row.line for row in table.stale([second])])
+
+    def test_need_a_reason(self):
+        with self.assertRaises(WrongTable):
+            equivalent.read(_ROW.split("why")[0])
+
+    def test_do_not_explain_a_mutant_twice(self):
+        with self.assertRaises(WrongTable):
+            Table(equivalent.read(_ROW + "\n" + _ROW))
+
+    def test_in_the_repository_are_about_mutants_that_are_there(self):
+        table = (support.ROOT / "tools" / "mutation" / "equivalent.txt").read_text(encoding="utf-8")
+        everything = []
+        for path in (support.ROOT / "src").rglob("*.*"):
+            if path.suffix in (".cpp", ".h"):
+                everything += mutants(str(path.relative_to(support.ROOT)),
+                                      path.read_text(encoding="utf-8"))
+        self.assertEqual([], Table(equivalent.read(table)).stale(everything))
+
+
+class Results(unittest.TestCase):
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="mendloft-mutation-test-")
+        self.addCleanup(folder.cleanup)
+        self.path = Path(folder.name) / "results.jsonl"
+        self.results = ResultFile(self.path)
+        self.first, self.second = two_mutants()
+
+    def add(self, mutant, outcome, how=""):
+        self.results.add(Result(*key_of(mutant), outcome, how, 1.5))
+
+    def report(self, table=""):
+        return summary([self.first, self.second], self.results, Table(equivalent.read(table)))
+
+    def test_outlive_the_run(self):
+        self.add(self.first, SURVIVED)
+        self.add(self.first, CAUGHT, "timed out")
+        again = ResultFile(self.path)
+        self.assertEqual("timed out", again.get(self.first).how)
+        self.assertIsNone(again.get(self.second))
+
+    def test_can_be_forgotten(self):
+        self.add(self.first, SURVIVED)
+        self.results.forget(self.first)
+        self.assertIsNone(self.results.get(self.first))
+        self.assertIsNone(ResultFile(self.path).get(self.first))
+
+    def test_are_not_those_of_a_changed_line(self):
+        self.add(self.first, SURVIVED)
+        changed = mutants("src/x.cpp", _TEXT.replace("a =", "c ="))
+        self.assertEqual([], [one for one in changed if self.results.get(one)])
+
+    def test_are_right_when_everything_is_caught(self):
+        self.add(self.first, CAUGHT, "failed A.B")
+        self.add(self.second, CAUGHT, "crashed (exit code 3)")
+        lines, right = self.report()
+        self.assertTrue(right)
+        self.assertIn("Caught by: crashed 1, failed 1", lines)
+        self.assertTrue(lines[-1].startswith("2 of 2 caught (100.0 %)"), lines[-1])
+
+    def test_are_wrong_with_an_open_survivor(self):
+        self.add(self.first, CAUGHT, "failed A.B")
+        self.add(self.second, SURVIVED)
+        lines, right = self.report()
+        self.assertFalse(right)
+        self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); of the survivors 0 explained "
+                                             "and 1 not"), lines[-1])
+
+    def test_count_an_explained_survivor_as_one(self):
+        self.add(self.first, SURVIVED)
+        self.add(self.second, CAUGHT, "failed A.B")
+        lines, right = self.report(_ROW)
+        self.assertTrue(right)
+        self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); of the survivors 1 explained "
+                                             "and 0 not"), lines[-1])
+
+    def test_are_wrong_with_an_explanation_of_what_is_caught(self):
+        self.add(self.first, CAUGHT, "failed A.B")
+        self.assertFalse(self.report(_ROW)[1])
+
+    def test_do_not_count_what_does_not_compile(self):
+        self.add(self.first, NOT_COMPILED)
+        self.add(self.second, CAUGHT, "failed A.B")
+        lines, _ = self.report()
+        self.assertEqual("1 of 1 caught (100.0 %); of the survivors 0 explained and 0 not; 1 more did "
+                         "not compile", lines[-1])
+
+
+if __name__ == "__main__":
+    unittest.main()
