@@ -39,7 +39,7 @@ public:
     // Copies the staged drivers into the driver-store folders and remembers the staged INF files
     // for the whole process. Returns false when there is nothing staged to copy from; a single copy
     // that fails is not reported.
-    bool CopyDrivers();
+    bool CopyDrivers() const;
 
     // Install (low byte of `repair` not 0) or remove one driver package with the installer tool,
     // wait for the tool without limit, and have Windows enumerate its devices again.

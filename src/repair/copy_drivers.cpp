@@ -56,7 +56,7 @@ void AttemptNetFiles(const FixHelper& helper, const std::wstring& sourceFolder) 
 
 }  // namespace
 
-bool FixHelper::CopyDrivers() {
+bool FixHelper::CopyDrivers() const {
     const bool is64Bit = IsOs64Bit();
     const std::wstring usbFolder = stagingDir + (is64Bit ? L"\\usb\\x64" : L"\\usb\\x86");
     const std::wstring netFolder = stagingDir + (is64Bit ? L"\\net\\x64" : L"\\net\\x86");

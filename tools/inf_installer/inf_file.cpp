@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr LONGLONG kLargestInf = 16 * 1024 * 1024;
+constexpr LONGLONG kLargestInf = LONGLONG{16} * 1024 * 1024;
 
 struct InfTraits {
     using Value = HINF;
