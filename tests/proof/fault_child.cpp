@@ -3,6 +3,7 @@
 #include <cfgmgr32.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include "exports/expected_store.h"
 #include "proof/imported_functions.h"
 #include "proof/ledger.h"
+#include "proof/small_archive.h"
 #include "proof/subjects.h"
 #include "support/child_process.h"
 #include "support/loaded_library.h"
@@ -110,20 +112,6 @@ private:
     FakeApi<"recv", decltype(::recv)> receive_;
 };
 
-// Gives the library a driver archive of a few files in place of its own, whose many take time and
-// add nothing.
-class SmallArchive {
-public:
-    explicit SmallArchive(HMODULE library)
-        : lock_([this](HGLOBAL) { return bytes_.data(); }, library),
-          size_([this](HMODULE, HRSRC) { return static_cast<DWORD>(bytes_.size()); }, library) {}
-
-private:
-    std::string bytes_ = FileContent(ProgramFolder() + L"\\small_driver_archive.7z");
-    FakeApi<"LockResource", decltype(::LockResource)> lock_;
-    FakeApi<"SizeofResource", decltype(::SizeofResource)> size_;
-};
-
 // What a subject finds on the system.
 class Setting {
 public:
@@ -197,6 +185,7 @@ void NoteCalls(const FaultCase& fault) {
 void RunDisturbed(const LoadedLibrary& library, const Subject& subject, const FaultCase& fault,
                   Outcome& outcome) {
     const StandIns standIns(library.Module(), fault);
+    outcome.state = Outcome::State::kCalling;
     outcome.result = Call(library, subject);
     if (fault.function == FaultCase::kNothing) {
         NoteCalls(fault);
@@ -204,6 +193,19 @@ void RunDisturbed(const LoadedLibrary& library, const Subject& subject, const Fa
         outcome.happened = ImportedFunctions()[fault.function].plan->Happened();
     }
     outcome.state = Outcome::State::kReturned;
+}
+
+// The runtime inside of the library keeps a record of every thread that has thrown, with handles of
+// its own, until the thread ends. This is about the other handles, so the library throws once
+// before they are counted: a port test that runs out of memory catches that itself.
+void ThrowOnce(const LoadedLibrary& library) {
+    const auto functions = ImportedFunctions();
+    const auto allocation =
+        std::find_if(functions.begin(), functions.end(),
+                     [](const auto& function) { return function.name == "malloc"; });
+    const auto index = static_cast<std::uint16_t>(allocation - functions.begin());
+    const StandIns standIns(library.Module(), {.function = index, .call = 2});
+    (void)library.PortTest(g_ledger->closedPort);
 }
 
 void Run(const FaultCase& fault, Outcome& outcome) {
@@ -217,6 +219,7 @@ void Run(const FaultCase& fault, Outcome& outcome) {
     const FakeApi<"CM_Locate_DevNodeW", decltype(::CM_Locate_DevNodeW)> locate(
         [](DEVINST*, DEVINSTID_W, ULONG) { return CR_SUCCESS; }, library.Module());
 
+    ThrowOnce(library);
     const std::int32_t handles = HandleCount();
     RunDisturbed(library, subject, fault, outcome);
     outcome.handlesLeft = HandleCount() - handles - tokens.count;

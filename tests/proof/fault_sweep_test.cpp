@@ -176,7 +176,8 @@ protected:
         while (ledger_->next < ledger_->caseCount) {
             const auto code = SweepingChild(name_).Watch(*ledger_);
             if (ledger_->next == ledger_->caseCount) break;
-            ends[ledger_->next++] = End(code);
+            ends[ledger_->next] = End(code, ledger_->outcomes[ledger_->next]);
+            ++ledger_->next;
         }
         std::vector<Verdict> verdicts;
         for (std::uint32_t i = 0; i < cases.size(); ++i) {
@@ -192,10 +193,11 @@ protected:
         EXPECT_THAT(Run(cases), testing::Each(Verdict::kSurvived));
     }
 
-    [[nodiscard]] static Verdict End(std::optional<DWORD> code) {
+    [[nodiscard]] static Verdict End(std::optional<DWORD> code, const Outcome& outcome) {
         constexpr DWORD aborted = 3;
         if (!code.has_value()) return Verdict::kHung;
-        return *code == aborted ? Verdict::kEndedCleanly : Verdict::kCrashed;
+        const bool inTheCall = outcome.state == Outcome::State::kCalling;
+        return *code == aborted && inTheCall ? Verdict::kEndedCleanly : Verdict::kCrashed;
     }
 
     [[nodiscard]] static Verdict Judge(const FaultCase& fault, const Outcome& outcome) {
@@ -233,15 +235,19 @@ protected:
         return chosen;
     }
 
-    // The usual sweep takes the first two calls and the last one. The setup exports begin with the
-    // same work as the folder repair: of what that calls too, each function's first call fails in
-    // one of them, turn and turn about.
+    // The usual sweep takes the first two calls and the last one, and every sixteenth allocation.
+    // The setup exports begin with the same work as the folder repair: of what that calls too, each
+    // function fails once in one of them, turn and turn about, and of the allocations every
+    // fiftieth.
     [[nodiscard]] bool IsUsual(std::uint16_t subject, std::uint16_t function,
                                std::uint32_t call) const {
+        const bool allocates = ImportedFunctions()[function].kind == Kind::kMemory;
         const bool isSetup = Subjects()[subject].IsSetup();
-        const bool isShared = isSetup && ledger_->calls[kFolderRepair][function] != 0;
-        if (isShared) return call == 1 && function % Subjects().size() == subject;
-        return call <= 2 || call == ledger_->calls[subject][function];
+        if (isSetup && ledger_->calls[kFolderRepair][function] != 0) {
+            return allocates ? call % 50 == subject : call == 1 && function % 10 == subject % 10;
+        }
+        return call <= 2 || call == ledger_->calls[subject][function] ||
+               (allocates && call % 16 == 0);
     }
 
     [[nodiscard]] std::vector<FaultCase> CasesOf(Kind kind) const {

@@ -24,7 +24,7 @@ struct FaultCase {
 
 // How a case came out, as far as the child can tell.
 struct Outcome {
-    enum class State : std::uint8_t { kNotRun, kBegun, kReturned, kDone };
+    enum class State : std::uint8_t { kNotRun, kBegun, kCalling, kReturned, kDone };
 
     State state = State::kNotRun;
     bool happened = false;         // the call to fail has come

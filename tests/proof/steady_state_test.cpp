@@ -1,0 +1,236 @@
+#include <winsock.h>
+#include <windows.h>
+#include <shellapi.h>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <thread>
+
+#include "proof/small_archive.h"
+#include "support/fake_os.h"
+#include "support/loaded_library.h"
+#include "support/process_counts.h"
+#include "support/repair_setting.h"
+#include "telnet/loopback.h"
+
+// What the finished library holds after many calls of each export in one process: nothing more than
+// after few, save for one token of the process for each folder repair.
+//
+// The installer tool is a process that has ended at once, and the driver archive is the small one,
+// as in the fault sweep; its files are overwritten from call to call.
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// 500 where the fault sweep is a full one, too.
+[[nodiscard]] int CallCount() {
+    return std::getenv("MENDLOFT_FULL_SWEEP") != nullptr ? 500 : 100;
+}
+
+// The memory that the process has for itself, of its heaps, stacks and all.
+[[nodiscard]] std::size_t PrivateBytes() {
+    std::size_t bytes = 0;
+    MEMORY_BASIC_INFORMATION region{};
+    const char* address = nullptr;
+    while (::VirtualQuery(address, &region, sizeof(region)) != 0) {
+        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) bytes += region.RegionSize;
+        address = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
+        if (address == nullptr) break;
+    }
+    return bytes;
+}
+
+// An installer tool that ends as soon as it is started.
+class QuickInstaller {
+public:
+    explicit QuickInstaller(HMODULE library)
+        : create_(
+              [](const wchar_t*, wchar_t*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                 void*, const wchar_t*, STARTUPINFOW*, PROCESS_INFORMATION* started) {
+                  started->hProcess = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
+                  started->hThread = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
+                  return TRUE;
+              },
+              library) {}
+
+private:
+    FakeApi<"CreateProcessW", decltype(::CreateProcessW)> create_;
+};
+
+// Keeps what the library prints from the standard output.
+class SilentLibrary {
+public:
+    explicit SilentLibrary(HMODULE library)
+        : narrow_(library, "vfprintf_s", reinterpret_cast<void*>(&PrintNarrow)),
+          wide_(library, "vfwprintf_s", reinterpret_cast<void*>(&PrintWide)) {}
+
+private:
+    static int __cdecl PrintNarrow(FILE*, const char*, va_list) { return 0; }
+    static int __cdecl PrintWide(FILE*, const wchar_t*, va_list) { return 0; }
+
+    ImportPatch narrow_;
+    ImportPatch wide_;
+};
+
+// Those in a folder that somebody has open.
+[[nodiscard]] std::vector<std::wstring> OpenFiles(const std::wstring& folder) {
+    std::vector<std::wstring> open;
+    for (const std::wstring& name : Tree(folder)) {
+        const std::wstring path = folder + L"\\" + name;
+        if (std::filesystem::is_directory(path)) continue;
+        const UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ, /*share=*/0, nullptr,
+                                            OPEN_EXISTING, 0, nullptr));
+        if (!file) open.push_back(name);
+    }
+    return open;
+}
+
+TEST(OpenFiles, FindsAFileThatSomebodyWritesTo) {
+    const TemporaryFolder folder;
+    WriteFileContent(folder / L"closed");
+    std::ofstream open(std::filesystem::path(folder / L"open"));
+
+    EXPECT_THAT(OpenFiles(folder.Path()), ElementsAre(L"open"));
+}
+
+TEST(PrivateBytes, AreMoreByWhatIsAllocated) {
+    const std::size_t before = PrivateBytes();
+    const std::vector<char> block(8'000'000, 'x');
+
+    EXPECT_GE(PrivateBytes(), before + block.size());
+}
+
+class SteadyState : public testing::Test {
+protected:
+    SteadyState() {
+        std::filesystem::create_directories(host + L"\\files\\inf");
+        std::filesystem::copy_file(LoadedLibrary::BuiltPath(), host + L"\\libmendloft.dll");
+        WriteFileContent(host + L"\\files\\inf\\InfInstallerx64.exe");
+        WriteFileContent(host + L"\\files\\inf\\InfInstallerx86.exe");
+    }
+
+    // Calls over and over and compares what the process holds after a tenth of the calls, when the
+    // system and the runtimes have taken what they take for good, with what it holds in the end.
+    template <typename Call>
+    void ExpectSteady(std::size_t tokensPerCall, Call call) {
+        const int calls = CallCount();
+        for (int i = 0; i < calls / 10; ++i) call();
+        (void)ProcessCounts::Now();
+        const ProcessCounts before = ProcessCounts::Now();
+        const std::size_t bytesBefore = PrivateBytes();
+
+        for (int i = 0; i < calls; ++i) call();
+
+        const std::size_t bytesAfter = PrivateBytes();
+        ProcessCounts expected = before;
+        expected.handles += tokensPerCall * static_cast<std::size_t>(calls);
+        EXPECT_EQ(expected, ProcessCounts::Now());
+        EXPECT_LE(bytesAfter, bytesBefore + kPageNoise);
+        EXPECT_THAT(OpenFiles(temp.folder.Path()), IsEmpty());
+        EXPECT_THAT(OpenFiles(EmptyDriverStore::kRoot), IsEmpty());
+        std::printf(
+            "[  STEADY   ] %d calls: %u handles, %u threads, %u blocks, %d private bytes more\n",
+            calls, static_cast<unsigned>(before.handles), static_cast<unsigned>(before.threads),
+            static_cast<unsigned>(before.heapBlocks), static_cast<int>(bytesAfter - bytesBefore));
+    }
+
+    static constexpr std::size_t kPageNoise = 64 * 1024;
+
+    PrivateTemporaryDirectory temp;
+    EmptyDriverStore store;
+    TemporaryFolder parent;
+    std::wstring host = parent / L"host";
+};
+
+class SteadySetup : public SteadyState {
+protected:
+    // The AppleKIS, AppleRSM and AppleUsb packages have no 32-bit files.
+    void ExpectSteadySetup(const char* name, std::size_t tokensPerCall, std::int32_t result) {
+        const LoadedLibrary library(host + L"\\libmendloft.dll");
+        const SmallArchive archive(library.Module());
+        const QuickInstaller installer(library.Module());
+        const SilentLibrary silent(library.Module());
+        ExpectSteady(tokensPerCall, [&] { ASSERT_EQ(result, library.Call(name, 1)); });
+    }
+};
+
+TEST_F(SteadyState, OfAMDPortTestOnAnOpenPort) {
+    const LoadedLibrary library;
+    const LoopbackListener listener;
+
+    ExpectSteady(0, [&] {
+        ASSERT_TRUE(library.PortTest(listener.Port()));
+        (void)listener.Accept();
+    });
+}
+
+TEST_F(SteadyState, OfAMDPortTestOnAClosedPort) {
+    const LoadedLibrary library;
+    const std::uint16_t port = ClosedPort();
+
+    ExpectSteady(0, [&] { ASSERT_FALSE(library.PortTest(port)); });
+}
+
+TEST_F(SteadyState, OfFiftyPortTestsAtATime) {
+    const LoadedLibrary library;
+    const LoopbackListener listener;
+    const auto testFiftyTimes = [&] {
+        std::atomic<int> accepted = 0;
+        {
+            std::vector<std::jthread> callers;
+            for (int i = 0; i < 50; ++i) {
+                callers.emplace_back([&] {
+                    if (library.PortTest(listener.Port())) ++accepted;
+                });
+            }
+        }
+        EXPECT_EQ(50, accepted);
+        for (int i = 0; i < 50; ++i) (void)listener.Accept();
+    };
+
+    const CountsAround counts(testFiftyTimes);
+
+    EXPECT_EQ(counts.before, counts.after);
+}
+
+TEST_F(SteadyState, OfMendloftFolderSaveForOneTokenACall) {
+    const LoadedLibrary library;
+    const SmallArchive archive(library.Module());
+
+    ExpectSteady(1, [&] { ASSERT_EQ(4, library.Call("MendloftFolder", 1)); });
+}
+
+TEST_F(SteadyState, OfMendloftFolderRemovingSaveForOneTokenACall) {
+    const LoadedLibrary library;
+    const SmallArchive archive(library.Module());
+
+    ExpectSteady(1, [&] { ASSERT_EQ(0, library.Call("MendloftFolder", 0)); });
+}
+
+// These two stage once and remember where.
+TEST_F(SteadySetup, OfSetUpUSBDriver) {
+    ExpectSteadySetup("SetUpUSBDriver", 0, 0);
+}
+
+TEST_F(SteadySetup, OfSetUpNetDriver) {
+    ExpectSteadySetup("SetUpNetDriver", 0, 0);
+}
+
+// These stage on every call.
+TEST_F(SteadySetup, OfSetUpKisDriverSaveForOneTokenACall) {
+    ExpectSteadySetup("SetUpKisDriver", 1, PrefixIs64Bit() ? 0 : -1);
+}
+
+TEST_F(SteadySetup, OfSetUpRSMDriverSaveForOneTokenACall) {
+    ExpectSteadySetup("SetUpRSMDriver", 1, PrefixIs64Bit() ? 0 : -1);
+}
+
+TEST_F(SteadySetup, OfSetUpAppleUSBDeviceDriverSaveForOneTokenACall) {
+    ExpectSteadySetup("SetUpAppleUSBDeviceDriver", 1, PrefixIs64Bit() ? 0 : -1);
+}
+
+}  // namespace
