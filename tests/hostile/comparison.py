@@ -110,10 +110,26 @@ def collisions(names):
     return {name for name in names if folded[name.lower()] > 1}
 
 
+OUT_OF_MEMORY = 0x8007000E
+
 # Why a file is not compared.
 ODD_NAME = "its name means something else on Windows"
 STOPPED_BY_NAME = "an item before it has a name that Windows refuses, which ends the extraction"
 NO_MEMORY = "its dictionary does not fit into a 32-bit process"
+
+
+def dictionary(kind, archive):
+    """Bytes of the largest dictionary that an archive asks for, as 7-Zip tells them."""
+    listing = subprocess.run(["7zz", "l", "-slt", TYPE_OPTION[kind], archive], capture_output=True, text=True,
+                             stdin=subprocess.DEVNULL, errors="replace", check=False).stdout
+    units = {"b": 1, "k": 1 << 10, "m": 1 << 20, "g": 1 << 30}
+    return max((int(number) * units[unit] if unit else 1 << int(number)
+                for number, unit in re.findall(r"LZMA2?:(\d+)([bkmg]?)", listing)), default=0)
+
+
+def lacked_memory(kind, outcome, archive):
+    return ((outcome.refused > 0 or outcome.result == OUT_OF_MEMORY)
+            and dictionary(kind, archive) >= 1 << 29)
 
 
 def failed_by_name(outcome, reference):
@@ -134,7 +150,7 @@ def compare(kind, outcome, reference, destination):
             counts[ODD_NAME] += 1
         elif failed_by_name(outcome, reference):
             counts[STOPPED_BY_NAME] += 1
-        elif outcome.refused > 1 << 28:
+        elif lacked_memory(kind, outcome, destination.parent / "archive"):
             counts[NO_MEMORY] += 1
         else:
             state = "differs" if mine.is_file() else "is missing"

@@ -188,10 +188,18 @@ def prepend(source, data, _start, _end):
     data[:0] = source.randbytes(source.choice((1, 4, 100)))
 
 
+def set_dictionary(source, data, start, end):
+    """One of the sizes that the Lzma format knows, up to the largest."""
+    at = end - 12  # the size of the content follows it
+    size = source.choice((2, 3)) << source.randrange(11, 31)
+    data[at:at + 4] = min(size, 0xFFFFFFFF).to_bytes(4, "little")
+
+
 ANYWHERE = (flip_bits, flip_bits, set_bytes, set_number, overwrite, fill, delete, duplicate, move,
             truncate, truncate, append, prepend)
 IN_DIRECTORY = (flip_bits, flip_bits, flip_bits, set_bytes, set_number, set_number, overwrite, fill,
                 delete, duplicate)
+OF_THE_FORMAT = {"lzma": (set_dictionary,) * 8, "lzma86": (set_dictionary,) * 8}
 
 
 def splice(source, kind, data):
@@ -215,7 +223,7 @@ def damage_directory(source, kind, data):
     directory_end, size = DIRECTORY[kind](data)[-1][1], len(data)
     for _ in range(source.choice((1, 1, 2))):
         if start < len(data):
-            source.choice(IN_DIRECTORY)(source, data, start, min(end, len(data)))
+            source.choice(IN_DIRECTORY + OF_THE_FORMAT.get(kind, ()))(source, data, start, min(end, len(data)))
     if kind == "7z" and source.random() < 0.9:
         reseal(data, directory_end + len(data) - size)
     return data
