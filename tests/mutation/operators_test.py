@@ -80,6 +80,10 @@ class Call(unittest.TestCase):
     def test_is_dropped_behind_a_condition(self):
         self.assertEqual(["if (a(b)) ;"], changes("call", "if (a(b)) c.d();"))
 
+    def test_is_one_with_the_lambda_in_it(self):
+        self.assertEqual(["{ ; }", "{ f([] { ; }, a); }"],
+                         changes("call", "{ f([] { b(); }, a); }"))
+
     def test_is_no_declaration(self):
         self.assertEqual([], changes("call", "{ Scan scan(*this, line); UniqueCom<X> y(z); }"))
 

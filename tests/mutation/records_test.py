@@ -11,6 +11,7 @@ from mutation.equivalent import Table, WrongTable
 from mutation.operators import mutants
 from mutation.report import summary
 from mutation.results import CAUGHT, NOT_COMPILED, SURVIVED, Result, ResultFile, key_of
+from mutation.workspace import outcome
 
 _TEXT = "{\n    a = 1;\n    b = 1;\n}\n"
 _ROW = """\
@@ -93,6 +94,20 @@ class Explanations(unittest.TestCase):
                 everything += mutants(str(path.relative_to(support.ROOT)),
                                       path.read_text(encoding="utf-8"))
         self.assertEqual([], Table(equivalent.read(table)).stale(everything))
+
+
+class Outcome(unittest.TestCase):
+
+    def test_is_nothing_for_a_program_that_passed(self):
+        self.assertEqual(("", ""), outcome(0, "[  PASSED  ] 3 tests.\n"))
+
+    def test_names_the_first_failing_test(self):
+        self.assertEqual(("failed A.B/Usb", "A.B/Usb"),
+                         outcome(1, "x\n[  FAILED  ] A.B/Usb (1 ms)\n[  FAILED  ] C.D (1 ms)\n"))
+
+    def test_tells_a_time_out_from_a_crash(self):
+        self.assertEqual(("timed out", ""), outcome(124, ""))
+        self.assertEqual(("crashed (exit code 134)", ""), outcome(134, "wine: Unhandled"))
 
 
 class Results(unittest.TestCase):

@@ -226,19 +226,24 @@ protected:
     int sidsHeld = 0;
     ACL* newList = nullptr;
     int listsFreed = 0;
+    SID leftBehind{};  // what a call that fails leaves there is nobody's
+    ACL listLeftBehind{};
     DWORD tokenAccess = 0;
     std::wstring privilegeName;
 
     FakeApi<"AllocateAndInitializeSid", decltype(::AllocateAndInitializeSid)> allocateSid{
         [this](SID_IDENTIFIER_AUTHORITY* authority, BYTE count, DWORD a, DWORD b, DWORD c, DWORD d,
                DWORD e, DWORD f, DWORD g, DWORD h, PSID* sid) {
-            if (sidsToGive-- == 0) return FALSE;
+            if (sidsToGive-- == 0) {
+                *sid = &leftBehind;
+                return FALSE;
+            }
             ++sidsHeld;
             return allocateSid.Real(authority, count, a, b, c, d, e, f, g, h, sid);
         }};
     FakeApi<"FreeSid", decltype(::FreeSid)> freeSid{[this](PSID sid) {
         --sidsHeld;
-        return freeSid.Real(sid);
+        return sid == &leftBehind ? nullptr : freeSid.Real(sid);
     }};
     FakeApi<"SetEntriesInAclW", decltype(::SetEntriesInAclW)> setEntries{
         [this](ULONG count, EXPLICIT_ACCESS_W* list, ACL* old, ACL** made) {
@@ -250,7 +255,10 @@ protected:
                                    trustee.pMultipleTrustee, trustee.TrusteeForm,
                                    trustee.TrusteeType, SidText(trustee.ptstrName)});
             }
-            if (entriesResult != ERROR_SUCCESS) return entriesResult;
+            if (entriesResult != ERROR_SUCCESS) {
+                *made = &listLeftBehind;
+                return entriesResult;
+            }
             newList = *made = static_cast<ACL*>(::LocalAlloc(LPTR, sizeof(ACL)));
             return entriesResult;
         }};

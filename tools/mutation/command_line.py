@@ -102,7 +102,7 @@ def _try(workspace, mutant, text):
         if not workspace.build(program):
             outcome = NOT_COMPILED
             break
-        how = workspace.run(program).how
+        how = workspace.run_twice(program).how
         if how:
             outcome = CAUGHT
             break

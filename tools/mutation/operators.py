@@ -112,8 +112,10 @@ def _statements(source):
     closes_condition = {source.partner[index + 1] for index, token in enumerate(tokens)
                         if token.text in ("if", "for", "while") and index + 1 in source.partner}
     for first, token in enumerate(tokens):
-        if token.text in _STATEMENT_WORDS or first == 0:
+        if first == 0 or token.text in _STATEMENT_WORDS:
             continue
+        if token.kind != "word" and token.text not in ("(", "::", "*", "++", "--"):
+            continue  # behind a brace that ends no statement, as that of a lambda does
         before = tokens[first - 1].text
         if before not in (";", "{", "}", "else", ":") and first - 1 not in closes_condition:
             continue
