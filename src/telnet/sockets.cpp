@@ -19,7 +19,8 @@ void CloseAndWait(CriticalSection& lock, std::atomic<SOCKET>& socket, UniqueHand
     // because the thread takes it while it ends, and it comes also when the thread has closed the
     // socket by itself: it may still be running, and its handle is still open.
     if (!thread) return;
-    (void)::WaitForSingleObject(thread.Get(), INFINITE);
+    // What the thread works on goes next, so a wait that fails must not let anybody past it.
+    while (::WaitForSingleObject(thread.Get(), INFINITE) != WAIT_OBJECT_0) ::Sleep(1);
     thread.Reset();
 }
 

@@ -440,6 +440,36 @@ TEST(TelnetClient, WaitsForItsThreadAlsoWhenTheThreadHasAlreadyClosedTheSocket) 
     EXPECT_TRUE(lingering.ended);
 }
 
+TEST(TelnetClient, WaitsForItsThreadAgainWhenAWaitFails) {
+    const LoopbackListener listener;
+    LingeringThread lingering;
+    int waits = 0;
+    bool endedBeforeClosing = false;
+    {
+        const FakeCreateThread create(
+            [&](auto, auto, LPTHREAD_START_ROUTINE routine, void* parameter, auto, auto) {
+                lingering.routine = routine;
+                lingering.parameter = parameter;
+                return create.Real(nullptr, 0, &LingeringThread::Run, &lingering, 0, nullptr);
+            });
+        Client client;
+        (void)client.Connect(nullptr, listener.Port());
+        const HANDLE thread = client.thread.Get();
+        const FakeApi<"WaitForSingleObject", decltype(::WaitForSingleObject)> wait(
+            [&](HANDLE object, DWORD milliseconds) {
+                if (object == thread && ++waits <= 2) return DWORD{WAIT_FAILED};
+                return wait.Real(object, milliseconds);
+            });
+
+        client.Close();
+
+        endedBeforeClosing = lingering.ended;
+    }
+
+    EXPECT_TRUE(endedBeforeClosing);
+    EXPECT_EQ(3, waits);
+}
+
 TEST(TelnetClient, ClosesFromItsThreadOnlyASocketThatIsStillItsOwn) {
     const LoopbackListener listener;
     CountedCloses closes;
