@@ -28,6 +28,17 @@ struct ProcessCounts {
     // Only the first of them; quicker.
     [[nodiscard]] static std::size_t Handles() { return CountHandles(); }
 
+    // Whether the heap's counts take in what `new` allocates. They do not in a program that has an
+    // allocator of its own.
+    [[nodiscard]] static bool IncludeAllocations() {
+        (void)Now();
+        const std::size_t before = Now().heapBlocks;
+        void* const block = ::operator new(1);
+        const std::size_t after = Now().heapBlocks;
+        ::operator delete(block);
+        return after > before;
+    }
+
     bool operator==(const ProcessCounts&) const = default;
 
     friend std::ostream& operator<<(std::ostream& out, const ProcessCounts& counts) {
