@@ -12,21 +12,20 @@ const DriverPackage kUsbPackage{
          L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers\\usbaapl.inf"},
     .stagedInf = {L"\\usb\\x64\\usbaapl64.inf", L"\\usb\\x86\\usbaapl.inf"},
     .rememberedInf = &StagedUsbInfPath,
-    .remembersFallback = true,
     .report = DebugLog,
     .announcement = nullptr,
     .infMissing = L"SetUpUsbDriver inf not exsit: %s\n",
     .toolMissing = L"SetUpUsbDriver InfInstaller not exsit: %s\n",
 };
 
-// Without a fallback: a removal does not copy drivers, so it finds no staged INF of this package.
+// Without a staged INF of its own: the driver copy remembers one, a removal does not copy drivers, and
+// so a removal alone finds none.
 const DriverPackage kNetPackage{
     .installedInf =
         {L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl64.inf",
          L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl.inf"},
-    .stagedInf = {L"\\net\\x64\\netaapl64.inf", L"\\net\\x86\\netaapl.inf"},
+    .stagedInf = {},
     .rememberedInf = &StagedNetInfPath,
-    .remembersFallback = false,
     .report = DebugLog,
     .announcement = nullptr,
     .infMissing = L"SetUpNetDriver inf not exsit: %s\n",
@@ -39,7 +38,6 @@ const DriverPackage kKisPackage{
     .installedInf = {},
     .stagedInf = {L"\\applekis\\x64\\AppleKIS.inf", L"\\applekis\\x86\\AppleKIS.inf"},
     .rememberedInf = nullptr,
-    .remembersFallback = false,
     .report = ConsolePrintW,
     .announcement = L"SetUpKisDriver inf path: %s\n",
     .infMissing = L"SetUpKisDriver inf not exist: %s\n",
@@ -50,7 +48,6 @@ const DriverPackage kRsmPackage{
     .installedInf = {},
     .stagedInf = {L"\\applersm\\x64\\AppleRSM.inf", L"\\applersm\\x86\\AppleRSM.inf"},
     .rememberedInf = nullptr,
-    .remembersFallback = false,
     .report = ConsolePrintW,
     .announcement = L"SetUpRsmDriver inf path: %s\n",
     .infMissing = L"SetUpRsmDriver inf not exist: %s\n",
@@ -61,7 +58,6 @@ const DriverPackage kAppleUsbDevicePackage{
     .installedInf = {},
     .stagedInf = {L"\\appleusbdevice\\x64\\AppleUsb.inf", L"\\appleusbdevice\\x86\\AppleUsb.inf"},
     .rememberedInf = nullptr,
-    .remembersFallback = false,
     .report = ConsolePrintW,
     .announcement = L"SetUpAppleUsbDeviceDriver inf path: %s\n",
     .infMissing = L"SetUpAppleUsbDeviceDriver inf not exist: %s\n",

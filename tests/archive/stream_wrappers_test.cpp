@@ -63,6 +63,17 @@ TEST_F(InStreamWrapper, PassesOnAFailedReadWithWhatWasRead) {
     EXPECT_EQ(2u, processed);
 }
 
+TEST_F(InStreamWrapper, CountsNothingForAReadThatDoesNotCount) {
+    std::array<char, 10> buffer{};
+    UInt32 processed = 7;
+    stream.Get()->result = E_POINTER;
+    stream.Get()->count.reset();
+
+    EXPECT_EQ(E_POINTER, wrapper.Get()->Read(buffer.data(), 10, &processed));
+
+    EXPECT_EQ(0u, processed);
+}
+
 TEST_F(InStreamWrapper, ReadsWithoutAPlaceForTheCount) {
     std::array<char, 10> buffer{};
 
@@ -149,6 +160,17 @@ TEST_F(OutStreamWrapper, PassesOnAFailedWriteWithWhatWasWritten) {
     EXPECT_EQ(STG_E_MEDIUMFULL, wrapper.Get()->Write(buffer.data(), 10, &processed));
 
     EXPECT_EQ(4u, processed);
+}
+
+TEST_F(OutStreamWrapper, CountsNothingForAWriteThatDoesNotCount) {
+    const std::array<char, 10> buffer{};
+    UInt32 processed = 7;
+    stream.Get()->result = E_POINTER;
+    stream.Get()->count.reset();
+
+    EXPECT_EQ(E_POINTER, wrapper.Get()->Write(buffer.data(), 10, &processed));
+
+    EXPECT_EQ(0u, processed);
 }
 
 TEST_F(OutStreamWrapper, WritesWithoutAPlaceForTheCount) {

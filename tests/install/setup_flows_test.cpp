@@ -373,18 +373,37 @@ TEST_F(SetupFlowTest, RemovesANewerPackage) {
                 ElementsAre(Tool64() + L" -d \"" + Staged(L"applersm\\x64\\AppleRSM.inf") + L"\""));
 }
 
-TEST_F(SetupFlowTest, FindsNo32BitInfOfANewerPackage) {
+struct NewerPackageRow {
+    const char* name;
+    std::int32_t (FixHelper::*run)(std::int32_t);
+    const wchar_t* inf32;  // in the staging folder
+};
+
+class NewerPackage : public SetupFlowTest, public testing::WithParamInterface<NewerPackageRow> {};
+
+TEST_P(NewerPackage, HasNo32BitInf) {
     CapturedStandardOutput console;
     os.Is64Bit(false);
 
-    EXPECT_EQ(-1, helper.SetUpAppleUsbDeviceDriver(1));
+    EXPECT_EQ(-1, (helper.*GetParam().run)(1));
 
-    const std::wstring inf = Staged(L"appleusbdevice\\x86\\AppleUsb.inf");
+    const std::wstring inf = Staged(GetParam().inf32);
+    const std::string flow = GetParam().name;
     const std::string narrow(inf.begin(), inf.end());
-    EXPECT_EQ("SetUpAppleUsbDeviceDriver inf path: " + narrow +
-                  "\nSetUpAppleUsbDeviceDriver inf not exist: " + narrow + "\n",
+    EXPECT_EQ(flow + " inf path: " + narrow + "\n" + flow + " inf not exist: " + narrow + "\n",
               console.Text());
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    , NewerPackage,
+    testing::Values(NewerPackageRow{"SetUpKisDriver", &FixHelper::SetUpKisDriver,
+                                    L"applekis\\x86\\AppleKIS.inf"},
+                    NewerPackageRow{"SetUpRsmDriver", &FixHelper::SetUpRsmDriver,
+                                    L"applersm\\x86\\AppleRSM.inf"},
+                    NewerPackageRow{"SetUpAppleUsbDeviceDriver",
+                                    &FixHelper::SetUpAppleUsbDeviceDriver,
+                                    L"appleusbdevice\\x86\\AppleUsb.inf"}),
+    [](const auto& row) { return row.param.name; });
 
 TEST_F(SetupFlowTest, LooksForANewerPackageAtTheRootOfTheDriveOnAnOldSystem) {
     CapturedStandardOutput console;

@@ -163,6 +163,22 @@ TEST_F(StageDriverPackageTest, ReusesAStagingFolderAndRemovesNothingFromIt) {
     EXPECT_EQ("keep me", FileContent(temp.StagingFolder() + L"\\stranger"));
 }
 
+TEST_F(StageDriverPackageTest, CreatesOnlyAStagingFolderThatIsNotThere) {
+    int creations = 0;
+    const FakeApi<"CreateDirectoryW", decltype(::CreateDirectoryW)> create(
+        [&](const wchar_t* path, SECURITY_ATTRIBUTES* security) {
+            if (path == temp.StagingFolder()) ++creations;
+            return create.Real(path, security);
+        });
+
+    EXPECT_TRUE(helper.StageDriverPackage());
+    EXPECT_EQ(1, creations);
+
+    RemoveTree(temp.StagingFolder() + L"\\usb");  // holds a read-only file
+    EXPECT_TRUE(helper.StageDriverPackage());
+    EXPECT_EQ(1, creations);
+}
+
 // Windows' shell deletes read-only files when it is told not to ask; Wine's refuses them.
 class ShellThatDeletesReadOnlyFiles {
     FakeApi<"SHFileOperationW", decltype(::SHFileOperationW)> shell_{
