@@ -178,4 +178,21 @@ TEST(QueryInterface, OfTheOutStreamAnswersWritingAndSeeking) {
     EXPECT_TRUE(Answers(unknown, IID_IUnknown));
 }
 
+TEST(QueryInterface, OfEveryObjectNeedsAPlaceForTheAnswer) {
+    const auto stream = intl::MakeCom<FakeStream>();
+    const auto archive = intl::MakeCom<FakeArchive>();
+    const auto in = intl::MakeCom<intl::InStreamWrapper>(*stream.Get());
+    const auto out = intl::MakeCom<intl::OutStreamWrapper>(*stream.Get());
+    const auto open = intl::MakeCom<intl::ArchiveOpenCallback>();
+    const auto extract = intl::MakeCom<intl::ArchiveExtractCallback>(
+        *archive.Get(), L"C:\\", OverwriteMode::kDelete, nullptr);
+    const auto carrier = intl::MakeCom<intl::ExtractExceptionCarrier>(*extract.Get());
+
+    EXPECT_EQ(E_POINTER, in.Get()->QueryInterface(IID_IUnknown, nullptr));
+    EXPECT_EQ(E_POINTER, out.Get()->QueryInterface(IID_IUnknown, nullptr));
+    EXPECT_EQ(E_POINTER, open.Get()->QueryInterface(IID_IUnknown, nullptr));
+    EXPECT_EQ(E_POINTER, extract.Get()->QueryInterface(IID_IUnknown, nullptr));
+    EXPECT_EQ(E_POINTER, carrier.Get()->QueryInterface(IID_IUnknown, nullptr));
+}
+
 }  // namespace

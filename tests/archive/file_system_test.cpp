@@ -373,6 +373,18 @@ TEST(MakeUniquePath, PutsTheTimeBehindANameWithoutExtension) {
     EXPECT_EQ(folder.Path(L"a~20261511-142837"), MakeUniquePath(folder.Path(L"a")));
 }
 
+TEST(MakeUniquePath, LeavesTheTimeOutWhenTheLocalTimeIsUnknown) {
+    const TemporaryFolder folder;
+    WriteFileContent(folder.Path(L"a.inf"), "");
+    std::tm*(__cdecl* const noTime)(const __time64_t*) = [](const __time64_t*) -> std::tm* {
+        return nullptr;
+    };
+    const ImportPatch patch(::GetModuleHandleW(nullptr), "_localtime64",
+                            reinterpret_cast<void*>(noTime));
+
+    EXPECT_EQ(folder.Path(L"a~.inf"), MakeUniquePath(folder.Path(L"a.inf")));
+}
+
 TEST(MakeUniquePath, SpinsUntilTheClockMovesOnToAFreeName) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.inf"), "");

@@ -189,7 +189,7 @@ protected:
 
     std::int32_t Grant() { return GrantFolderAccess(L"C:\\store"); }
 
-    DWORD OnSetSecurity(std::wstring path, SE_OBJECT_TYPE type, SECURITY_INFORMATION what,
+    DWORD OnSetSecurity(const std::wstring& path, SE_OBJECT_TYPE type, SECURITY_INFORMATION what,
                         PSID owner, PSID group, ACL* dacl, ACL* sacl) {
         EXPECT_EQ(L"C:\\store", path);
         EXPECT_EQ(SE_FILE_OBJECT, type);

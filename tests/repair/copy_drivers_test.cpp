@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <cwchar>
+#include <string_view>
+
 #include "api/fix_helper.h"
 #include "support/captured_output.h"
 #include "support/fake_os.h"
@@ -226,6 +229,31 @@ TEST_F(CopyDriversTest, ReplacesInfPathsThatItRememberedBefore) {
 
     EXPECT_EQ(helper.stagingDir + L"\\usb\\x64\\usbaapl64.inf", StagedUsbInfPath);
     EXPECT_EQ(helper.stagingDir + L"\\net\\x64\\netaapl64.inf", StagedNetInfPath);
+}
+
+// Windows lists the two as folders; other file systems behind a redirector need not.
+TEST_F(CopyDriversTest, LeavesOutTheDotEntriesEvenWhenTheyAreListedAsFiles) {
+    Stage(L"usb\\x64\\a.inf");
+    const FakeApi<"FindFirstFileW", decltype(::FindFirstFileW)> first(
+        [](const wchar_t*, WIN32_FIND_DATAW* entry) {
+            *entry = {};
+            std::wcscpy(entry->cFileName, L".");
+            return reinterpret_cast<HANDLE>(1);
+        });
+    const FakeApi<"FindNextFileW", decltype(::FindNextFileW)> next(
+        [](HANDLE, WIN32_FIND_DATAW* entry) {
+            const std::wstring_view previous = entry->cFileName;
+            if (previous == L"a.inf") return FALSE;
+            std::wcscpy(entry->cFileName, previous == L"." ? L".." : L"a.inf");
+            return TRUE;
+        });
+    const FakeApi<"FindClose", decltype(::FindClose)> close([](HANDLE) { return TRUE; });
+
+    helper.CopyDrivers();
+
+    EXPECT_THAT(output.messages,
+                ElementsAre(L"CopyDrivers usbapp :" + helper.usbStorePath + L"\\a.inf\n",
+                            L"CopyDrivers usbapp :" + helper.netStorePath + L"\\a.inf\n"));
 }
 
 TEST_F(CopyDriversTest, ClosesBothListings) {

@@ -15,6 +15,12 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "It ends with 0 only when the call says success; docs/mendloftctl.md lists the other numbers.";
 
+CLI::App* AddCommand(CLI::App& parent, const std::string& name, const std::string& description) {
+    CLI::App* const command = parent.add_subcommand(name, description);
+    command->fallthrough();  // options may stand behind the command too
+    return command;
+}
+
 class Parser {
 public:
     Parser() {
@@ -62,13 +68,6 @@ private:
                         "Seconds that an isolated call may take; 300 unless set")
             ->check(CLI::Range(1U, 86'400U))
             ->needs(isolated);
-    }
-
-    CLI::App* AddCommand(CLI::App& parent, const std::string& name,
-                         const std::string& description) {
-        CLI::App* const command = parent.add_subcommand(name, description);
-        command->fallthrough();  // options may stand behind the command too
-        return command;
     }
 
     void AddFolderCommands() {

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/unique_handle.h"
+
 namespace ctl {
 
 // While this lives, Ctrl+C and the closing of the console do not end the program at once but set an
@@ -13,7 +15,10 @@ public:
     Interruption& operator=(const Interruption&) = delete;
     ~Interruption();
 
-    [[nodiscard]] HANDLE Event() const;
+    [[nodiscard]] HANDLE Event() const { return event_.Get(); }
+
+private:
+    UniqueHandle event_;
 };
 
 }  // namespace ctl
