@@ -222,6 +222,7 @@ std::vector<ImportedFunction> MakeTable() {
         // msvcrt: output and files
         Fails<"_close", decltype(::_close)>(-1, ERROR_INVALID_HANDLE),
         Fails<"_read", decltype(::_read)>(-1, ERROR_INVALID_HANDLE),
+        Fails<"_write", decltype(::_write)>(-1, ERROR_DISK_FULL),
         Fails<"fputc", decltype(::fputc)>(EOF, ERROR_DISK_FULL),
         Fails<"fputs", decltype(::fputs)>(EOF, ERROR_DISK_FULL),
         Fails<"fwrite", decltype(::fwrite)>(std::size_t{0}, ERROR_DISK_FULL),
