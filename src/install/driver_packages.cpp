@@ -12,20 +12,21 @@ const DriverPackage kUsbPackage{
          L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers\\usbaapl.inf"},
     .stagedInf = {L"\\usb\\x64\\usbaapl64.inf", L"\\usb\\x86\\usbaapl.inf"},
     .rememberedInf = &StagedUsbInfPath,
+    .remembersFallback = true,
     .report = DebugLog,
     .announcement = nullptr,
     .infMissing = L"SetUpUsbDriver inf not exsit: %s\n",
     .toolMissing = L"SetUpUsbDriver InfInstaller not exsit: %s\n",
 };
 
-// Without a staged INF of its own: the driver copy remembers one, a removal does not copy drivers, and
-// so a removal alone finds none.
+// Without a fallback: a removal does not copy drivers, so it finds no staged INF of this package.
 const DriverPackage kNetPackage{
     .installedInf =
         {L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl64.inf",
          L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl.inf"},
-    .stagedInf = {},
+    .stagedInf = {L"\\net\\x64\\netaapl64.inf", L"\\net\\x86\\netaapl.inf"},
     .rememberedInf = &StagedNetInfPath,
+    .remembersFallback = false,
     .report = DebugLog,
     .announcement = nullptr,
     .infMissing = L"SetUpNetDriver inf not exsit: %s\n",

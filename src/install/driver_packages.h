@@ -18,11 +18,12 @@ struct ByBitness {
 struct DriverPackage {
     ByBitness installedInf;       // where Apple's own software puts the INF file, behind the drive;
                                   // none for packages that are always taken from the staged archive
-    ByBitness stagedInf;          // the INF file behind the staging folder; none where only a
-                                  // remembered path counts
+    ByBitness stagedInf;          // the INF file behind the staging folder
     std::wstring* rememberedInf;  // the staged INF path that the process remembers; null where the
                                   // archive is staged on every call
-    Report report;           // where messages go
+    bool remembersFallback = false;  // whether an empty remembered path is filled from the staging
+                                     // folder
+    Report report;                   // where messages go
     const wchar_t*
         announcement;  // the message in front of the search for a staged INF; null for none
     const wchar_t* infMissing;  // the messages of the two missing files, each with a path

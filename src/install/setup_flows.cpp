@@ -32,7 +32,7 @@ std::wstring StagedInf(FixHelper& helper, const DriverPackage& package, bool rep
     }
     std::wstring& remembered = *package.rememberedInf;
     if (remembered.empty()) (void)helper.FixFolder(repair, /*fixFolders=*/true);
-    if (remembered.empty() && package.stagedInf.Exists())
+    if (remembered.empty() && package.remembersFallback)
         remembered = InStagingFolder(helper, package);
     return remembered;
 }

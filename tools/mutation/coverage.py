@@ -21,6 +21,7 @@ _INSTALL = Program("install_tests")
 _TELNET = Program("telnet_tests", "ThousandPortTests.*")
 _ARCHIVE = Program("archive_tests")
 _LIBRARY = Program("library_tests")
+_TOOL = Program("mendloftctl_tests")
 
 # The first row whose beginning matches a source's path counts.
 _ROWS = [
@@ -29,6 +30,7 @@ _ROWS = [
     ("src/api/boolean_argument.h", [_INSTALL]),
     ("src/api/", [_REPAIR, _INSTALL]),
     ("src/archive/", [_ARCHIVE]),
+    ("src/install/driver_packages.cpp", [_INSTALL, _TOOL]),
     ("src/install/", [_INSTALL]),
     ("src/platform/", [_PLATFORM, _REPAIR]),
     ("src/repair/", [_REPAIR]),
