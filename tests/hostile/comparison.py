@@ -12,8 +12,8 @@ from pathlib import Path
 
 # The program looks for an archive of the type anywhere in the first 8 MB unless told otherwise. The
 # library knows all formats but 7z by what is at the very beginning.
-TYPE_OPTION = {"7z": "-t7z", "zip": "-tzip:s0", "cab": "-tcab:s0", "lzma": "-tlzma:s0",
-               "lzma86": "-tlzma86:s0", "xz": "-txz:s0"}
+TYPE_OPTION = {"7z at the start": "-t7z:s0", "lzma86": "-tlzma86:s0", "lzma": "-tlzma:s0",
+               "cab": "-tcab:s0", "zip": "-tzip:s0", "7z": "-t7z"}  # in the order of the library's attempts
 # What an item without a name is called: by the program after the archive, and by the library.
 NAMELESS, CONTENT = "archive~", "[content]"
 
@@ -31,6 +31,12 @@ def lacks_memory(kind, archive, memory):
     return "Can't allocate required memory" in process.stdout + process.stderr
 
 
+def kind_of(archive):
+    """The key in TYPE_OPTION with which the program opens an archive, or None."""
+    return next((kind for kind in TYPE_OPTION
+                 if "\nType = " in seven_zip("l", kind, archive, "-slt").stdout), None)
+
+
 def files_below(folder):
     """The files and folders by their path in the folder."""
     return {str(Path(parent, name).relative_to(folder)): Path(parent, name)
@@ -40,7 +46,17 @@ def files_below(folder):
 @dataclass
 class Item:
     name: str
+    is_folder: bool
     encrypted: bool
+    methods: set[str]
+
+
+def read_item(block, names):
+    """Reads what the program lists of an item, from its name on; `names` are those listed differently."""
+    name = block.partition("\n")[0]
+    return Item(names.get(name, name), bool(re.search(r"^(Folder = \+|Attributes = D)", block, re.MULTILINE)),
+                "\nEncrypted = +" in block,
+                set(re.findall(r"\w+", " ".join(re.findall(r"^Method = (.*)", block, re.MULTILINE)))))
 
 
 class Reference:
@@ -61,13 +77,14 @@ class Reference:
     def items(self):
         """All items in the archive's order."""
         listing = seven_zip("l", self.kind, self.archive, "-slt").stdout.partition("\n----------\n")[2]
-        return [Item(block.split("\n")[0], "\nEncrypted = +" in block)
-                for block in re.split(r"^Path = ", listing, flags=re.MULTILINE)[1:]]
+        # The program lists a line break as this.
+        broken = {name.replace("\n", "_"): name for name in self.names if "\n" in name}
+        return [read_item(block, broken) for block in re.split(r"^Path = ", listing, flags=re.MULTILINE)[1:]]
 
-    def before(self, name):
-        """The items before the one of that name, and it."""
-        names = [item.name for item in self.items]
-        return self.items[:names.index(name) + 1] if name in names else self.items
+    def up_to(self, name):
+        """The items before the last one of that name, and it; all when none is listed by that name."""
+        last = max((at for at, item in enumerate(self.items) if item.name == name), default=len(self.items))
+        return self.items[:last + 1]
 
 
 FORBIDDEN = re.compile(r'[<>:"|?*\\\x00-\x1f\ud800-\udfff\ue000-\uf8ff]')
@@ -84,8 +101,16 @@ def is_odd(name):
                                   for part in name.split("/"))
 
 
+def parents(name):
+    """The folders that a path leads through, as keys."""
+    return [str(parent).lower() for parent in Path(name).parents]
+
+
+# What the program decodes and the library has no decoder for.
+NOT_DECODED = {"BZip2", "PPMD", "PPC", "IA64", "ARM", "ARMT", "ARM64", "RISCV", "SPARC", "Swap2", "Swap4"}
+
 E_ABORT, E_OUTOFMEMORY = 0x80004004, 0x8007000E
-# What comes of a name that Windows refuses, or that it takes for another's.
+# What comes of a name that Windows refuses, and of one that leads through a file.
 NAME_FAILURES = {0x80070002, 0x80070003, 0x80070005, 0x8007007B, 0x80070091, 0x65F}
 # Bytes. Smaller blocks are to be had in a 32-bit process; and what a coder takes without a dictionary.
 A_LARGE_BLOCK, MOST_OF_ITS_OWN = 512 << 20, 32 << 20
@@ -96,8 +121,10 @@ OTHER_NAME = "found under another name, since Windows reads the one in the archi
 DEVICE = "with the name of a device, for which no file is written"
 NO_NAME = "without a name, for which no file is written"
 CLASH = "in whose place is another, which differs by case alone"
-STOPPED_BY_NAME = "at or behind an item whose name Windows refuses, which ends the extraction"
+IN_FORMER_FOLDER = "in a folder whose place a later file has taken"
+STOPPED_BY_NAME = "at or behind an item whose path Windows refuses, which ends the extraction"
 STOPPED_BY_PASSWORD = "behind an encrypted item, which ends the extraction"
+NO_DECODER = "packed with a method that the library does not know"
 NO_MEMORY = "that take a larger block of memory than a 32-bit process can have"
 
 
@@ -113,7 +140,7 @@ class Comparison:
         self.mine = {name.lower(): path for name, path in files_below(place / "out").items()}
         self.names = Counter(name.lower() for name in reference.names)
         self.problems, self.counts = [], Counter()
-        for name, file in reference.whole.items():
+        for name, file in sorted(reference.whole.items()):
             self._compare(name, file)
         self._judge_result()
         self._judge_memory()
@@ -129,27 +156,25 @@ class Comparison:
                                  f"{self.outcome.text()}), and 7-Zip has it whole")
 
     def _excuse(self, name, file, mine):
-        if (mine is None or mine.stat().st_size == 0) and self._lacked_memory():
-            return NO_MEMORY
-        if mine is not None:
-            return CLASH if self.names[name.lower()] > 1 else None
-        if name == NAMELESS:
-            return NO_NAME
-        if (is_odd(name) or self._has_code_page(name)) and self._is_elsewhere(file):
-            return OTHER_NAME
-        if is_device(name):
-            return DEVICE
-        if self._was_stopped_by_name(self.reference.before(name)):
-            return STOPPED_BY_NAME
-        if self._was_stopped_by_password(self.reference.before(name)):
-            return STOPPED_BY_PASSWORD
-        return None
-
-    def _has_code_page(self, name):
-        return self.reference.kind in ("zip", "cab") and not name.isascii()
+        items = self.reference.up_to(name)
+        missing, empty = mine is None, mine is None or mine.stat().st_size == 0
+        excuses = {
+            NO_MEMORY: lambda: empty and self._lacked_memory(),
+            NO_DECODER: lambda: empty and any(item.methods & NOT_DECODED for item in items[-1:]),
+            CLASH: lambda: not missing and self.names[name.lower()] > 1,
+            NO_NAME: lambda: missing and name == NAMELESS and self.reference.kind not in ("lzma", "lzma86"),
+            OTHER_NAME: lambda: missing and self._is_elsewhere(name, file),
+            IN_FORMER_FOLDER: lambda: missing and self._is_below_file(name),
+            DEVICE: lambda: missing and is_device(name),
+            STOPPED_BY_NAME: lambda: missing and self._was_stopped_by_name(items),
+            STOPPED_BY_PASSWORD: lambda: missing and self._was_stopped_by_password(items),
+        }
+        return next((reason for reason, holds in excuses.items() if holds()), None)
 
     def _was_stopped_by_name(self, items):
-        return self.outcome.result in NAME_FAILURES and any(is_odd(item.name) for item in items)
+        files = {item.name.lower() for item in items if not item.is_folder}
+        return self.outcome.result in NAME_FAILURES and any(
+            is_odd(item.name) or files.intersection(parents(item.name)) for item in items)
 
     def _was_stopped_by_password(self, items):
         return self.outcome.result == E_ABORT and any(item.encrypted for item in items)
@@ -161,14 +186,21 @@ class Comparison:
             block = ADDRESS_SPACE  # so large that nobody was even asked for it
         return block >= A_LARGE_BLOCK and lacks_memory(self.reference.kind, self.archive, block)
 
-    def _is_elsewhere(self, file):
-        return any(path.is_file() and filecmp.cmp(path, file, shallow=False)
-                   for name, path in self.mine.items() if name not in self.names)
+    def _is_below_file(self, name):
+        return any(self.mine[parent].is_file() for parent in parents(name) if parent in self.mine)
+
+    def _is_elsewhere(self, name, file):
+        in_code_page = self.reference.kind in ("zip", "cab") and not name.isascii()
+        return (is_odd(name) or in_code_page) and any(
+            path.is_file() and filecmp.cmp(path, file, shallow=False)
+            for other, path in self.mine.items() if other not in self.names)
 
     def _judge_result(self):
-        items = self.reference.items if self.reference.code == 0 and self.outcome.result != 0 else None
-        if items is not None and not (self._was_stopped_by_name(items) or self._was_stopped_by_password(items)
-                                      or self._lacked_memory()):
+        if self.reference.code != 0 or self.outcome.result == 0:
+            return
+        items = self.reference.items
+        if not (self._was_stopped_by_name(items) or self._was_stopped_by_password(items)
+                or self._lacked_memory()):
             self.problems.append(f"the result is {self.outcome.text()}, and 7-Zip finds nothing wrong")
 
     def _judge_memory(self):
@@ -176,3 +208,10 @@ class Comparison:
         if self.outcome.peak > MOST_OF_ITS_OWN and not lacks_memory(
                 self.reference.kind, self.archive, self.outcome.peak):
             self.problems.append(f"{self.outcome.peak} bytes are allocated, and 7-Zip manages with fewer")
+
+
+def count_lines(counts):
+    """The files of one or many comparisons, for people."""
+    excused = counts - Counter(compared=counts["compared"])
+    return [f"  files that 7-Zip has whole: {counts['compared']} compared, {excused.total()} not",
+            *(f"    {times} {reason}" for reason, times in excused.most_common())]

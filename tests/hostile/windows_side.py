@@ -68,18 +68,19 @@ class Workspace:
         shutil.rmtree(self.folder)
         self._lock.close()
 
-    def put(self, number, content):
-        """Puts an archive where `run` looks for that number."""
-        self.place(number).mkdir()
-        (self.place(number) / "archive").write_bytes(content)
-
     def place(self, number):
-        """The folder with one "archive", and with "out" when the library has unpacked any of it."""
+        """The folder that holds one "archive", and "out" when the library has unpacked any of it."""
         return self.folder / str(number)
 
-    def run(self, count):
-        """Runs the library over the archives 0 to count - 1, in one process."""
-        process = wine_run(BUILD / "bin" / "mutant_runner.exe", f"C:\\{self.folder.name}", str(count))
+    def make_place(self, number):
+        """Returns where the archive of that number has to be put for `run`."""
+        self.place(number).mkdir()
+        return self.place(number) / "archive"
+
+    def run(self, count, seconds=60):
+        """Runs the library over the archives 0 to count - 1 in one process, each for that long at most."""
+        process = wine_run(BUILD / "bin" / "mutant_runner.exe", f"C:\\{self.folder.name}", str(count),
+                           str(seconds))
         outcomes = [Outcome(None if result == "threw" else int(result, 16), *map(int, numbers))
                     for result, *numbers in re.findall(r"^\d+ (\w+) (-?\d+) (\d+) (\d+)$", process.stdout,
                                                        re.MULTILINE)]
