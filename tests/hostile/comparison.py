@@ -4,6 +4,7 @@ import filecmp
 import os
 import re
 import resource
+import shutil
 import subprocess
 from collections import Counter
 from dataclasses import dataclass
@@ -142,6 +143,7 @@ class Comparison:
         self.problems, self.counts = [], Counter()
         for name, file in sorted(reference.whole.items()):
             self._compare(name, file)
+        self._judge_names()
         self._judge_result()
         self._judge_memory()
 
@@ -195,6 +197,14 @@ class Comparison:
             path.is_file() and filecmp.cmp(path, file, shallow=False)
             for other, path in self.mine.items() if other not in self.names)
 
+    def _judge_names(self):
+        """The library may write nothing that 7-Zip does not know, except under a name that it reads otherwise."""
+        strangers = self.mine.keys() - self.names.keys() - ({CONTENT} if NAMELESS in self.names else set())
+        if not strangers or any(is_odd(item.name) or not item.name.isascii() for item in self.reference.items):
+            return
+        listed = {key for item in self.reference.items for key in (item.name.lower(), *parents(item.name))}
+        self.problems += [f"{name} is there, and 7-Zip does not know it" for name in sorted(strangers - listed)]
+
     def _judge_result(self):
         if self.reference.code != 0 or self.outcome.result == 0:
             return
@@ -208,6 +218,17 @@ class Comparison:
         if self.outcome.peak > MOST_OF_ITS_OWN and not lacks_memory(
                 self.reference.kind, self.archive, self.outcome.peak):
             self.problems.append(f"{self.outcome.peak} bytes are allocated, and 7-Zip manages with fewer")
+
+
+def judge(outcome, place, scratch):
+    """Compares one archive. Returns (the kind as in TYPE_OPTION or None, what is wrong, Counter of files)."""
+    kind = kind_of(place / "archive")
+    if kind is None:
+        unpacked = outcome.result == 0 or (place / "out").exists()
+        return None, ["the library opens it, and 7-Zip's program does not"] if unpacked else [], Counter()
+    comparison = Comparison(outcome, Reference(kind, place / "archive", scratch / place.name), place)
+    shutil.rmtree(scratch / place.name, ignore_errors=True)
+    return kind, comparison.problems, comparison.counts
 
 
 def count_lines(counts):

@@ -12,7 +12,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
 import comparison  # noqa: E402
-from comparison import Comparison, Reference, kind_of  # noqa: E402
+from comparison import Comparison, Reference, judge, kind_of  # noqa: E402
 from mutations import LONG, mutant, sources  # noqa: E402
 from windows_side import Outcome  # noqa: E402
 
@@ -65,6 +65,13 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(["two.txt is missing (result 0x0), and 7-Zip has it whole"],
                          self.compare(reference).problems)
+
+    def test_a_file_that_7_zip_does_not_know_is_wrong(self):
+        self.zip("one.txt")
+        reference = self.unpack("zip")
+        (self.out / "two.txt").write_text("two.txt")
+
+        self.assertEqual(["two.txt is there, and 7-Zip does not know it"], self.compare(reference).problems)
 
     def test_a_file_that_7_zip_complains_of_is_not_compared(self):
         self.zip("one.txt", "two.txt")
@@ -239,6 +246,13 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual({"7z": "7z at the start", "zip": "zip", "cab": "cab", "lzma": "lzma",
                           "lzma86": "lzma86", "xz": None, "behind a program": "7z"}, kinds)
+
+    def test_what_7_zip_does_not_open_may_not_be_unpacked(self):
+        self.archive.write_bytes(sources()["xz"][0])
+
+        self.assertEqual((None, [], {}), judge(Outcome(1, MB, 0, 0), self.place, self.place))
+        self.assertEqual((None, ["the library opens it, and 7-Zip's program does not"], {}),
+                         judge(Outcome(0, MB, 0, 0), self.place, self.place))
 
     def test_a_mutant_is_the_same_every_time(self):
         first = mutant("7z", 3)

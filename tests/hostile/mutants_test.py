@@ -4,7 +4,6 @@ MENDLOFT_MUTANTS is how many of each format are tried (150 unless set).
 """
 
 import os
-import shutil
 import sys
 import tempfile
 import unittest
@@ -14,13 +13,17 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from comparison import Comparison, Reference, count_lines  # noqa: E402
+from comparison import count_lines, judge  # noqa: E402
 from mutations import mutant  # noqa: E402
 from windows_side import Workspace  # noqa: E402
 
 COUNT = int(os.environ.get("MENDLOFT_MUTANTS", "150"))
 MOST_TOUCHED = 256 << 20  # bytes of memory
 NO_ARCHIVE = 1
+
+
+def listed(counter):
+    return ", ".join(f"{key} {times}" for key, times in counter.most_common())
 
 
 class Mutants(unittest.TestCase):
@@ -46,25 +49,24 @@ class Mutants(unittest.TestCase):
 
     def check(self, kind):
         run = self.library(kind)
-        problems, counts = [], Counter()
-        with tempfile.TemporaryDirectory() as folder:
+        problems, kinds, counts = [], Counter(), Counter()
+        with tempfile.TemporaryDirectory() as scratch:
             for number, outcome in enumerate(run.outcomes):
-                place = self.workspace.place(number)
-                reference = Reference(kind, place / "archive", Path(folder) / "out")
-                comparison = Comparison(outcome, reference, place)
-                problems += [f"{kind}/{number}: {problem}" for problem in comparison.problems]
-                counts += comparison.counts
-                shutil.rmtree(Path(folder) / "out", ignore_errors=True)
-        self.report(kind, run, counts)
+                opened_as, found, files = judge(outcome, self.workspace.place(number), Path(scratch))
+                problems += [f"{kind}/{number}: {problem}" for problem in found]
+                kinds[opened_as or "nothing"] += 1
+                counts += files
+        self.report(kind, run, kinds, counts)
         self.assertEqual([], problems)
         self.assertGreater(counts["compared"], COUNT // 20, "the mutants are too damaged to tell anything")
 
-    def report(self, kind, run, counts):
+    def report(self, kind, run, kinds, counts):
         results = Counter(each.text() for each in run.outcomes)
         peak = max(range(COUNT), key=lambda number: run.outcomes[number].peak)
         slowest = max(range(COUNT), key=lambda number: run.outcomes[number].milliseconds)
         print(f"\n{kind}: {COUNT} mutants",
-              "  results: " + ", ".join(f"{text} {times}" for text, times in results.most_common()),
+              f"  results: {listed(results)}",
+              f"  opened as: {listed(kinds)}",
               *count_lines(counts),
               f"  memory: at most {run.outcomes[peak].peak >> 20} MB allocated ({kind}/{peak}), "
               f"{run.touched >> 20} MB touched",
@@ -88,7 +90,7 @@ class Mutants(unittest.TestCase):
     def test_xz(self):
         """It is no format of the library, although the decoder is there for the other formats."""
         run = self.library("xz")
-        self.report("xz", run, Counter())
+        self.report("xz", run, Counter(), Counter())
 
         self.assertEqual({NO_ARCHIVE}, {outcome.result for outcome in run.outcomes})
         self.assertEqual([], list(self.workspace.folder.glob("*/out")))

@@ -15,7 +15,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from comparison import Comparison, Reference, count_lines, kind_of  # noqa: E402
+from comparison import count_lines, judge  # noqa: E402
 from windows_side import Workspace  # noqa: E402
 
 FOLDER = os.environ.get("MENDLOFT_OUTSIDE_ARCHIVES")
@@ -47,22 +47,11 @@ class OutsideArchives(unittest.TestCase):
         self.assertGreater(total["compared"], 0, f"nothing to compare in {FOLDER}")
 
     def check(self, archive, outcome, place):
-        kind = kind_of(place / "archive")
-        counts, problems = self.compare(kind, outcome, place) if kind else self.expect_nothing(outcome, place)
+        kind, problems, counts = judge(outcome, place, self.scratch)
         print(f"\n{archive.relative_to(FOLDER)}: {kind or 'nothing that the library opens'}, result {outcome.text()}",
               *count_lines(counts), sep="\n", flush=True)
         self.assertEqual([], problems)
         return counts
-
-    def compare(self, kind, outcome, place):
-        reference = Reference(kind, place / "archive", self.scratch / place.name)
-        comparison = Comparison(outcome, reference, place)
-        shutil.rmtree(self.scratch / place.name, ignore_errors=True)
-        return comparison.counts, comparison.problems
-
-    def expect_nothing(self, outcome, place):
-        unpacked = outcome.result == 0 or (place / "out").exists()
-        return Counter(), ["the library opens it, and 7-Zip's program does not"] if unpacked else []
 
 
 if __name__ == "__main__":
