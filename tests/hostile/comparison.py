@@ -20,11 +20,15 @@ NAMELESS, CONTENT = "archive~", "[content]"
 
 
 def seven_zip(command, kind, archive, *options, memory=None):
-    """Runs the program; `memory` is how many bytes it may allocate. It gets an empty password."""
+    """Runs the program; `memory` is how many bytes it may allocate. It gets a password that is wrong."""
     limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory else None
-    return subprocess.run(["7zz", command, "-y", "-bd", "-mmt=off", "-sccUTF-8", TYPE_OPTION[kind], *options,
-                           archive], stdin=subprocess.DEVNULL, capture_output=True, timeout=300, text=True,
-                          errors="replace", preexec_fn=limit, check=False)
+    process = subprocess.run(
+        ["7zz", command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", TYPE_OPTION[kind], *options, archive],
+        input="", capture_output=True, timeout=300, text=True, errors="surrogateescape", preexec_fn=limit,
+        check=False)
+    if process.returncode not in (0, 1, 2, 8):  # those of its documentation that tell of archives
+        raise RuntimeError(f"{process.args} ended with {process.returncode}:\n{process.stderr}")
+    return process
 
 
 def lacks_memory(kind, archive, memory):
@@ -65,7 +69,7 @@ class Reference:
 
     def __init__(self, kind, archive, folder):
         process = seven_zip("x", kind, archive, f"-o{folder}")
-        complaints = {line.rpartition(" : ")[2] for line in process.stderr.splitlines()
+        complaints = {line.rpartition(" : ")[2] for line in process.stderr.split("\n")
                       if line.startswith("ERROR: ")}
         found = files_below(folder)
         self.kind, self.archive, self.code = kind, archive, process.returncode

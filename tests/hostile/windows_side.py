@@ -57,9 +57,9 @@ class Workspace:
         PREFIXES.mkdir(parents=True, exist_ok=True)
         self._lock = open(PREFIXES / f"{PREFIX}.lock", "w")
         fcntl.flock(self._lock, fcntl.LOCK_EX)
-        if (process := wine_run("cmd", "/c", "exit")).returncode != 0:  # makes the prefix
-            raise RuntimeError(process.stdout + process.stderr)
         self.drive_c = PREFIXES / PREFIX / "drive_c"
+        if not self.drive_c.exists():
+            wine_run("cmd", "/c", "exit").check_returncode()  # makes the prefix
         self._cut_links()
         self.folder = Path(tempfile.mkdtemp(prefix="hostile-", dir=self.drive_c))
         self.before = self._rest()
