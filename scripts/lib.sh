@@ -81,12 +81,14 @@ make_prefix() {
     exec 9>&-
 }
 
-# Configures and builds one of the presets. What the tools say is shown only when they fail.
+# Configures and builds one of the presets: everything, or the targets that are named behind it. What
+# the tools say is shown only when they fail.
 build() {
     local preset=$1 log=$root/build/$1.log
+    shift
     mkdir -p "$root/build"
     say "building ($preset)"
-    (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset") >"$log" 2>&1 || {
+    (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}) >"$log" 2>&1 || {
         tail -n 60 "$log" >&2
         fail "the build failed; all of its output is in $log"
     }

@@ -1,6 +1,6 @@
 // Unpacks many archives, one after the other in one process, for tests that compare the outcome.
 //
-//     mutant_runner FOLDER COUNT
+//     mutant_runner FOLDER COUNT SECONDS
 //
 // Below FOLDER, 0\archive to COUNT-1\archive are unpacked into 0\out and so on. Prints a line for
 // each:
@@ -13,8 +13,7 @@
 //
 //     end HANDLES-AT-HALF HANDLES BYTES-AT-HALF BYTES TOUCHED
 //
-// Ends with 3 after an archive that takes longer than a minute, and with 4 when the heap is
-// damaged.
+// Ends with 3 after an archive that takes longer than SECONDS, and with 4 when the heap is damaged.
 
 #include <windows.h>
 #include <comdef.h>
@@ -30,20 +29,20 @@
 
 #include "archive/seven_zip_extractor.h"
 #include "hostile/allocation_meter.h"
+#include "hostile/far_seeks.h"
 #include "support/process_counts.h"
 
 namespace {
 
-constexpr ULONGLONG kTimeLimit = 60'000;  // ms
 constexpr UINT kHung = 3;
 constexpr UINT kHeapDamaged = 4;
 
 std::atomic<ULONGLONG> startedAt;
 
-void WatchTime() {
+void WatchTime(ULONGLONG milliseconds) {
     for (;;) {
         ::Sleep(1000);
-        if (::GetTickCount64() - startedAt < kTimeLimit) continue;
+        if (::GetTickCount64() - startedAt < milliseconds) continue;
         ::TerminateProcess(::GetCurrentProcess(), kHung);
     }
 }
@@ -87,9 +86,11 @@ int main(int, char** arguments) {
     const std::string folder = arguments[1];
     const std::wstring wideFolder(folder.begin(), folder.end());
     const unsigned count = static_cast<unsigned>(std::atoi(arguments[2]));
+    const ULONGLONG seconds = static_cast<ULONGLONG>(std::atoi(arguments[3]));
     startedAt = ::GetTickCount64();
-    std::thread(WatchTime).detach();
+    std::thread(WatchTime, seconds * 1000).detach();
 
+    const FarSeeks farSeeks;
     AllocationMeter meter;
     const unsigned half = count / 2;
     for (unsigned number = 0; number < half; ++number) Run(wideFolder, number, meter);

@@ -29,6 +29,7 @@ TREE = {
     "net/three.dll": machine_code(3_000, 2),
 }
 EMPTY_FOLDER = "none/x86"
+LAST_ACCESS = 4102444800  # in 2100, or packing the file would change it
 LONG = machine_code(40_000, 3)
 
 SEVEN_ZIP = {
@@ -38,7 +39,7 @@ SEVEN_ZIP = {
     "bcj2": ("-m0=BCJ2", "-m1=LZMA", "-m2=LZMA", "-m3=LZMA", "-mb0:1", "-mb0s1:2", "-mb0s2:3"),
     "deflate": ("-m0=Deflate",),
     "delta": ("-m0=Delta:4", "-m1=LZMA2"),
-    "separate": ("-ms=off", "-m0=LZMA2", "-mtc=on", "-mta=on"),
+    "separate": ("-ms=off", "-m0=LZMA2", "-mta=on"),
 }
 ZIP = ("Copy", "Deflate", "Deflate64", "LZMA")
 
@@ -53,9 +54,9 @@ class Packer:
             (self.tree / name).parent.mkdir(parents=True, exist_ok=True)
             (self.tree / name).write_bytes(content)
         (self.tree / EMPTY_FOLDER).mkdir(parents=True)
-        for path in self.tree.rglob("*"):
+        for path in list(self.tree.rglob("*")):
             path.chmod(0o755 if path.is_dir() else 0o644)
-            os.utime(path, (TIME, TIME))
+            os.utime(path, (LAST_ACCESS, TIME))
 
     def pack(self, *options):
         archive = self.folder / "archive"

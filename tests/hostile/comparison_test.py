@@ -1,0 +1,265 @@
+"""The comparison finds what is wrong, and excuses only what it has a proven reason for."""
+
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+import zipfile
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+
+import comparison  # noqa: E402
+from comparison import Comparison, Reference, judge, kind_of  # noqa: E402
+from mutations import LONG, mutant, sources  # noqa: E402
+from windows_side import Outcome  # noqa: E402
+
+MB = 1 << 20
+INVALID_NAME = 0x8007007B
+
+
+class ComparisonTest(unittest.TestCase):
+    def setUp(self):
+        self.place = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.archive = self.place / "archive"
+        self.out = self.place / "out"
+
+    def zip(self, *names):
+        """An archive of these files in this order, each of which holds its name."""
+        with zipfile.ZipFile(self.archive, "w") as archive:
+            for name in names:
+                archive.writestr(name, name)
+
+    def unpack(self, kind):
+        """Puts what a perfect library would make of the archive into "out"; returns the reference."""
+        reference = Reference(kind, self.archive, self.place / "reference")
+        shutil.copytree(self.place / "reference", self.out)
+        return reference
+
+    def compare(self, reference, result=0, peak=MB, refused=0):
+        return Comparison(Outcome(result, peak, refused, 0), reference, self.place)
+
+    # ---- what is wrong
+
+    def test_equal_files_are_compared_and_nothing_is_wrong(self):
+        self.zip("one.txt", "two.txt")
+
+        found = self.compare(self.unpack("zip"))
+
+        self.assertEqual(([], {"compared": 2}), (found.problems, found.counts))
+
+    def test_one_other_byte_is_wrong(self):
+        self.zip("one.txt", "two.txt")
+        reference = self.unpack("zip")
+        (self.out / "two.txt").write_bytes(b"two.txT")
+
+        self.assertEqual(["two.txt differs (result 0x0), and 7-Zip has it whole"],
+                         self.compare(reference).problems)
+
+    def test_a_missing_file_is_wrong(self):
+        self.zip("one.txt", "two.txt")
+        reference = self.unpack("zip")
+        (self.out / "two.txt").unlink()
+
+        self.assertEqual(["two.txt is missing (result 0x0), and 7-Zip has it whole"],
+                         self.compare(reference).problems)
+
+    def test_a_file_that_7_zip_does_not_know_is_wrong(self):
+        self.zip("one.txt")
+        reference = self.unpack("zip")
+        (self.out / "two.txt").write_text("two.txt")
+
+        self.assertEqual(["two.txt is there, and 7-Zip does not know it"], self.compare(reference).problems)
+
+    def test_a_file_that_7_zip_complains_of_is_not_compared(self):
+        self.zip("one.txt", "two.txt")
+        self.archive.write_bytes(self.archive.read_bytes().replace(b"two.txttwo.txt", b"two.txtTWO.TXT"))
+        reference = self.unpack("zip")
+        (self.out / "two.txt").unlink()
+
+        found = self.compare(reference)
+
+        self.assertEqual(([], {"compared": 1}), (found.problems, found.counts))
+
+    def test_a_failed_result_is_wrong_when_the_archive_is_whole(self):
+        self.zip("one.txt")
+
+        self.assertEqual(["the result is 0x80004005, and 7-Zip finds nothing wrong"],
+                         self.compare(self.unpack("zip"), result=0x80004005).problems)
+
+    def test_an_exception_is_wrong_when_the_archive_is_whole(self):
+        self.zip("one.txt")
+
+        self.assertEqual(["the result is an exception, and 7-Zip finds nothing wrong"],
+                         self.compare(self.unpack("zip"), result=None).problems)
+
+    def test_memory_that_the_archive_does_not_ask_for_is_wrong(self):
+        self.zip("one.txt")
+
+        self.assertEqual(["104857600 bytes are allocated, and 7-Zip manages with fewer"],
+                         self.compare(self.unpack("zip"), peak=100 * MB).problems)
+
+    # ---- what is excused
+
+    def test_names_that_windows_refuses_excuse_what_is_behind_them(self):
+        self.zip("one.txt", "2?.txt", "three.txt")
+        reference = self.unpack("zip")
+        (self.out / "2?.txt").unlink()
+        (self.out / "three.txt").unlink()
+
+        found = self.compare(reference, INVALID_NAME)
+
+        self.assertEqual(([], {"compared": 1, comparison.STOPPED_BY_NAME: 2}), (found.problems, found.counts))
+
+    def test_names_that_windows_refuses_excuse_nothing_in_front_of_them(self):
+        self.zip("one.txt", "2?.txt")
+        reference = self.unpack("zip")
+        shutil.rmtree(self.out)
+
+        self.assertEqual(["one.txt is missing (result 0x8007007b), and 7-Zip has it whole"],
+                         self.compare(reference, INVALID_NAME).problems)
+
+    def test_names_that_windows_refuses_excuse_nothing_when_the_result_is_another(self):
+        self.zip("2?.txt", "three.txt")
+        reference = self.unpack("zip")
+        (self.out / "three.txt").unlink()
+
+        self.assertEqual(["three.txt is missing (result 0x0), and 7-Zip has it whole"],
+                         self.compare(reference).problems)
+
+    def test_a_path_through_a_file_excuses_what_is_behind_it(self):
+        self.zip("one.txt", "usb", "usb/two.txt", "three.txt")
+        reference = self.unpack("zip")
+        (self.out / "three.txt").unlink()
+
+        found = self.compare(reference, 0x80070003)
+
+        self.assertEqual(([], {"compared": 2, comparison.STOPPED_BY_NAME: 1}), (found.problems, found.counts))
+
+    def test_a_file_in_the_place_of_a_folder_excuses_what_was_in_it(self):
+        self.zip("usb/one.txt", "usb", "two.txt")
+        reference = self.unpack("zip")
+        shutil.rmtree(self.out / "usb")
+        (self.out / "usb").write_text("usb")
+
+        found = self.compare(reference)
+
+        self.assertEqual(([], {"compared": 1, comparison.IN_FORMER_FOLDER: 1}), (found.problems, found.counts))
+
+    def test_a_line_break_in_a_name_is_one_that_windows_refuses(self):
+        self.zip("one\n.txt", "two.txt")
+        reference = self.unpack("zip")
+        shutil.rmtree(self.out)
+
+        found = self.compare(reference, INVALID_NAME)
+
+        self.assertEqual(([], {comparison.STOPPED_BY_NAME: 2}), (found.problems, found.counts))
+
+    def test_an_odd_name_is_found_by_its_content(self):
+        self.zip("one...", "two.txt")
+        reference = self.unpack("zip")
+        (self.out / "one...").rename(self.out / "one")
+
+        found = self.compare(reference)
+
+        self.assertEqual(([], {"compared": 1, comparison.OTHER_NAME: 1}), (found.problems, found.counts))
+
+    def test_an_odd_name_does_not_excuse_other_content(self):
+        self.zip("one...")
+        reference = self.unpack("zip")
+        (self.out / "one...").rename(self.out / "one").write_bytes(b"other")
+
+        self.assertEqual(["one... is missing (result 0x0), and 7-Zip has it whole"],
+                         self.compare(reference).problems)
+
+    def test_a_device_gets_no_file(self):
+        self.zip("usb/nul.txt")
+        reference = self.unpack("zip")
+        (self.out / "usb" / "nul.txt").unlink()
+
+        found = self.compare(reference)
+
+        self.assertEqual(([], {comparison.DEVICE: 1}), (found.problems, found.counts))
+
+    def test_names_that_differ_by_case_alone_share_a_file(self):
+        self.zip("one.txt", "ONE.txt")
+        reference = self.unpack("zip")
+        (self.out / "one.txt").unlink()
+
+        found = self.compare(reference)
+
+        self.assertEqual(([], {"compared": 1, comparison.CLASH: 1}), (found.problems, found.counts))
+
+    def test_an_encrypted_item_excuses_what_is_behind_it(self):
+        for name, options in (("1.txt", ()), ("2.txt", ("-psecret",)), ("3.txt", ())):
+            (self.place / name).write_text(name)
+            subprocess.run(["7zz", "a", "-bd", "-tzip", *options, f"{self.archive}.", name], cwd=self.place,
+                           stdout=subprocess.DEVNULL, check=True)
+        reference = self.unpack("zip")
+        shutil.rmtree(self.out)
+
+        found = self.compare(reference, 0x80004004)
+
+        self.assertEqual((["1.txt is missing (result 0x80004004), and 7-Zip has it whole"],
+                          {comparison.STOPPED_BY_PASSWORD: 1}), (found.problems, found.counts))
+
+    def test_a_dictionary_beyond_a_32_bit_process_excuses_its_item(self):
+        self.archive.write_bytes(b"\x5d\x00\x00\x00\x60" + sources()["lzma"][0][5:])
+        reference = self.unpack("lzma")
+        shutil.rmtree(self.out)
+
+        found = self.compare(reference, 0x8007000E, refused=0x60000080)
+
+        self.assertEqual(([], {comparison.NO_MEMORY: 1}), (found.problems, found.counts))
+
+    def test_a_refused_block_excuses_nothing_that_does_not_need_it(self):
+        self.archive.write_bytes(sources()["lzma"][0])
+        reference = self.unpack("lzma")
+        shutil.rmtree(self.out)
+
+        self.assertEqual(["archive~ is missing (result 0x8007000e), and 7-Zip has it whole",
+                          "the result is 0x8007000e, and 7-Zip finds nothing wrong"],
+                         self.compare(reference, 0x8007000E, refused=0x60000080).problems)
+
+    def test_a_method_without_decoder_excuses_its_item(self):
+        with zipfile.ZipFile(self.archive, "w") as archive:
+            archive.writestr("one.txt", LONG, zipfile.ZIP_BZIP2)
+            archive.writestr("two.txt", LONG, zipfile.ZIP_DEFLATED)
+        reference = self.unpack("zip")
+        (self.out / "one.txt").write_bytes(b"")
+
+        found = self.compare(reference)
+
+        self.assertEqual(([], {"compared": 1, comparison.NO_DECODER: 1}), (found.problems, found.counts))
+
+    # ---- what else the tests rely on
+
+    def test_the_kind_is_the_first_that_the_library_would_find(self):
+        kinds = {}
+        for kind, originals in sources().items():
+            self.archive.write_bytes(originals[0])
+            kinds[kind] = kind_of(self.archive)
+        self.archive.write_bytes(b"MZ" + sources()["7z"][0])
+        kinds["behind a program"] = kind_of(self.archive)
+
+        self.assertEqual({"7z": "7z at the start", "zip": "zip", "cab": "cab", "lzma": "lzma",
+                          "lzma86": "lzma86", "xz": None, "behind a program": "7z"}, kinds)
+
+    def test_what_7_zip_does_not_open_may_not_be_unpacked(self):
+        self.archive.write_bytes(sources()["xz"][0])
+
+        self.assertEqual((None, [], {}), judge(Outcome(1, MB, 0, 0), self.place, self.place))
+        self.assertEqual((None, ["the library opens it, and 7-Zip's program does not"], {}),
+                         judge(Outcome(0, MB, 0, 0), self.place, self.place))
+
+    def test_a_mutant_is_the_same_every_time(self):
+        first = mutant("7z", 3)
+        sources.cache_clear()
+
+        self.assertEqual(first, mutant("7z", 3))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,114 @@
+"""Unpacks archives with the library's SevenZipExtractor, under Wine."""
+
+import fcntl
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+from dataclasses import dataclass
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+BUILD = Path(os.environ.get("MENDLOFT_BUILD", ROOT / "build" / "release"))
+PREFIXES = Path(os.environ.get("MENDLOFT_PREFIXES", BUILD / "prefixes"))
+# A prefix apart, whose drive C: an archive may as well damage.
+PREFIX = os.environ.get("MENDLOFT_PREFIX", "win64-10.0") + "@hostile"
+
+
+@dataclass
+class Outcome:
+    """What became of one archive in the library's hands."""
+
+    result: int | None  # of ExtractTo; None when it threw
+    peak: int  # bytes allocated at a time
+    refused: int  # bytes of the largest block that could not be had
+    milliseconds: int
+
+    def text(self):
+        return "an exception" if self.result is None else f"{self.result:#x}"
+
+
+@dataclass
+class Run:
+    """What became of many archives in one process."""
+
+    code: int  # exit code
+    output: str
+    outcomes: list[Outcome]
+    handles: tuple[int, int] | None = None  # at half and at the end, as are the bytes
+    live: tuple[int, int] | None = None
+    touched: int | None = None
+
+
+def wine_run(*command):
+    return subprocess.run([ROOT / "scripts" / "wine-run", PREFIX, *command],
+                          env={**os.environ, "MENDLOFT_PREFIXES": str(PREFIXES), "MENDLOFT_TIMEOUT": "3000"},
+                          stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace", check=False)
+
+
+class Workspace:
+    """A folder on drive C: of the prefix, to be closed, and what else there was on the drive before.
+
+    There is one at a time: what another did on the drive would look like the work of an archive.
+    """
+
+    def __init__(self):
+        PREFIXES.mkdir(parents=True, exist_ok=True)
+        self._lock = open(PREFIXES / f"{PREFIX}.lock", "w")
+        fcntl.flock(self._lock, fcntl.LOCK_EX)
+        self.drive_c = PREFIXES / PREFIX / "drive_c"
+        if not self.drive_c.exists():
+            wine_run("cmd", "/c", "exit").check_returncode()  # makes the prefix
+        self._cut_links()
+        self.folder = Path(tempfile.mkdtemp(prefix="hostile-", dir=self.drive_c))
+        self.before = self._rest()
+
+    def close(self):
+        shutil.rmtree(self.folder)
+        self._lock.close()
+
+    def place(self, number):
+        """The folder that holds one "archive", and "out" when the library has unpacked any of it."""
+        return self.folder / str(number)
+
+    def make_place(self, number):
+        """Returns where the archive of that number has to be put for `run`."""
+        self.place(number).mkdir()
+        return self.place(number) / "archive"
+
+    def run(self, count, seconds=60):
+        """Runs the library over the archives 0 to count - 1 in one process, each for that long at most."""
+        process = wine_run(BUILD / "bin" / "mutant_runner.exe", f"C:\\{self.folder.name}", str(count),
+                           str(seconds))
+        outcomes = [Outcome(None if result == "threw" else int(result, 16), *map(int, numbers))
+                    for result, *numbers in re.findall(r"^\d+ (\w+) (-?\d+) (\d+) (\d+)$", process.stdout,
+                                                       re.MULTILINE)]
+        run = Run(process.returncode, process.stdout + process.stderr, outcomes)
+        if end := re.search(r"^end (\d+) (\d+) (-?\d+) (-?\d+) (\d+)$", process.stdout, re.MULTILINE):
+            numbers = [int(number) for number in end.groups()]
+            run.handles, run.live, run.touched = (numbers[0], numbers[1]), (numbers[2], numbers[3]), numbers[4]
+        return run
+
+    def strangers(self):
+        """What has come, gone or changed on the drive other than in the folders "out"."""
+        return sorted(name for name, _ in self.before.items() ^ self._rest().items()) + sorted(
+            str(path) for path in self.folder.glob("*/*") if path.name not in ("archive", "out"))
+
+    def _cut_links(self):
+        """Wine links the user's folders to those outside, which no archive may reach."""
+        for link in filter(Path.is_symlink, (self.drive_c / "users").glob("*/*")):
+            link.unlink()
+            link.mkdir()
+
+    def _rest(self):
+        found = {}
+        for parent, folders, files in os.walk(self.drive_c):
+            if Path(parent) == self.drive_c:
+                folders.remove(self.folder.name)
+            for name in folders + files:
+                path = Path(parent) / name
+                status = path.lstat()
+                found[str(path.relative_to(self.drive_c))] = (
+                    None if path.is_dir() else (status.st_size, status.st_mtime_ns))
+        return found
