@@ -34,10 +34,17 @@ namespace {
 using testing::IsEmpty;
 using Kind = ImportedFunction::Kind;
 
-// Set to anything: every call of every function fails in its turn, which takes many minutes. The
-// usual sweep takes a choice of the calls.
+// Set to "all": every call of every function fails in its turn, which takes many minutes. Set to
+// the name of a function: every call of this one. The usual sweep takes a choice of the calls.
+[[nodiscard]] std::string_view FullSweep() {
+    const char* const value = std::getenv("MENDLOFT_FULL_SWEEP");
+    return value == nullptr ? "" : value;
+}
 [[nodiscard]] bool IsFullSweep() {
-    return std::getenv("MENDLOFT_FULL_SWEEP") != nullptr;
+    return !FullSweep().empty();
+}
+[[nodiscard]] bool IsSwept(std::string_view function) {
+    return !IsFullSweep() || FullSweep() == "all" || FullSweep() == function;
 }
 
 // A service that says something to whoever connects, and hangs up when the other side does.
@@ -176,6 +183,7 @@ protected:
         while (ledger_->next < ledger_->caseCount) {
             const auto code = SweepingChild(name_).Watch(*ledger_);
             if (ledger_->next == ledger_->caseCount) break;
+            ledger_->outcomes[ledger_->next].exitCode = code.value_or(0);
             ends[ledger_->next] = End(code, ledger_->outcomes[ledger_->next]);
             ++ledger_->next;
         }
@@ -216,11 +224,13 @@ protected:
         const Subject& subject = Subjects()[fault.subject];
         std::array<char, 256> text{};
         std::snprintf(text.data(), text.size(),
-                      "%s (%s), call %u of %s: %s (result %d, %d handles, exception %lx at %x)",
+                      "%s (%s), call %u of %s: %s (result %d, %d handles, exception %lx at %x, "
+                      "state %d, exit code %lx)",
                       subject.exportName, subject.situation, static_cast<unsigned>(fault.call),
                       ImportedFunctions()[fault.function].name.data(), Name(verdict),
                       static_cast<int>(outcome.result), static_cast<int>(outcome.handlesLeft),
-                      outcome.exception, static_cast<unsigned>(outcome.address));
+                      outcome.exception, static_cast<unsigned>(outcome.address),
+                      static_cast<int>(outcome.state), outcome.exitCode);
         return text.data();
     }
 
@@ -255,7 +265,8 @@ protected:
         const auto functions = ImportedFunctions();
         for (std::uint16_t subject = 0; subject < Subjects().size(); ++subject) {
             for (std::uint16_t function = 0; function < functions.size(); ++function) {
-                if (functions[function].kind != kind) continue;
+                if (functions[function].kind != kind || !IsSwept(functions[function].name))
+                    continue;
                 for (const std::uint32_t call : Choose(subject, function)) {
                     cases.push_back({subject, function, call});
                 }

@@ -32,6 +32,7 @@ struct Outcome {
     bool worksAfterwards = false;  // an undisturbed call gave its proper result
     std::int32_t result = 0;
     std::int32_t handlesLeft = 0;  // besides the token of each folder repair
+    DWORD exitCode = 0;            // of a child that ended within the case
     DWORD exception = 0;           // that ended the child
     std::uint32_t address = 0;     // where it came from, relative to the library
 };
