@@ -56,11 +56,16 @@ public:
     }
 
 private:
+    // What the library imports depends on the compiler that built it.
     void Put(HMODULE library, const ImportedFunction& function, unsigned failing) {
+        bool isImported = false;
         ImportPatch::VisitImports(library, [&](std::string_view name, void** slot) {
-            if (name == function.name) *function.original = *slot;
+            if (name != function.name) return;
+            *function.original = *slot;
+            isImported = true;
         });
         function.plan->Fail(failing);
+        if (!isImported) return;
         patches_.emplace_back(library, function.name, function.standIn);
     }
 
