@@ -95,6 +95,19 @@ TEST_F(DeleteDirectoryTreeTest, ListsAPathThatEndsInASlashWithABackslashBehindIt
     EXPECT_EQ(L"C:/a/\\*.*", pattern);
 }
 
+TEST_F(DeleteDirectoryTreeTest, ListsAPathThatEndsInABackslashAsItIs) {
+    std::wstring pattern;
+    const FakeApi<"FindFirstFileW", decltype(::FindFirstFileW)> listing(
+        [&](const wchar_t* name, WIN32_FIND_DATAW*) {
+            pattern = name;
+            return INVALID_HANDLE_VALUE;
+        });
+
+    DeleteDirectoryTree(L"C:\\a\\");
+
+    EXPECT_EQ(L"C:\\a\\*.*", pattern);
+}
+
 TEST_F(DeleteDirectoryTreeTest, ReturnsFalseAndChangesNothingForAMissingFolder) {
     EXPECT_FALSE(DeleteDirectoryTree(tree));
 

@@ -234,6 +234,13 @@ TEST(MyTelnet, ReleasesEverythingThroughItsAbstractBase) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
+TEST(MyTelnet, TellsThatItIsAServerWhereAClassDerivedFromItMakesItOne) {
+    Endpoint endpoint{ClosedPort()};
+    endpoint.isServer = true;
+
+    EXPECT_TRUE(endpoint.IsServer());
+}
+
 TEST(MyTelnet, ReleasesItsServerWhenItIsOne) {
     const std::uint16_t port = ClosedPort();
     CountedCloses closes;

@@ -34,6 +34,15 @@ protected:
     RecordedSends sends;
 };
 
+TEST(NxBlock, IsAnEmptyOneForEveryClientAtFirst) {
+    const TELNET::NxBlock block;
+
+    EXPECT_EQ(0u, block.clientId);
+    EXPECT_EQ(nullptr, block.name);
+    EXPECT_EQ(nullptr, block.data);
+    EXPECT_EQ(0u, block.length);
+}
+
 TEST_F(SendFramed, PutsTheNamedTagsAndLineEndsAroundThePayload) {
     Send("log", "payload");
 
