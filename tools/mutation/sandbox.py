@@ -10,7 +10,7 @@ import sys
 from pathlib import Path
 
 _MARK = "MENDLOFT_MUTATION_SANDBOX"
-_PSEUDO = {"proc", "sysfs", "devpts", "devtmpfs", "mqueue", "cgroup", "cgroup2", "securityfs",
+_PSEUDO = {"proc", "sysfs", "devpts", "mqueue", "cgroup", "cgroup2", "securityfs",
            "debugfs", "tracefs", "bpf", "pstore", "configfs", "fusectl", "hugetlbfs", "binfmt_misc"}
 
 
@@ -20,7 +20,6 @@ def inside():
 
 def enter():
     """Starts this program again inside of the sandbox, in the place of this process."""
-    _wine_server_folder().mkdir(mode=0o700, exist_ok=True)
     command = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
     if os.geteuid() != 0:
         command += ["--user", "--map-root-user"]
@@ -29,9 +28,12 @@ def enter():
 
 
 def close(work):
-    """Makes everything but the folder `work` read-only. Raises an error when that fails."""
+    """Makes everything but the folder `work` read-only. Raises an error when that fails.
+
+    The devices can be written to all the same, but not deleted: Wine takes the file NUL for one."""
     server = work / "wineserver"
     server.mkdir(mode=0o700, exist_ok=True)
+    _wine_server_folder().mkdir(mode=0o700, exist_ok=True)
     (work / "tmp").mkdir(exist_ok=True)
     os.environ["TMPDIR"] = str(work / "tmp")
     os.environ["CCACHE_DISABLE"] = "1"
