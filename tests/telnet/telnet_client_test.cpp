@@ -404,7 +404,7 @@ TEST(TelnetClient, LeavesNoThreadAndNoHandleBehindWhenThePeerClosedFirst) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
-// Runs the receive routine and lingers behind its end.
+// Lets the receive thread linger behind the end of its routine.
 struct LingeringThread {
     LPTHREAD_START_ROUTINE routine = nullptr;
     void* parameter = nullptr;
@@ -419,18 +419,19 @@ struct LingeringThread {
         thread.ended = true;
         return code;
     }
+
+    FakeCreateThread create{
+        [this](auto, auto, LPTHREAD_START_ROUTINE started, void* argument, auto, auto) {
+            routine = started;
+            parameter = argument;
+            return create.Real(nullptr, 0, &Run, this, 0, nullptr);
+        }};
 };
 
 TEST(TelnetClient, WaitsForItsThreadAlsoWhenTheThreadHasAlreadyClosedTheSocket) {
     const LoopbackListener listener;
     LingeringThread lingering;
     {
-        const FakeCreateThread create(
-            [&](auto, auto, LPTHREAD_START_ROUTINE routine, void* parameter, auto, auto) {
-                lingering.routine = routine;
-                lingering.parameter = parameter;
-                return create.Real(nullptr, 0, &LingeringThread::Run, &lingering, 0, nullptr);
-            });
         Client client;
         (void)client.Connect(nullptr, listener.Port());
         listener.Accept().Reset();
@@ -446,12 +447,6 @@ TEST(TelnetClient, WaitsForItsThreadAgainWhenAWaitFails) {
     int waits = 0;
     bool endedBeforeClosing = false;
     {
-        const FakeCreateThread create(
-            [&](auto, auto, LPTHREAD_START_ROUTINE routine, void* parameter, auto, auto) {
-                lingering.routine = routine;
-                lingering.parameter = parameter;
-                return create.Real(nullptr, 0, &LingeringThread::Run, &lingering, 0, nullptr);
-            });
         Client client;
         (void)client.Connect(nullptr, listener.Port());
         const HANDLE thread = client.thread.Get();
