@@ -183,8 +183,6 @@ protected:
         while (ledger_->next < ledger_->caseCount) {
             const auto code = SweepingChild(name_).Watch(*ledger_);
             if (ledger_->next == ledger_->caseCount) break;
-            const Outcome& outcome = ledger_->outcomes[ledger_->next];
-            if (code == 0 && outcome.state == Outcome::State::kNotRun) continue;  // made way
             ledger_->outcomes[ledger_->next].exitCode = code.value_or(0);
             ends[ledger_->next] = End(code, ledger_->outcomes[ledger_->next]);
             ++ledger_->next;

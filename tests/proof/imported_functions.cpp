@@ -180,6 +180,7 @@ std::vector<ImportedFunction> MakeTable() {
         Safe("Sleep", kNoFailure),
         Safe("TlsGetValue", "answers null for a failure and for an empty slot alike"),
         Fails<"TlsAlloc", decltype(::TlsAlloc)>(TLS_OUT_OF_INDEXES, ERROR_NOT_ENOUGH_MEMORY),
+        Safe("TlsFree", "is called when the library is unloaded, and nothing comes after it"),
         Safe("TlsSetValue", kUnwinding),
 
         // kernel32: memory

@@ -202,6 +202,27 @@ TEST_F(SteadyState, OfFiftyPortTestsAtATime) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
+// Windows has 1,088 thread-local slots for a process, and the runtime takes one for each load.
+TEST_F(SteadyState, OfLoadingAndUnloadingSaveForThreeSmallBlocksOfTheRuntime) {
+    constexpr std::size_t loads = 1200;
+    const std::uint16_t port = ClosedPort();
+    const auto loadAndUse = [&] {
+        const LoadedLibrary library(host + L"\\libmendloft.dll");
+        ASSERT_FALSE(library.PortTest(port));
+    };
+    loadAndUse();
+    (void)ProcessCounts::Now();
+    const ProcessCounts before = ProcessCounts::Now();
+
+    for (std::size_t i = 0; i < loads; ++i) loadAndUse();
+
+    const ProcessCounts after = ProcessCounts::Now();
+    EXPECT_EQ(before.handles, after.handles);
+    EXPECT_EQ(before.threads, after.threads);
+    EXPECT_LE(after.heapBlocks, before.heapBlocks + 3 * loads);
+    EXPECT_LE(after.heapBytes, before.heapBytes + 240 * loads);
+}
+
 TEST_F(SteadyState, OfMendloftFolderSaveForOneTokenACall) {
     const LoadedLibrary library;
     const SmallArchive archive(library.Module());
