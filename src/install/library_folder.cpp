@@ -18,7 +18,7 @@ using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
 
 std::wstring LibraryFolder() {
     PathBuffer path{};
-    (void)::GetModuleFileNameW(g_libraryModule, path.data(), MAX_PATH);
+    (void)::GetModuleFileNameW(g_libraryModule, path.data(), static_cast<DWORD>(path.size() - 1));
     (void)::PathRemoveFileSpecW(path.data());
     return path.data();
 }

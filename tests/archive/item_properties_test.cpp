@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "archive/fake_archive.h"
+#include "support/fake_api.h"
 
 namespace {
 
@@ -75,6 +76,23 @@ TEST(ItemProperty, TakesANullTextForAnEmptyOne) {
     EXPECT_TRUE(intl::ItemProperty(*archive.Get(), 0, kpidPath).Get(text));
 
     EXPECT_EQ(L"", text);
+}
+
+TEST(ItemProperty, FreesWhatTheArchiveGave) {
+    const auto archive = intl::MakeCom<FakeArchive>();
+    archive.Get()->Set(0, kpidPath, Text(L"text"));
+    std::vector<VARTYPE> freed;
+    {
+        const FakeApi<"PropVariantClear", decltype(::PropVariantClear)> clear(
+            [&](PROPVARIANT* value) {
+                freed.push_back(value->vt);
+                return clear.Real(value);
+            });
+        const intl::ItemProperty property(*archive.Get(), 0, kpidPath);
+        freed.clear();
+    }
+
+    EXPECT_EQ(std::vector<VARTYPE>{VT_BSTR}, freed);
 }
 
 }  // namespace

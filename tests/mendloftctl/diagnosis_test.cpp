@@ -14,6 +14,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 using Json = nlohmann::ordered_json;
 
 constexpr const wchar_t* kAppleFolder = L"C:\\Program Files\\Common Files\\Apple";
@@ -43,6 +44,21 @@ TEST_F(DiagnosisTest, KnowsWindowsAsTheLibrarySeesIt) {
 
     EXPECT_EQ(10U, diagnosis.windows.dwMajorVersion);
     EXPECT_TRUE(diagnosis.is64Bit);
+}
+
+TEST_F(DiagnosisTest, LooksForTheStagedInfsOf32BitWindowsThere) {
+    os.Is64Bit(false);
+
+    const Diagnosis diagnosis = Look();
+
+    std::vector<std::wstring> staged;
+    for (const auto& package : diagnosis.packages) staged.push_back(package.stagedInf.path);
+    EXPECT_THAT(staged, UnorderedElementsAre(
+                            temp.StagingFolder() + L"\\usb\\x86\\usbaapl.inf",
+                            temp.StagingFolder() + L"\\net\\x86\\netaapl.inf",
+                            temp.StagingFolder() + L"\\applekis\\x86\\AppleKIS.inf",
+                            temp.StagingFolder() + L"\\applersm\\x86\\AppleRSM.inf",
+                            temp.StagingFolder() + L"\\appleusbdevice\\x86\\AppleUsb.inf"));
 }
 
 TEST_F(DiagnosisTest, ListsTheDriverStoreFoldersOfThisSystem) {

@@ -303,6 +303,13 @@ TEST(TestServicePort, StartsWindowsSocketsOnceForEachCall) {
     EXPECT_EQ(2, starts);
 }
 
+TEST(TestServicePort, IsFalseWithoutMemoryForItsEndpoint) {
+    const LoopbackListener listener;
+    const FailingAllocation failing(1);
+
+    EXPECT_FALSE(TestServicePort(listener.Port()));
+}
+
 TEST(TestServicePort, ThrowsNothingAndLeavesNothingBehindWhicheverAllocationFails) {
     const LoopbackListener listener;
     int allocations = 0;
