@@ -5,6 +5,7 @@ cache=${MENDLOFT_CACHE_DIR:-${XDG_CACHE_HOME:-$HOME/.cache}/mendloft}
 sevenzip_source=$cache/7zip
 prefixes=${MENDLOFT_PREFIXES:-$root/build/prefixes}
 script=$(basename "$0")
+export LC_ALL=C.UTF-8 # or Wine and 7-Zip would lose what a file name has beyond ASCII
 
 say() { printf '%s: %s\n' "$script" "$*" >&2; }
 

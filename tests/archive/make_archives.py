@@ -65,7 +65,7 @@ class SevenZip:
 
     def run(self, *arguments):
         subprocess.run([self.program, *map(str, arguments)], cwd=self.tree, check=True,
-                       stdout=subprocess.DEVNULL)
+                       stdout=subprocess.DEVNULL, env={**os.environ, "LC_ALL": "C.UTF-8"})
 
     def pack(self, archive, *options):
         self.run("a", "-bd", *options, archive, ".")
