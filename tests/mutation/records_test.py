@@ -166,6 +166,7 @@ class Results(unittest.TestCase):
         self.assertTrue(right)
         self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); of the survivors 1 explained "
                                              "and 0 not"), lines[-1])
+        self.assertEqual("Without what no test can catch: 1 of 1 caught (100.0 %)", lines[-2])
 
     def test_are_wrong_with_an_explanation_of_what_is_caught(self):
         self.add(self.first, CAUGHT, "failed A.B")

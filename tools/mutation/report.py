@@ -50,6 +50,7 @@ def summary(mutants, results, table):
             ("Survived:", [f"{one.id}  {one.shown()}\n    {one.line_text}" for one in open_ones])):
         if entries:
             lines += [heading, *(f"  {entry}" for entry in entries)]
+    lines.append(f"Without what no test can catch: {_share(total[CAUGHT], len(open_ones))}")
     lines.append(f"{_share(total[CAUGHT], total[SURVIVED])}; of the survivors {len(explained)} "
                  f"explained and {len(open_ones)} not; {total[NOT_COMPILED]} more did not compile")
     return lines, not open_ones and not wrong
