@@ -61,9 +61,8 @@ DWORD(WINAPI* const kRuntimeTlsAlloc)() = &TakeSlot;
 
 BOOL WINAPI MendloftEntryPoint(HINSTANCE module, DWORD reason, LPVOID reserved) {
     const BOOL result = DllMainCRTStartup(module, reason, reserved);
-    const bool isUnloaded = reason == DLL_PROCESS_DETACH && reserved == nullptr;
-    const bool isRefused = reason == DLL_PROCESS_ATTACH && !result;
-    if (isUnloaded || isRefused) {
+    const bool processGoesOn = reserved == nullptr;
+    if (reason == DLL_PROCESS_DETACH && processGoesOn) {
         ForgetThisThread(module);
         __gnu_cxx::__freeres();
         GiveSlotsBack();

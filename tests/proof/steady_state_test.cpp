@@ -219,6 +219,28 @@ TEST_F(SteadyState, OfFiftyPortTestsAtATime) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
+// How many thread-local slots nobody has taken.
+[[nodiscard]] std::size_t FreeSlots() {
+    std::vector<DWORD> slots;
+    for (DWORD slot = ::TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = ::TlsAlloc()) {
+        slots.push_back(slot);
+    }
+    for (const DWORD slot : slots) (void)::TlsFree(slot);
+    return slots.size();
+}
+
+TEST_F(SteadyState, OfThreadLocalSlotsButForThoseOfTheLoadedLibrary) {
+    const std::wstring path = host + L"\\libmendloft.dll";
+    { const LoadedLibrary warmUp(path); }
+    const std::size_t before = FreeSlots();
+    {
+        const LoadedLibrary library(path);
+        std::thread([&] { EXPECT_FALSE(library.PortTest(ClosedPort())); }).join();
+        EXPECT_EQ(before - (IsWine() ? 2 : 1), FreeSlots());  // Wine counts that of the image too
+    }
+    EXPECT_EQ(before, FreeSlots());
+}
+
 // Windows has 1,088 thread-local slots for a process, and the runtime takes one for each load.
 TEST_F(SteadyState, OfLoadingAndUnloadingSaveForThreeSmallBlocksOfTheRuntime) {
     constexpr std::size_t loads = 1200;

@@ -22,7 +22,7 @@ _TELNET = Program("telnet_tests", "ThousandPortTests.*")
 _ARCHIVE = Program("archive_tests")
 _LIBRARY = Program("library_tests")
 # Of these, only the one that loads the library over and over.
-_PROOF = Program("proof_tests", "Sweep.*:SteadySetup.*:SteadyState.OfA*:SteadyState.OfF*:SteadyState.OfM*")
+_PROOF = Program("proof_tests", "Sweep.*:SteadySetup.*:SteadyState.OfA*:SteadyState.OfFifty*:SteadyState.OfM*")
 _TOOL = Program("mendloftctl_tests")
 
 # The first row whose beginning matches a source's path counts.
