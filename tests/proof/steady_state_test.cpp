@@ -35,11 +35,13 @@ using testing::IsEmpty;
 [[nodiscard]] std::size_t PrivateBytes() {
     std::size_t bytes = 0;
     MEMORY_BASIC_INFORMATION region{};
-    const char* address = nullptr;
-    while (::VirtualQuery(address, &region, sizeof(region)) != 0) {
+    std::uintptr_t address = 0;
+    while (::VirtualQuery(reinterpret_cast<const void*>(address), &region, sizeof(region)) != 0) {
         if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) bytes += region.RegionSize;
-        address = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
-        if (address == nullptr) break;
+        const std::uintptr_t next =
+            reinterpret_cast<std::uintptr_t>(region.BaseAddress) + region.RegionSize;
+        if (next <= address) break;
+        address = next;
     }
     return bytes;
 }
@@ -100,11 +102,11 @@ TEST(OpenFiles, FindsAFileThatSomebodyWritesTo) {
 TEST(PrivateBytes, AreMoreByWhatIsAllocated) {
     constexpr std::size_t size = 8'000'000;
     const std::size_t before = PrivateBytes();
-    void* const block = ::operator new(size);
+    void* const block = ::VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE);
 
     EXPECT_GE(PrivateBytes(), before + size);
 
-    ::operator delete(block);
+    (void)::VirtualFree(block, 0, MEM_RELEASE);
 }
 
 class SteadyState : public testing::Test {
