@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "stopwatch.h"
-#include "telnet/port_test.h"
+#include "telnet/port_probe.h"
 
 namespace {
 

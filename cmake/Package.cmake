@@ -25,7 +25,7 @@ if(NOT MSVC)
     find_program(MENDLOFT_LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14
                  DOC "LLVM's dlltool, which makes the import library for Visual Studio")
     if(MENDLOFT_LLVM_DLLTOOL)
-        set(def "${PROJECT_SOURCE_DIR}/src/api/libmendloft.def")
+        set(def "${PROJECT_SOURCE_DIR}/src/exports/libmendloft.def")
         set(msvc_import_library "${PROJECT_BINARY_DIR}/mendloft.lib")
         add_custom_command(OUTPUT "${msvc_import_library}"
             COMMAND "${MENDLOFT_LLVM_DLLTOOL}" -m i386 -d "${def}" -D libmendloft.dll -l "${msvc_import_library}"

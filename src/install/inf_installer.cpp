@@ -2,8 +2,7 @@
 
 #include <windows.h>
 
-#include "api/boolean_argument.h"
-#include "api/fix_helper.h"
+#include "core/boolean_argument.h"
 #include "install/reenumerate.h"
 #include "platform/unique_handle.h"
 
@@ -27,22 +26,22 @@ void WaitForEnd(const PROCESS_INFORMATION& started) {
 
 std::wstring InstallerCommandLine(const std::wstring& tool, const std::wstring& inf,
                                   std::int32_t repair) {
-    // The tool's path is not quoted: kept, so that Windows finds the program by its own rules for a
-    // path with blanks, and the tool sees the command line that it has always seen.
+    // The tool's path is not quoted. Windows then looks for the program by its own rules for a path
+    // with blanks, and the tool finds the switch after the first blank behind its own path.
     const std::wstring arguments = (IsTrue(repair) ? L"-i \"" : L"-d \"") + inf + L"\"";
     return tool + L" " + arguments;
 }
 
-std::int32_t RunInfInstaller(const std::wstring& tool, const std::wstring& inf, std::int32_t repair,
-                             Report report) {
+MendloftSetupResult RunInfInstaller(const std::wstring& tool, const std::wstring& inf,
+                                    std::int32_t repair, MessageChannel report) {
     std::wstring commandLine =
         InstallerCommandLine(tool, inf, repair);  // writable: Windows may change it
     PROCESS_INFORMATION started{};
     if (!StartHidden(commandLine, started)) {
         report(L"CreateProcess failed (%d).\n", ::GetLastError());
-        return FixHelper::kInstallerNotStarted;
+        return kMendloftSetupToolNotStarted;
     }
     WaitForEnd(started);
     (void)ReenumerateDevices();
-    return FixHelper::kInstallerRan;
+    return kMendloftSetupToolRan;
 }

@@ -6,7 +6,7 @@
 
 #include <array>
 
-#include "api/library_state.h"
+#include "core/library_state.h"
 #include "platform/os_probes.h"
 
 namespace {

@@ -1,81 +1,65 @@
 #include <windows.h>
 
-#include "api/boolean_argument.h"
-#include "api/fix_helper.h"
-#include "install/driver_packages.h"
 #include "install/inf_installer.h"
 #include "install/library_folder.h"
-#include "platform/os_probes.h"
+#include "install/setup_flow.h"
 #include "platform/paths.h"
+#include "repair/folder_repair.h"  // FixHelper::FixFolder
 
 namespace {
 
-// The INF file that Apple's own software installed; empty when there is none.
-std::wstring InstalledInf(const DriverPackage& package, const std::wstring& libraryFolder) {
-    if (!package.installedInf.Exists()) return {};
-    const std::wstring inf =
-        DrivePrefix(libraryFolder, CommonFilesFolder()) + package.installedInf.For(IsOs64Bit());
-    return FileOrFolderExists(inf) ? inf : std::wstring();
-}
+// The steps of a driver setup as the system takes them.
+struct SystemSteps {
+    static std::wstring LibraryFolder() { return ::LibraryFolder(); }
+    static std::wstring CommonFilesFolder() { return ::CommonFilesFolder(); }
 
-std::wstring InStagingFolder(const FixHelper& helper, const DriverPackage& package) {
-    // Without a staged archive the folder is empty and the path begins with a backslash; the search
-    // for the file then fails.
-    return helper.stagingDir + package.stagedInf.For(IsOs64Bit());
-}
+    static bool InstalledInfExists(const std::wstring& path) { return FileOrFolderExists(path); }
+    static bool StagedInfExists(const std::wstring& path) { return FileOrFolderExists(path); }
+    static bool ToolExists(const std::wstring& path) { return FileOrFolderExists(path); }
 
-// The INF file in the staged archive, whether it is there or not.
-std::wstring StagedInf(FixHelper& helper, const DriverPackage& package, bool repair) {
-    if (package.rememberedInf == nullptr) {
-        (void)helper.FixFolder(repair, /*fixFolders=*/false);
-        return InStagingFolder(helper, package);
-    }
-    std::wstring& remembered = *package.rememberedInf;
-    if (remembered.empty()) (void)helper.FixFolder(repair, /*fixFolders=*/true);
-    if (remembered.empty() && package.remembersFallback)
-        remembered = InStagingFolder(helper, package);
-    return remembered;
-}
-
-std::int32_t RunSetupFlow(FixHelper& helper, const DriverPackage& package, std::int32_t repair) {
-    const std::wstring libraryFolder = LibraryFolder();
-
-    std::wstring inf = InstalledInf(package, libraryFolder);
-    if (inf.empty()) {
-        inf = StagedInf(helper, package, IsTrue(repair));
-        if (package.announcement != nullptr) package.report(package.announcement, inf.c_str());
-        if (!FileOrFolderExists(inf)) {
-            package.report(package.infMissing, inf.c_str());
-            return FixHelper::kInfMissing;
-        }
+    // A failure shows in the search for the INF file that follows.
+    static void FixFolder(FixHelper& helper, bool repair, bool fixFolders) {
+        (void)helper.FixFolder(repair, fixFolders);
     }
 
-    const std::wstring tool = InstallerToolPath(libraryFolder);
-    if (!FileOrFolderExists(tool)) {
-        package.report(package.toolMissing, tool.c_str());
-        return FixHelper::kInstallerMissing;
+    static std::wstring& RememberedInf(const DriverPackage& package) {
+        return *package.rememberedInf;
     }
-    return RunInfInstaller(tool, inf, repair, package.report);
+
+    static void Report(const DriverPackage& package, const wchar_t* message,
+                       const std::wstring& path) {
+        package.report(message, path.c_str());
+    }
+
+    static MendloftSetupResult RunInstaller(const DriverPackage& package, const std::wstring& tool,
+                                            const std::wstring& inf, std::int32_t repair) {
+        return RunInfInstaller(tool, inf, repair, package.report);
+    }
+};
+
+MendloftSetupResult SetUp(FixHelper& helper, const DriverPackage& package, std::int32_t repair) {
+    SystemSteps steps;
+    return SetUpPackage(steps, helper, package, repair);
 }
 
 }  // namespace
 
-std::int32_t FixHelper::SetUpUsbDriver(std::int32_t repair) {
-    return RunSetupFlow(*this, kUsbPackage, repair);
+MendloftSetupResult FixHelper::SetUpUsbDriver(std::int32_t repair) {
+    return SetUp(*this, kUsbPackage, repair);
 }
 
-std::int32_t FixHelper::SetUpNetDriver(std::int32_t repair) {
-    return RunSetupFlow(*this, kNetPackage, repair);
+MendloftSetupResult FixHelper::SetUpNetDriver(std::int32_t repair) {
+    return SetUp(*this, kNetPackage, repair);
 }
 
-std::int32_t FixHelper::SetUpKisDriver(std::int32_t repair) {
-    return RunSetupFlow(*this, kKisPackage, repair);
+MendloftSetupResult FixHelper::SetUpKisDriver(std::int32_t repair) {
+    return SetUp(*this, kKisPackage, repair);
 }
 
-std::int32_t FixHelper::SetUpRsmDriver(std::int32_t repair) {
-    return RunSetupFlow(*this, kRsmPackage, repair);
+MendloftSetupResult FixHelper::SetUpRsmDriver(std::int32_t repair) {
+    return SetUp(*this, kRsmPackage, repair);
 }
 
-std::int32_t FixHelper::SetUpAppleUsbDeviceDriver(std::int32_t repair) {
-    return RunSetupFlow(*this, kAppleUsbDevicePackage, repair);
+MendloftSetupResult FixHelper::SetUpAppleUsbDeviceDriver(std::int32_t repair) {
+    return SetUp(*this, kAppleUsbDevicePackage, repair);
 }

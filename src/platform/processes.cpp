@@ -26,7 +26,6 @@ void KillWerFault() {
     entry.dwSize = sizeof(entry);
     for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more;
          more = ::Process32NextW(snapshot.Get(), &entry)) {
-        // Compared case-sensitively: this is the spelling of Windows' own program.
-        if (std::wstring_view(entry.szExeFile) == L"WerFault.exe") EndProcess(entry.th32ProcessID);
+        if (std::wstring_view(entry.szExeFile) == kCrashReporter) EndProcess(entry.th32ProcessID);
     }
 }

@@ -2,12 +2,9 @@
 
 #include <cwchar>
 
-#include "api/fix_helper.h"
-#include "api/library_state.h"
 #include "platform/diagnostics.h"
 #include "platform/directory_listing.h"
-#include "platform/os_probes.h"
-#include "platform/paths.h"
+#include "repair/driver_copy.h"
 
 namespace {
 
@@ -16,55 +13,35 @@ bool IsFile(const WIN32_FIND_DATAW& entry) {
            std::wcscmp(entry.cFileName, L"..") != 0;
 }
 
-std::wstring InFolder(const std::wstring& folder, const wchar_t* name) {
-    return folder + L'\\' + name;
-}
+// The steps of the driver copy as the system takes them.
+struct SystemSteps {
+    static void Remember(const DriverPackage& package, const std::wstring& inf) {
+        *package.rememberedInf = inf;
+    }
 
-// Overwrites what is there; a copy that fails is not reported.
-void Copy(const std::wstring& source, const std::wstring& destination) {
-    (void)::CopyFileW(source.c_str(), destination.c_str(), FALSE);
-}
+    static bool Exists(const std::wstring& path) { return FileOrFolderExists(path); }
 
-void LogCopy(const std::wstring& destination) {
-    // Says "usbapp" for the network files too: hosts that watch the channel know this text.
-    DebugLog(L"CopyDrivers usbapp :%s\n", destination.c_str());
-}
+    template <typename Visit>
+    static bool ForEachFile(const std::wstring& folder, Visit visit) {
+        return ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
+            if (IsFile(entry)) visit(entry.cFileName);
+        });
+    }
 
-bool CopyUsbFiles(const FixHelper& helper, const std::wstring& sourceFolder) {
-    return ForEachEntry(sourceFolder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
-        if (!IsFile(entry)) return;
-        const std::wstring source = JoinPath(sourceFolder, entry.cFileName);
-        const std::wstring destination = InFolder(helper.usbStorePath, entry.cFileName);
-        Copy(source, destination);
-        LogCopy(destination);
-        if (!helper.usbStorePath2.empty())
-            Copy(source, InFolder(helper.usbStorePath2, entry.cFileName));
-    });
-}
+    // Overwrites what is there; a copy that fails is not reported.
+    static void Copy(const std::wstring& from, const std::wstring& to) {
+        (void)::CopyFileW(from.c_str(), to.c_str(), FALSE);
+    }
 
-void AttemptNetFiles(const FixHelper& helper, const std::wstring& sourceFolder) {
-    (void)ForEachEntry(sourceFolder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
-        if (!IsFile(entry)) return;
-        // Joined bare, unlike the USB files: the path names no file, so the copy quietly does
-        // nothing and the network folder stays empty. Kept, as is the line for every entry.
-        const std::wstring source = sourceFolder + entry.cFileName;
-        const std::wstring destination = InFolder(helper.netStorePath, entry.cFileName);
-        Copy(source, destination);
-        LogCopy(destination);
-    });
-}
+    // Says "usbapp" for the network files too: a host that watches the channel looks for this text.
+    static void LogCopy(const std::wstring& to) {
+        DebugLog(L"CopyDrivers usbapp :%s\n", to.c_str());
+    }
+};
 
 }  // namespace
 
 bool FixHelper::CopyDrivers() const {
-    const bool is64Bit = IsOs64Bit();
-    const std::wstring usbFolder = stagingDir + (is64Bit ? L"\\usb\\x64" : L"\\usb\\x86");
-    const std::wstring netFolder = stagingDir + (is64Bit ? L"\\net\\x64" : L"\\net\\x86");
-    StagedUsbInfPath = usbFolder + (is64Bit ? L"\\usbaapl64.inf" : L"\\usbaapl.inf");
-    StagedNetInfPath = netFolder + (is64Bit ? L"\\netaapl64.inf" : L"\\netaapl.inf");
-
-    if (!FileOrFolderExists(stagingDir)) return false;
-    if (!CopyUsbFiles(*this, usbFolder)) return false;
-    AttemptNetFiles(*this, netFolder);
-    return true;
+    SystemSteps steps;
+    return CopyStagedDrivers(steps, *this);
 }

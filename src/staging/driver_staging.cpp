@@ -5,8 +5,8 @@
 #include <array>
 #include <cwchar>
 
-#include "api/fix_helper.h"
-#include "api/library_state.h"
+#include "core/fix_helper.h"
+#include "core/library_state.h"
 #include "archive/seven_zip_extractor.h"
 #include "platform/paths.h"
 #include "platform/unique_handle.h"

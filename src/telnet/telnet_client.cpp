@@ -10,6 +10,7 @@
 
 #include "telnet/formatting.h"
 #include "telnet/line_splitter.h"
+#include "telnet/loopback.h"
 #include "telnet/telnet.h"
 
 namespace TELNET {
@@ -17,7 +18,6 @@ namespace TELNET {
 namespace {
 
 constexpr int kReceiveSize = 8192;
-constexpr char kLoopback[] = "127.0.0.1";
 
 // IAC WILL TERMINAL-TYPE, IAC DO SUPPRESS-GO-AHEAD, IAC WILL SUPPRESS-GO-AHEAD, IAC DO ECHO,
 // IAC WILL NAWS. It holds no percent sign, so it can stand for its own format.
@@ -38,10 +38,10 @@ sockaddr_in LoopbackAddress(std::uint16_t port) {
     static_assert(sizeof(address) == 16);
     address.sin_family = AF_INET;
     address.sin_port = ::htons(port);
-    address.sin_addr.s_addr = ::inet_addr(kLoopback);
+    address.sin_addr.s_addr = ::inet_addr(kLoopbackAddress);
     if (address.sin_addr.s_addr == INADDR_NONE) {
         // Never so for a number in dots, which is why the answer is not tested.
-        const hostent* host = ::gethostbyname(kLoopback);
+        const hostent* host = ::gethostbyname(kLoopbackAddress);
         std::memcpy(&address.sin_addr, host->h_addr_list[0],
                     static_cast<std::size_t>(host->h_length));
         address.sin_family = host->h_addrtype;
@@ -82,6 +82,7 @@ void TelnetClient::StartReceiveThread() {
     if (thread) return;
     // Connect reports true all the same: it tells whether somebody accepted, and somebody did. The
     // connection is over, so later sends reach nobody and no line is ever queued.
+    // The error is asked for and dropped: no socket call has failed, so it says nothing about this.
     (void)::WSAGetLastError();
     const std::lock_guard guard(socketLock);
     CloseSocket(socket);

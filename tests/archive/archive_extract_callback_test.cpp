@@ -391,7 +391,7 @@ TEST_F(ArchiveExtractCallback, ThrowsOutOfMemoryWhenThePathCannotBeKept) {
     AddFile(0, std::wstring(5'000, L'x'));
     HRESULT thrown = S_OK;
     try {
-        const FailingAllocations none(/*atLeast=*/8'000);
+        const FailingAllocations none(FailingAllocations::FromSize{8'000});
         (void)GetStream(0);
     } catch (const _com_error& error) {
         thrown = error.Error();

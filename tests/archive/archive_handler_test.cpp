@@ -50,7 +50,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return row.param.name; });
 
 TEST(CreateArchiveHandlerWithoutMemory, GivesNone) {
-    const FailingAllocations none(/*atLeast=*/64);
+    const FailingAllocations none(FailingAllocations::FromSize{64});
 
     EXPECT_FALSE(intl::CreateArchiveHandler(ArchiveFormat::k7z));
 }
@@ -107,7 +107,7 @@ TEST_F(OpenedArchive, ClosesItsHandlerOnlyOnce) {
 
 TEST_F(OpenedArchive, SaysSoWhenThereIsNoHandler) {
     const auto file = Open("drivers.7z");
-    const FailingAllocations none(/*atLeast=*/64);
+    const FailingAllocations none(FailingAllocations::FromSize{64});
 
     const intl::OpenedArchive archive(ArchiveFormat::k7z, *file.Get(), nullptr, *callback.Get());
 

@@ -299,7 +299,7 @@ INSTANTIATE_TEST_SUITE_P(, SevenZipExtractorOnEncrypted,
 TEST_F(SevenZipExtractor, ReturnsAnErrorWhenThereIsNoHandler) {
     (void)extractor.SetArchivePath(TestArchive("drivers.7z"));
     const std::wstring path = destination.Path();
-    const FailingAllocations none(/*atLeast=*/64);
+    const FailingAllocations none(FailingAllocations::FromSize{64});
 
     EXPECT_EQ(Result(0x80040111), extractor.ExtractTo(path, nullptr));
 }
@@ -651,7 +651,7 @@ TEST_F(SevenZipExtractor, ClosesTheHandlerBeforeAnExceptionLeaves) {
 TEST_F(SevenZipExtractor, LetsOutThatItHasNoMemoryForAnItemsPath) {
     (void)extractor.SetArchivePath(TestArchive("drivers.7z"));
     const std::wstring path = destination.Path();
-    const Property longPath = Text(std::wstring(0x8'0000, L'x'));
+    const Property longPath = Text(std::wstring(0x80'0000, L'x'));
     const HandlerProperty longPaths(
         ArchiveFormat::k7z, [&](IInArchive* handler, UInt32 item, PROPID id, PROPVARIANT* value) {
             return item == 12 && id == kpidPath ? longPath(*value)
@@ -659,7 +659,7 @@ TEST_F(SevenZipExtractor, LetsOutThatItHasNoMemoryForAnItemsPath) {
         });
     HRESULT thrown = S_OK;
     try {
-        const FailingAllocations none(/*atLeast=*/0x10'0000);
+        const FailingAllocations none(FailingAllocations::FromSize{0x100'0000});
         (void)extractor.ExtractTo(path, nullptr);
     } catch (const _com_error& error) {
         thrown = error.Error();

@@ -1,8 +1,12 @@
-#include "command_line.h"
+#include "inf_installer/command_line.h"
 
 #include <gtest/gtest.h>
 
 namespace {
+
+using installer::ParseCommandLine;
+using installer::ParsedCommandLine;
+using installer::Request;
 
 constexpr const wchar_t* kProgram = L"C:\\Program Files\\Host App\\files\\inf\\InfInstallerx64.exe";
 

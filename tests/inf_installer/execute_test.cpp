@@ -1,4 +1,4 @@
-#include "inf_installer.h"
+#include "inf_installer/inf_installer.h"
 
 #include <gmock/gmock.h>
 #include <setupapi.h>
@@ -7,18 +7,32 @@
 #include <functional>
 #include <sstream>
 
+#include "common/elevation.h"
+#include "common/published_infs.h"
 #include "inf_installer/inf_test.h"
+#include "inf_installer/system_checks.h"
 #include "support/fake_api.h"
 #include "support/fake_os.h"
-#include "system_checks.h"
 
 namespace {
 
+using installer::Execute;
+using installer::ExitCode;
+using installer::InfReading;
+using installer::NativeMachine;
+using installer::ParsedCommandLine;
+using installer::ReadBytes;
+using installer::ReadInf;
+using installer::Report;
+using installer::Request;
+using installer::WrongToolMessage;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using tools::IsElevated;
+using tools::PublishedPath;
 
 // A function of newdev that takes an INF path.
 struct DriverFunction {

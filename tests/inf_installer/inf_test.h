@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "inf_file.h"
+#include "common/published_infs.h"
+#include "inf_installer/inf_file.h"
 #include "platform/directory_listing.h"
 #include "platform/paths.h"
-#include "published_infs.h"
 
 // A driver package as small as the system accepts it; `remark` makes it another one.
 [[nodiscard]] inline std::string PackageText(const std::string& remark = "",
@@ -38,7 +38,7 @@ protected:
         DeleteDirectoryTree(Folder());
         for (const auto& [name, content] : Published()) {
             if (before_.contains(name)) continue;
-            const std::wstring path = PublishedPath(name);
+            const std::wstring path = tools::PublishedPath(name);
             ::DeleteFileW(path.c_str());
             ::DeleteFileW((path.substr(0, path.size() - 4) + L".pnf").c_str());
         }
@@ -66,15 +66,15 @@ protected:
 
     // Puts a file where Windows publishes INF files.
     static void Publish(const std::wstring& name, const std::string& content) {
-        Write(PublishedPath(name), content);
+        Write(tools::PublishedPath(name), content);
     }
 
     // Every INF file in Windows' INF folder, byte for byte.
     [[nodiscard]] static Contents Published() {
         Contents contents;
-        (void)ForEachEntry(PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
+        (void)ForEachEntry(tools::PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
             contents[entry.cFileName] =
-                ReadBytes(PublishedPath(entry.cFileName)).value_or("unreadable");
+                installer::ReadBytes(tools::PublishedPath(entry.cFileName)).value_or("unreadable");
         });
         return contents;
     }

@@ -1,4 +1,4 @@
-#include "report.h"
+#include "inf_installer/report.h"
 
 #include <gmock/gmock.h>
 
@@ -7,6 +7,8 @@
 
 namespace {
 
+using installer::ReadBytes;
+using installer::Report;
 using testing::MatchesRegex;
 
 class ReportTest : public InfTest {
@@ -97,31 +99,6 @@ TEST_F(ReportTest, KeepsQuietWithoutAnOutput) {
     const FakeGetStdHandle noOutput([](DWORD) -> HANDLE { return INVALID_HANDLE_VALUE; });
 
     Report().Say(L"Installed");
-}
-
-using FakeFormatMessage = FakeApi<"FormatMessageW", decltype(::FormatMessageW)>;
-
-TEST(SystemText, IsTheTextOfTheSystemAndTheCode) {
-    EXPECT_EQ(L"File not found. (error 2)", SystemText(ERROR_FILE_NOT_FOUND));
-}
-
-TEST(SystemText, SaysSoWhenTheSystemHasNone) {
-    EXPECT_EQ(L"The system has no text for this. (error 54321)", SystemText(54321));
-}
-
-TEST(SystemText, FindsTheTextsOfTheSetupFunctionsUnderTheirResultCode) {
-    const FakeFormatMessage texts(
-        [](DWORD, const void*, DWORD code, DWORD, wchar_t* buffer, DWORD, va_list*) -> DWORD {
-            if (code != 0x800F0235u) return 0;
-            ::wcscpy_s(buffer, 100, L"Not from this program. ");
-            return 23;
-        });
-
-    EXPECT_EQ(L"Not from this program. (error 0xE0000235)", SystemText(0xE0000235u));
-}
-
-TEST(SystemText, WritesLargeCodesAsTheyAreLookedUp) {
-    EXPECT_EQ(L"The system has no text for this. (error 0xE0000101)", SystemText(0xE0000101u));
 }
 
 }  // namespace

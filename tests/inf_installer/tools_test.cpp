@@ -3,13 +3,15 @@
 #include <array>
 #include <chrono>
 
-#include "exit_code.h"
+#include "inf_installer/exit_code.h"
 #include "inf_installer/inf_test.h"
 #include "support/fake_os.h"
 #include "support/recorded_runs.h"
 
 namespace {
 
+using installer::ExitCode;
+using installer::ReadBytes;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -38,7 +38,9 @@ TEST(InstallerCommandLine, EscapesNothing) {
 
 class RunInfInstallerTest : public testing::Test {
 protected:
-    std::int32_t Run(Report report = DebugLog) { return RunInfInstaller(kTool, kInf, 1, report); }
+    std::int32_t Run(MessageChannel report = DebugLog) {
+        return RunInfInstaller(kTool, kInf, 1, report);
+    }
 
     FakeInstaller installer;
     CapturedDebugOutput debug;

@@ -5,7 +5,7 @@
 
 #include <cwchar>
 
-#include "api/fix_helper.h"
+#include "core/fix_helper.h"
 #include "support/captured_output.h"
 #include "support/fake_installer.h"
 #include "support/fake_os.h"
@@ -66,7 +66,7 @@ protected:
 
 struct FlowRow {
     const char* name;
-    std::int32_t (FixHelper::*run)(std::int32_t);
+    MendloftSetupResult (FixHelper::*run)(std::int32_t);
     const wchar_t* inf64;    // in the staging folder
     const char* infMissing;  // the message, without the path and the line end
     const char* toolMissing;
@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 struct InstalledRow {
     const char* name;
-    std::int32_t (FixHelper::*run)(std::int32_t);
+    MendloftSetupResult (FixHelper::*run)(std::int32_t);
     bool is64Bit;
     const wchar_t* inf;
 };
@@ -375,7 +375,7 @@ TEST_F(SetupFlowTest, RemovesANewerPackage) {
 
 struct NewerPackageRow {
     const char* name;
-    std::int32_t (FixHelper::*run)(std::int32_t);
+    MendloftSetupResult (FixHelper::*run)(std::int32_t);
     const wchar_t* inf32;  // in the staging folder
 };
 

@@ -5,13 +5,14 @@
 
 #include <gtest/gtest.h>
 
-#include "inf_installer/text.h"
+#include "common/text.h"
 #include "platform/unique_handle.h"
 
 namespace {
 
 using ctl::ParseWorkerArguments;
 using ctl::WorkerTask;
+using tools::ToUtf8;
 
 // As the worker itself gets them.
 std::vector<std::string> Split(const std::wstring& arguments) {

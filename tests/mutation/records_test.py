@@ -58,7 +58,7 @@ class Coverage(unittest.TestCase):
 
     def test_prefers_the_most_exact_row(self):
         self.assertEqual(["library_tests"],
-                         [program.name for program in coverage.programs_for("src/api/exports.cpp")])
+                         [program.name for program in coverage.programs_for("src/exports/exports.cpp")])
 
     def test_leaves_tests_out_by_a_filter(self):
         self.assertEqual(["--gtest_filter=-A.B:C.*"], coverage.Program("x", "A.B:C.*").arguments)

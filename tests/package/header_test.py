@@ -7,7 +7,7 @@ import unittest
 from support import GCC, GXX, ROOT, STRICT, PackageTest, installed, succeed
 
 HEADER = (ROOT / "include/mendloft/mendloft.h").read_text()
-EXPORTS = (ROOT / "src/api/libmendloft.def").read_text().split("EXPORTS")[1].split()
+EXPORTS = (ROOT / "src/exports/libmendloft.def").read_text().split("EXPORTS")[1].split()
 CLANG = shutil.which("clang")
 
 USE = """\

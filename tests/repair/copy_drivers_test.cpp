@@ -3,7 +3,7 @@
 #include <cwchar>
 #include <string_view>
 
-#include "api/fix_helper.h"
+#include "core/fix_helper.h"
 #include "support/captured_output.h"
 #include "support/fake_os.h"
 #include "support/repair_setting.h"

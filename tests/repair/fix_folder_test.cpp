@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "api/fix_helper.h"
+#include "core/fix_helper.h"
 #include "support/captured_output.h"
 #include "support/child_process.h"
 #include "support/fake_os.h"

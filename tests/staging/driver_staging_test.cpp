@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "api/fix_helper.h"
+#include "core/fix_helper.h"
 #include "support/fake_api.h"
 #include "support/repair_setting.h"
 

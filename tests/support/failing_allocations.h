@@ -1,13 +1,49 @@
 #pragma once
 
-#include <cstddef>
+#include <windows.h>
 
-// While it lives, operator new throws std::bad_alloc for blocks of `atLeast` bytes and more. For
-// test programs that have failing_allocations.cpp among their sources.
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "support/import_patch.h"
+
+// Makes allocations of this program fail while it lives, on whichever thread they come. `malloc`
+// returns null, and `new`, which goes the same way, throws std::bad_alloc. The two kinds do not
+// overlap in time.
 class FailingAllocations {
 public:
-    explicit FailingAllocations(std::size_t atLeast);
+    struct Number {
+        int which;  // the only one that fails, counted from 1
+    };
+    struct FromSize {
+        std::size_t bytes;  // all of that size and more fail
+    };
+
+    explicit FailingAllocations(Number number) { remaining_ = number.which; }
+    explicit FailingAllocations(FromSize size) { limit_ = size.bytes; }
     FailingAllocations(const FailingAllocations&) = delete;
     FailingAllocations& operator=(const FailingAllocations&) = delete;
-    ~FailingAllocations();
+    ~FailingAllocations() {
+        remaining_ = 0;
+        limit_ = SIZE_MAX;
+    }
+
+    // Whether the allocation of that number was asked for.
+    [[nodiscard]] bool Happened() const { return remaining_ == 0; }
+
+private:
+    using Malloc = void*(__cdecl*)(std::size_t);
+
+    static void* __cdecl Allocate(std::size_t size) {
+        if (size >= limit_) return nullptr;
+        if (remaining_ > 0 && --remaining_ == 0) return nullptr;
+        return real_(size);
+    }
+
+    static inline const Malloc real_ =
+        reinterpret_cast<Malloc>(::GetProcAddress(::GetModuleHandleW(L"msvcrt.dll"), "malloc"));
+    static inline std::atomic<int> remaining_ = 0;
+    static inline std::atomic<std::size_t> limit_ = SIZE_MAX;
+    ImportPatch patch_{::GetModuleHandleW(nullptr), "malloc", reinterpret_cast<void*>(&Allocate)};
 };

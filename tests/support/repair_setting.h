@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "api/library_state.h"
+#include "core/library_state.h"
 #include "support/temporary_folder.h"
 #include "support/wine.h"
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "support/fake_api.h"
-#include "support/failing_allocation.h"
+#include "support/failing_allocations.h"
 #include "support/process_counts.h"
 #include "telnet/virtual_slots.h"
 
@@ -97,7 +97,7 @@ TEST_P(LineWithoutMemory, IsLost) {
     while (connection.messages.size() < 127) connection.PushMessage("line", 4, 0);
     bool happened = false;
     const CountsAround counts([&] {
-        const FailingAllocation failing(GetParam());
+        const FailingAllocations failing(FailingAllocations::Number{GetParam()});
         connection.PushMessage("lost", 4, 0);
         happened = failing.Happened();
     });

@@ -1,8 +1,14 @@
-#include "command_line.h"
+#include "inf_installer/command_line.h"
 
 #include <optional>
 
-#include "text.h"
+#include "common/paths.h"
+#include "common/text.h"
+
+namespace installer {
+
+using tools::EqualIgnoringCase;
+using tools::FileNameOf;
 
 const std::wstring_view kUsage =
     L"Installs or removes one driver package.\n"
@@ -174,3 +180,5 @@ private:
 ParsedCommandLine ParseCommandLine(std::wstring_view commandLine, std::wstring_view programPath) {
     return Parser(commandLine.substr(LengthOfProgram(commandLine, programPath))).Parse();
 }
+
+}  // namespace installer

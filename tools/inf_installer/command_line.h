@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+namespace installer {
+
 // What the tool is asked to do.
 struct Request {
     enum class Action { kNone, kHelp, kInstall, kRemove };
@@ -29,3 +31,5 @@ extern const std::wstring_view kUsage;
 // only ever starts or ends a stretch in which blanks are kept, and backslashes mean themselves.
 [[nodiscard]] ParsedCommandLine ParseCommandLine(std::wstring_view commandLine,
                                                  std::wstring_view programPath);
+
+}  // namespace installer

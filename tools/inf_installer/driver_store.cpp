@@ -1,20 +1,17 @@
-#include "driver_store.h"
+#include "inf_installer/driver_store.h"
 
 #include <setupapi.h>
 
-#include <array>
+#include "common/paths.h"
+#include "common/unique_module.h"
 
-#include "platform/unique_handle.h"
-#include "text.h"
+namespace installer {
+
+using tools::FolderOf;
+using tools::SystemFolder;
+using tools::UniqueModule;
 
 namespace {
-
-struct ModuleTraits {
-    using Value = HMODULE;
-    static Value Empty() noexcept { return nullptr; }
-    static void Close(Value value) noexcept { ::FreeLibrary(value); }
-};
-using UniqueModule = Unique<ModuleTraits>;
 
 CallResult ResultOf(BOOL succeeded, BOOL restartNeeded = FALSE) {
     if (!succeeded) return {::GetLastError(), false};
@@ -23,10 +20,7 @@ CallResult ResultOf(BOOL succeeded, BOOL restartNeeded = FALSE) {
 
 // Loaded by its full path, so that no file of that name beside the tool runs with its rights.
 UniqueModule LoadNewdev() {
-    std::array<wchar_t, MAX_PATH> folder{};
-    const UINT length = ::GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
-    return UniqueModule(
-        ::LoadLibraryW((std::wstring(folder.data(), length) + L"\\newdev.dll").c_str()));
+    return UniqueModule(::LoadLibraryW((SystemFolder() + L"\\newdev.dll").c_str()));
 }
 
 // The functions of newdev that take an INF path have one shape. They are looked up because neither
@@ -64,3 +58,5 @@ std::optional<CallResult> UninstallFromDevices(const std::wstring& publishedPath
 CallResult RemoveFromDriverStore(const std::wstring& name) {
     return ResultOf(::SetupUninstallOEMInfW(name.c_str(), SUOI_FORCEDELETE, nullptr));
 }
+
+}  // namespace installer

@@ -7,6 +7,8 @@
 
 // The system's calls on driver packages.
 
+namespace installer {
+
 struct CallResult {
     DWORD error = ERROR_SUCCESS;
     bool restartNeeded = false;
@@ -25,3 +27,5 @@ struct CallResult {
 
 // Removes the package published as `name` from the driver store, also when devices use it.
 [[nodiscard]] CallResult RemoveFromDriverStore(const std::wstring& name);
+
+}  // namespace installer

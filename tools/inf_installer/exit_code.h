@@ -1,5 +1,7 @@
 #pragma once
 
+namespace installer {
+
 // How the tool ends.
 enum class ExitCode : int {
     kDone = 0,
@@ -9,3 +11,5 @@ enum class ExitCode : int {
     kRefused = 4,  // by Windows; its text and code have been told
     kDoneButRestartNeeded = 10,
 };
+
+}  // namespace installer

@@ -1,13 +1,18 @@
-#include "inf_file.h"
+#include "inf_installer/inf_file.h"
 
 #include <setupapi.h>
 
-#include <cstddef>
-#include <vector>
-
+#include "common/paths.h"
+#include "common/system_text.h"
+#include "inf_installer/report.h"
 #include "platform/unique_handle.h"
-#include "report.h"
-#include "text.h"
+
+namespace installer {
+
+using tools::FileNameOf;
+using tools::FullPath;
+using tools::LongPath;
+using tools::SystemText;
 
 namespace {
 
@@ -20,27 +25,10 @@ struct InfTraits {
 };
 using UniqueInf = Unique<InfTraits>;
 
-// Calls one of the functions that write a path into a buffer and tell how long it had to be.
-template <typename Function>
-std::wstring PathFrom(Function function) {
-    std::wstring path(MAX_PATH, L'\0');
-    DWORD length = function(path.data(), static_cast<DWORD>(path.size()));
-    if (length >= path.size()) {
-        path.resize(length);
-        length = function(path.data(), static_cast<DWORD>(path.size()));
-    }
-    path.resize(length < path.size() ? length : 0);
-    return path;
-}
-
-// The full path in its long form: published packages are recognised by the long name of their file.
-std::wstring FullPath(const std::wstring& path) {
-    const std::wstring full = PathFrom([&](wchar_t* buffer, DWORD size) {
-        return ::GetFullPathNameW(path.c_str(), size, buffer, nullptr);
-    });
-    const std::wstring longPath = PathFrom([&](wchar_t* buffer, DWORD size) {
-        return ::GetLongPathNameW(full.c_str(), buffer, size);
-    });
+// Published packages are recognised by the long name of their file.
+std::wstring FullLongPath(const std::wstring& path) {
+    const std::wstring full = FullPath(path);
+    const std::wstring longPath = LongPath(full);
     return longPath.empty() ? full : longPath;
 }
 
@@ -57,7 +45,7 @@ std::wstring Parse(const std::wstring& path) {
 
 InfReading ReadInf(const std::wstring& path) {
     InfFile inf;
-    inf.path = FullPath(path);
+    inf.path = FullLongPath(path);
     inf.name = FileNameOf(inf.path);
     std::optional<std::string> content = ReadBytes(inf.path);
     if (!content) {
@@ -89,19 +77,4 @@ std::optional<std::string> ReadBytes(const std::wstring& path) {
     return bytes;
 }
 
-std::optional<std::wstring> QueryOriginalName(const std::wstring& path) {
-    DWORD size = 0;
-    if (!::SetupGetInfInformationW(path.c_str(), INFINFO_INF_NAME_IS_ABSOLUTE, nullptr, 0, &size)) {
-        return std::nullopt;
-    }
-    std::vector<std::byte> buffer(size);
-    auto* const information = reinterpret_cast<SP_INF_INFORMATION*>(buffer.data());
-    SP_ORIGINAL_FILE_INFO_W original{};
-    original.cbSize = sizeof(original);
-    if (!::SetupGetInfInformationW(path.c_str(), INFINFO_INF_NAME_IS_ABSOLUTE, information, size,
-                                   nullptr) ||
-        !::SetupQueryInfOriginalFileInformationW(information, 0, nullptr, &original)) {
-        return std::nullopt;
-    }
-    return original.OriginalInfName;
-}
+}  // namespace installer

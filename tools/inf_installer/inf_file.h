@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace installer {
+
 // An INF file that the tool was given.
 struct InfFile {
     std::wstring path;    // full
@@ -25,6 +27,4 @@ struct InfReading {
 // larger than any INF file could be.
 [[nodiscard]] std::optional<std::string> ReadBytes(const std::wstring& path);
 
-// The name that the INF file at the full path `path` had before Windows published it. Windows
-// answers with the file's present name where it has recorded none.
-[[nodiscard]] std::optional<std::wstring> QueryOriginalName(const std::wstring& path);
+}  // namespace installer

@@ -1,15 +1,25 @@
-#include "inf_installer.h"
+#include "inf_installer/inf_installer.h"
 
 #include <windows.h>
 #include <setupapi.h>
 
 #include <algorithm>
 
-#include "driver_store.h"
-#include "inf_file.h"
+#include "common/elevation.h"
+#include "common/published_infs.h"
+#include "common/system_text.h"
+#include "inf_installer/driver_store.h"
+#include "inf_installer/inf_file.h"
+#include "inf_installer/published_copies.h"
+#include "inf_installer/system_checks.h"
 #include "platform/paths.h"
-#include "published_infs.h"
-#include "system_checks.h"
+
+namespace installer {
+
+using tools::IsElevated;
+using tools::IsOemName;
+using tools::PublishedPath;
+using tools::SystemText;
 
 namespace {
 
@@ -150,3 +160,5 @@ ExitCode Execute(const ParsedCommandLine& commandLine, Report& report) {
     }
     return Perform(commandLine.request, report);
 }
+
+}  // namespace installer

@@ -1,8 +1,12 @@
 #pragma once
 
-#include "command_line.h"
-#include "exit_code.h"
-#include "report.h"
+#include "inf_installer/command_line.h"
+#include "inf_installer/exit_code.h"
+#include "inf_installer/report.h"
+
+namespace installer {
 
 // Does what was asked for and tells about it.
 [[nodiscard]] ExitCode Execute(const ParsedCommandLine& commandLine, Report& report);
+
+}  // namespace installer

@@ -5,6 +5,8 @@
 
 #include "platform/unique_handle.h"
 
+namespace installer {
+
 // Tells people what happens: on standard output, if the tool has one, and in the log file, if one
 // was asked for. The setup flows start the tool without a window and look at nothing it says.
 class Report {
@@ -22,6 +24,4 @@ private:
     UniqueFile log_;
 };
 
-// The system's own text for an error code of the system or of its set-up functions, and the code:
-// "Access denied. (error 5)".
-[[nodiscard]] std::wstring SystemText(DWORD error);
+}  // namespace installer

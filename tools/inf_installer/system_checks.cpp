@@ -1,21 +1,8 @@
-#include "system_checks.h"
+#include "inf_installer/system_checks.h"
 
 #include "platform/os_probes.h"
-#include "platform/unique_handle.h"
 
-bool IsElevated() {
-    SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
-    UniqueSid administrators;
-    if (!::AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID,
-                                    DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0,
-                                    administrators.Receive())) {
-        return false;
-    }
-    // In the token of an administrator who has not elevated, the group only denies and does not
-    // count.
-    BOOL isMember = FALSE;
-    return ::CheckTokenMembership(nullptr, administrators.Get(), &isMember) && isMember;
-}
+namespace installer {
 
 WORD NativeMachine() {
     using IsWow64Process2 =
@@ -48,3 +35,5 @@ std::wstring WrongToolMessage(WORD toolMachine, WORD nativeMachine) {
                    L"(such as ARM64): driver packages cannot be installed or removed here.";
     }
 }
+
+}  // namespace installer

@@ -4,9 +4,7 @@
 
 #include <string>
 
-// Whether this process has the rights of an administrator now, which installing and removing driver
-// packages takes.
-[[nodiscard]] bool IsElevated();
+namespace installer {
 
 // The processor that Windows itself is made for, as IMAGE_FILE_MACHINE_*, also when this process is
 // run by an emulation.
@@ -22,3 +20,5 @@ inline constexpr WORD kToolMachine = IMAGE_FILE_MACHINE_AMD64;
 #else
 inline constexpr WORD kToolMachine = IMAGE_FILE_MACHINE_I386;
 #endif
+
+}  // namespace installer

@@ -2,9 +2,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "mendloftctl/encoding.h"
+#include "common/text.h"
 
 namespace ctl {
+
+using tools::FromUtf8;
 
 namespace {
 

@@ -3,11 +3,14 @@
 #include <array>
 #include <cstdio>
 
-#include "inf_installer/report.h"
-#include "inf_installer/text.h"
+#include "common/system_text.h"
+#include "common/text.h"
 #include "mendloftctl/meanings.h"
 
 namespace ctl {
+
+using tools::SystemText;
+using tools::ToUtf8;
 
 namespace {
 

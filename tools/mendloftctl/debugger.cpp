@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <utility>
 
-#include "mendloftctl/encoding.h"
+#include "common/text.h"
 #include "platform/unique_handle.h"
 
 namespace ctl {
+
+using tools::FromAnsi;
 
 namespace {
 

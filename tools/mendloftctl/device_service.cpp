@@ -2,11 +2,14 @@
 
 #include <windows.h>
 
-#include "inf_installer/report.h"
-#include "inf_installer/text.h"
+#include "common/system_text.h"
+#include "common/text.h"
 #include "platform/unique_handle.h"
 
 namespace ctl {
+
+using tools::SystemText;
+using tools::ToUtf8;
 
 namespace {
 

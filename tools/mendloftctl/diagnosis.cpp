@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "api/fix_helper.h"
-#include "inf_installer/inf_file.h"
-#include "inf_installer/published_infs.h"
-#include "inf_installer/system_checks.h"
-#include "inf_installer/text.h"
-#include "install/driver_packages.h"
+#include "common/elevation.h"
+#include "common/paths.h"
+#include "common/published_infs.h"
+#include "common/text.h"
+#include "core/driver_packages.h"
+#include "core/fix_helper.h"
 #include "install/library_folder.h"
 #include "mendloftctl/device_service.h"
 #include "mendloftctl/library_functions.h"
@@ -18,6 +18,14 @@
 #include "staging/driver_staging.h"
 
 namespace ctl {
+
+using tools::EqualIgnoringCase;
+using tools::FileNameOf;
+using tools::IsElevated;
+using tools::IsOemName;
+using tools::ParentFolder;
+using tools::PublishedPath;
+using tools::QueryOriginalName;
 
 namespace {
 
@@ -57,10 +65,7 @@ FolderFacts LookAtFolder(const std::wstring& path) {
 std::vector<std::wstring> StoreFolders(const RTL_OSVERSIONINFOW& windows) {
     FixHelper helper;
     helper.InitStorePaths(windows.dwMajorVersion, windows.dwMinorVersion);
-    std::vector<std::wstring> folders{helper.usbStorePath, helper.usbStorePath2,
-                                      helper.netStorePath};
-    std::erase(folders, L"");
-    return folders;
+    return helper.StorePaths();
 }
 
 std::wstring StagingFolder() {
@@ -68,8 +73,7 @@ std::wstring StagingFolder() {
 }
 
 std::wstring InstalledInf(const DriverPackage& package, const std::wstring& libraryFolder) {
-    if (!package.installedInf.Exists()) return {};
-    return DrivePrefix(libraryFolder, CommonFilesFolder()) + package.installedInf.For(IsOs64Bit());
+    return package.InstalledInf(DrivePrefix(libraryFolder, CommonFilesFolder()), IsOs64Bit());
 }
 
 // The INF files in Windows' own folder that came from the one of that name. Windows publishes them
@@ -89,7 +93,7 @@ std::vector<FileFacts> FindPublished(std::wstring_view infName) {
 
 PackageFacts LookAtPackage(const LibraryFunction& function, const std::wstring& libraryFolder) {
     const DriverPackage& package = *function.driverFiles;
-    const std::wstring staged = StagingFolder() + package.stagedInf.For(IsOs64Bit());
+    const std::wstring staged = package.StagedInf(StagingFolder(), IsOs64Bit());
     return {.name = std::string(function.package),
             .installedInf = LookAtFile(InstalledInf(package, libraryFolder), VersionOfInf),
             .stagedInf = LookAtFile(staged, VersionOfInf),
@@ -99,7 +103,7 @@ PackageFacts LookAtPackage(const LibraryFunction& function, const std::wstring& 
 }  // namespace
 
 Diagnosis Diagnose(const std::wstring& library) {
-    const std::wstring libraryFolder = FolderOfFile(library);
+    const std::wstring libraryFolder = ParentFolder(library);
     Diagnosis diagnosis;
     diagnosis.windows = WindowsVersion();
     diagnosis.is64Bit = IsOs64Bit();
@@ -120,7 +124,7 @@ Diagnosis Diagnose(const std::wstring& library) {
 Plan MakeDiagnosisPlan(const std::wstring& library) {
     constexpr const char* list = "list folder";
     constexpr const char* lookFor = "look for";
-    const std::wstring libraryFolder = FolderOfFile(library);
+    const std::wstring libraryFolder = ParentFolder(library);
     Plan plan;
     const auto add = [&](const char* action, const std::wstring& what) {
         plan.steps.push_back({action, what, L"", ""});

@@ -1,11 +1,13 @@
 #include <array>
 #include <cstdio>
 
-#include "inf_installer/text.h"
+#include "common/text.h"
 #include "mendloftctl/device_service.h"
 #include "mendloftctl/diagnosis.h"
 
 namespace ctl {
+
+using tools::ToUtf8;
 
 namespace {
 

@@ -6,22 +6,18 @@
 #include "archive/archive_open_callback.h"
 #include "archive/item_properties.h"
 #include "archive/stream_wrappers.h"
+#include "common/unique_module.h"
 #include "platform/unique_handle.h"
 #include "staging/driver_staging.h"
 
 namespace ctl {
 
+using tools::UniqueModule;
+
 namespace {
 
 using SevenZip::intl::MakeCom;
 using SevenZip::intl::UniqueCom;
-
-struct ModuleTraits {
-    using Value = HMODULE;
-    static Value Empty() noexcept { return nullptr; }
-    static void Close(Value value) noexcept { ::FreeLibrary(value); }
-};
-using UniqueModule = Unique<ModuleTraits>;
 
 std::span<const std::byte> FindArchive(HMODULE library) {
     const HRSRC resource =

@@ -6,11 +6,13 @@
 #include <string_view>
 #include <utility>
 
+#include "common/text.h"
 #include "mendloftctl/child_process.h"
 #include "mendloftctl/debugger.h"
-#include "mendloftctl/encoding.h"
 
 namespace ctl {
+
+using tools::FromAnsi;
 
 namespace {
 
@@ -55,9 +57,10 @@ private:
     std::string rest_;
 };
 
-class Worker {
+// Starts the worker process of one call, watches it and all that it starts, and hears its answer.
+class Supervisor {
 public:
-    Worker(const LibraryCall& call, const CallObserver& observer)
+    Supervisor(const LibraryCall& call, const CallObserver& observer)
         : call_(call), observer_(observer) {}
 
     CallOutcome Run() {
@@ -219,7 +222,7 @@ private:
 }  // namespace
 
 CallOutcome MakeCall(const LibraryCall& call, const CallObserver& observer) {
-    return Worker(call, observer).Run();
+    return Supervisor(call, observer).Run();
 }
 
 }  // namespace ctl

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "install/driver_packages.h"
+#include "core/driver_packages.h"
 
 namespace ctl {
 

@@ -14,11 +14,6 @@ std::wstring TemporaryDirectory() {
     return length <= MAX_PATH ? std::wstring(path.data(), length) : std::wstring();
 }
 
-std::wstring FolderOfFile(const std::wstring& path) {
-    const std::size_t separator = path.rfind(L'\\');
-    return separator == std::wstring::npos ? std::wstring() : path.substr(0, separator);
-}
-
 RTL_OSVERSIONINFOW WindowsVersion() {
     RTL_OSVERSIONINFOW version{};
     version.dwOSVersionInfoSize = sizeof(version);

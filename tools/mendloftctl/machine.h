@@ -11,9 +11,6 @@ namespace ctl {
 // The user's temporary directory, with a backslash at its end; empty when the system tells none.
 [[nodiscard]] std::wstring TemporaryDirectory();
 
-// `path` without what stands behind its last backslash, and without that.
-[[nodiscard]] std::wstring FolderOfFile(const std::wstring& path);
-
 // All zero when the system does not tell.
 [[nodiscard]] RTL_OSVERSIONINFOW WindowsVersion();
 

@@ -3,30 +3,30 @@
 #include <algorithm>
 #include <iterator>
 
-#include "api/fix_helper.h"
+#include "mendloft/mendloft.h"
 
 namespace ctl {
 
 namespace {
 
 constexpr Meaning kMeanings[] = {
-    {ResultKind::kFolder, FixHelper::kFoldersBuilt, ExitStatus::kSuccess,
+    {ResultKind::kFolder, kMendloftFoldersBuilt, ExitStatus::kSuccess,
      "The driver-store folders were created, secured and filled, as far as Windows let it."},
-    {ResultKind::kFolder, FixHelper::kDone, ExitStatus::kSuccess,
+    {ResultKind::kFolder, kMendloftFoldersGone, ExitStatus::kSuccess,
      "None of the driver-store folders is there any more."},
-    {ResultKind::kFolder, FixHelper::kFailed, ExitStatus::kFailed,
+    {ResultKind::kFolder, kMendloftFoldersFailed, ExitStatus::kFailed,
      "The driver archive could not be unpacked, or a driver-store folder could not be removed."},
-    {ResultKind::kFolder, FixHelper::kOldSystem, ExitStatus::kOldWindows,
+    {ResultKind::kFolder, kMendloftFoldersOldSystem, ExitStatus::kOldWindows,
      "This Windows is older than Windows Vista; nothing was done."},
 
-    {ResultKind::kSetup, FixHelper::kInstallerRan, ExitStatus::kSuccess,
+    {ResultKind::kSetup, kMendloftSetupToolRan, ExitStatus::kSuccess,
      "The installer tool was started and has ended; what it ended with is not known."},
-    {ResultKind::kSetup, FixHelper::kInfMissing, ExitStatus::kInfMissing,
+    {ResultKind::kSetup, kMendloftSetupInfMissing, ExitStatus::kInfMissing,
      "No INF file of this driver package was found, neither installed nor unpacked from the driver "
      "archive."},
-    {ResultKind::kSetup, FixHelper::kInstallerMissing, ExitStatus::kInstallerMissing,
+    {ResultKind::kSetup, kMendloftSetupToolMissing, ExitStatus::kInstallerMissing,
      "The installer tool is not in the folder files\\inf beside the library."},
-    {ResultKind::kSetup, FixHelper::kInstallerNotStarted, ExitStatus::kInstallerNotStarted,
+    {ResultKind::kSetup, kMendloftSetupToolNotStarted, ExitStatus::kInstallerNotStarted,
      "Windows could not start the installer tool."},
 
     {ResultKind::kPort, 1, ExitStatus::kSuccess,

@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "inf_installer/text.h"
+#include "common/text.h"
 #include "mendloftctl/meanings.h"
 #include "mendloftctl/plan.h"
 
 namespace ctl {
+
+using tools::ToUtf8;
 
 namespace {
 

@@ -8,11 +8,14 @@
 #include <cstdint>
 #include <cwchar>
 
+#include "common/paths.h"
 #include "platform/directory_listing.h"
 #include "platform/paths.h"
 #include "platform/unique_handle.h"
 
 namespace ctl {
+
+using tools::WindowsFolder;
 
 namespace {
 
@@ -84,10 +87,7 @@ bool PrivateFolder::Remove() {
 }
 
 std::wstring PrivateFolderParent() {
-    std::array<wchar_t, MAX_PATH> windows{};
-    const UINT length =
-        ::GetSystemWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size()));
-    return std::wstring(windows.data(), length) + L"\\Temp";
+    return WindowsFolder() + L"\\Temp";
 }
 
 }  // namespace ctl

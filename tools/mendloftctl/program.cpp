@@ -7,9 +7,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "inf_installer/report.h"
-#include "inf_installer/system_checks.h"
-#include "inf_installer/text.h"
+#include "common/elevation.h"
+#include "common/paths.h"
+#include "common/system_text.h"
+#include "common/text.h"
 #include "install/library_folder.h"
 #include "mendloftctl/arguments.h"
 #include "mendloftctl/call_report.h"
@@ -25,6 +26,13 @@
 
 namespace ctl {
 
+using tools::FolderOf;
+using tools::FullPath;
+using tools::IsElevated;
+using tools::ParentFolder;
+using tools::SystemText;
+using tools::ToUtf8;
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -33,13 +41,6 @@ constexpr const wchar_t* kLibraryName = L"libmendloft.dll";
 
 std::string Dump(const Json& json) {
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-std::wstring FullPath(const std::wstring& path) {
-    std::array<wchar_t, 32'768> full{};
-    const DWORD length =
-        ::GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-    return length < full.size() ? std::wstring(full.data(), length) : path;
 }
 
 class Program {
@@ -93,7 +94,7 @@ private:
             *arguments_.function, arguments_.argument,
             {.majorVersion = windows.dwMajorVersion,
              .minorVersion = windows.dwMinorVersion,
-             .libraryFolder = FolderOfFile(library_),
+             .libraryFolder = ParentFolder(library_),
              .commonFilesFolder = CommonFilesFolder(),
              .temporaryDirectory = usesPrivateFolder ? privateFolder + L"\\" : TemporaryDirectory(),
              .archive = archive.value_or(std::vector<ArchiveItem>())});

@@ -3,10 +3,12 @@
 #include <charconv>
 #include <cstdio>
 
-#include "mendloftctl/encoding.h"
+#include "common/text.h"
 #include "mendloftctl/library_functions.h"
 
 namespace ctl {
+
+using tools::FromUtf8;
 
 namespace {
 

@@ -27,13 +27,13 @@ _TOOL = Program("mendloftctl_tests")
 
 # The first row whose beginning matches a source's path counts.
 _ROWS = [
-    ("src/api/exports.cpp", [_LIBRARY]),
-    ("src/api/dll_main.cpp", [_LIBRARY]),
-    ("src/api/entry_point.cpp", [_LIBRARY, _PROOF]),
-    ("src/api/boolean_argument.h", [_INSTALL]),
-    ("src/api/", [_REPAIR, _INSTALL]),
+    ("src/exports/exports.cpp", [_LIBRARY]),
+    ("src/exports/dll_main.cpp", [_LIBRARY]),
+    ("src/exports/entry_point.cpp", [_LIBRARY, _PROOF]),
+    ("src/core/boolean_argument.h", [_INSTALL]),
+    ("src/core/driver_packages.cpp", [_INSTALL, _TOOL]),
+    ("src/core/", [_REPAIR, _INSTALL]),
     ("src/archive/", [_ARCHIVE]),
-    ("src/install/driver_packages.cpp", [_INSTALL, _TOOL]),
     ("src/install/", [_INSTALL]),
     ("src/platform/", [_PLATFORM, _REPAIR]),
     ("src/repair/", [_REPAIR]),

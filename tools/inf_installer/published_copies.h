@@ -4,19 +4,16 @@
 #include <string_view>
 #include <vector>
 
-#include "inf_file.h"
+#include "inf_installer/inf_file.h"
 
-// An INF file in Windows' own INF folder.
+namespace installer {
+
+// An INF file in Windows' own INF folder. Its copies are what Windows publishes of a package.
 struct PublishedInf {
     std::wstring name;          // such as "oem3.inf"
     std::wstring originalName;  // the name it had before it was published
     std::string content;
 };
-
-// Whether Windows gives such a name to the INF of a package that is not its own: "oem", a number
-// and
-// ".inf".
-[[nodiscard]] bool IsOemName(std::wstring_view name);
 
 // Whether `published` is the very file `given`: the same original name, where one is recorded, and
 // the same bytes. Windows publishes an INF unchanged, because its catalog vouches for every byte,
@@ -27,5 +24,4 @@ struct PublishedInf {
 // them.
 [[nodiscard]] std::vector<std::wstring> FindPublishedCopies(const InfFile& given);
 
-// The full path of the published INF file of that name.
-[[nodiscard]] std::wstring PublishedPath(std::wstring_view name);
+}  // namespace installer

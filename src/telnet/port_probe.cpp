@@ -1,4 +1,4 @@
-#include "telnet/port_test.h"
+#include "telnet/port_probe.h"
 
 #include <memory>
 #include <new>
@@ -6,7 +6,6 @@
 #include "telnet/my_telnet.h"
 
 bool TestServicePort(std::int32_t port) try {
-    // Made of its own fields' initial values; there is nothing in it that clearing could add to.
     const auto endpoint = std::make_unique<TELNET::MyTelnet>(false, port, 0);
     if (!endpoint->IsReady()) return false;
     // Never false here, because a connection without a reader counts too. Destroying the endpoint

@@ -1,4 +1,4 @@
-#include "telnet/port_test.h"
+#include "telnet/port_probe.h"
 
 #include <gmock/gmock.h>
 
@@ -7,7 +7,7 @@
 #include <thread>
 #include <utility>
 
-#include "support/failing_allocation.h"
+#include "support/failing_allocations.h"
 #include "support/process_counts.h"
 #include "telnet/fake_sockets.h"
 #include "telnet/loopback.h"
@@ -305,7 +305,7 @@ TEST(TestServicePort, StartsWindowsSocketsOnceForEachCall) {
 
 TEST(TestServicePort, IsFalseWithoutMemoryForItsEndpoint) {
     const LoopbackListener listener;
-    const FailingAllocation failing(1);
+    const FailingAllocations failing(FailingAllocations::Number{1});
 
     EXPECT_FALSE(TestServicePort(listener.Port()));
 }
@@ -316,7 +316,7 @@ TEST(TestServicePort, ThrowsNothingAndLeavesNothingBehindWhicheverAllocationFail
     const CountsAround counts([&] {
         allocations = 0;
         for (bool happened = true; happened; ++allocations) {
-            const FailingAllocation failing(allocations + 1);
+            const FailingAllocations failing(FailingAllocations::Number{allocations + 1});
             (void)TestServicePort(listener.Port());
             happened = failing.Happened();
         }

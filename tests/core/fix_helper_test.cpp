@@ -1,4 +1,4 @@
-#include "api/fix_helper.h"
+#include "core/fix_helper.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,8 @@
-#include "text.h"
+#include "common/text.h"
 
 #include <windows.h>
+
+namespace tools {
 
 namespace {
 
@@ -10,23 +12,19 @@ std::wstring Upper(std::wstring_view text) {
     return upper;
 }
 
-std::size_t LengthOfFolder(std::wstring_view path) {
-    const std::size_t separator = path.find_last_of(L"\\/:");
-    return separator == std::wstring_view::npos ? 0 : separator + 1;
+// Both conversions ask for the size first: a length given in characters writes no terminator.
+std::wstring ToWide(std::string_view bytes, UINT codePage) {
+    const int length = static_cast<int>(bytes.size());
+    const int size = ::MultiByteToWideChar(codePage, 0, bytes.data(), length, nullptr, 0);
+    std::wstring text(static_cast<std::size_t>(size), L'\0');
+    ::MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), size);
+    return text;
 }
 
 }  // namespace
 
 bool EqualIgnoringCase(std::wstring_view one, std::wstring_view other) {
     return one.size() == other.size() && Upper(one) == Upper(other);
-}
-
-std::wstring_view FileNameOf(std::wstring_view path) {
-    return path.substr(LengthOfFolder(path));
-}
-
-std::wstring_view FolderOf(std::wstring_view path) {
-    return path.substr(0, LengthOfFolder(path));
 }
 
 std::string ToUtf8(std::wstring_view text) {
@@ -37,3 +35,13 @@ std::string ToUtf8(std::wstring_view text) {
     ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
     return bytes;
 }
+
+std::wstring FromUtf8(std::string_view bytes) {
+    return ToWide(bytes, CP_UTF8);
+}
+
+std::wstring FromAnsi(std::string_view bytes) {
+    return ToWide(bytes, CP_ACP);
+}
+
+}  // namespace tools

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "api/library_state.h"
+#include "core/library_state.h"
 
 // Keeps the module handle, with which the library finds its resource and its own folder, and
 // nothing more: the loader lock is held here.

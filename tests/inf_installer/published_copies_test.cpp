@@ -1,39 +1,23 @@
-#include "published_infs.h"
+#include "inf_installer/published_copies.h"
 
 #include <gmock/gmock.h>
 #include <setupapi.h>
 
 #include <map>
 
+#include "common/published_infs.h"
 #include "inf_installer/inf_test.h"
 #include "support/fake_api.h"
 
 namespace {
 
+using installer::FindPublishedCopies;
+using installer::InfFile;
+using installer::IsPublishedCopyOf;
+using installer::ReadInf;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-struct Name {
-    const char* description;
-    const wchar_t* name;
-    bool isOemName;
-};
-
-class IsOemNameOf : public testing::TestWithParam<Name> {};
-
-TEST_P(IsOemNameOf, Is) {
-    EXPECT_EQ(GetParam().isOemName, IsOemName(GetParam().name));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    , IsOemNameOf,
-    testing::Values(Name{"OneDigit", L"oem0.inf", true}, Name{"ManyDigits", L"oem1234.inf", true},
-                    Name{"Capitals", L"OEM7.INF", true}, Name{"NoDigit", L"oem.inf", false},
-                    Name{"ALetter", L"oem1a.inf", false},
-                    Name{"ANameOfItsOwn", L"usbaapl64.inf", false},
-                    Name{"AnotherExtension", L"oem1.pnf", false},
-                    Name{"AnotherStart", L"aoem1.inf", false}, Name{"Nothing", L"", false}),
-    [](const auto& row) { return row.param.description; });
+using tools::PublishedPath;
 
 const InfFile kGiven{L"C:\\x\\usbaapl64.inf", L"usbaapl64.inf", "content"};
 

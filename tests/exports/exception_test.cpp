@@ -5,7 +5,7 @@
 
 #include <mendloft/mendloft.h>
 
-#include "api/fix_helper.h"
+#include "core/fix_helper.h"
 #include "archive/handler_patch.h"
 #include "support/captured_output.h"
 #include "support/repair_setting.h"

@@ -1,4 +1,4 @@
-#include "api/library_state.h"
+#include "core/library_state.h"
 
 HMODULE g_libraryModule = nullptr;
 std::wstring StagedUsbInfPath;

@@ -3,31 +3,23 @@
 #include <cstdint>
 #include <memory>
 
-#include "api/boolean_argument.h"
-#include "api/fix_helper.h"
+#include "core/boolean_argument.h"
+#include "core/fix_helper.h"
+#include "install/setup_flow.h"  // FixHelper's SetUp routines
 #include "platform/diagnostics.h"
-#include "telnet/port_test.h"
+#include "repair/folder_repair.h"  // FixHelper::FixFolder
+#include "telnet/port_probe.h"
 
 // The functions that libmendloft.def exports. Each takes one 32-bit argument, which the caller
 // removes, and passes on the result of the one routine that it runs.
 
 namespace {
 
-// Hosts know the results by the names of the public header.
-static_assert(int{kMendloftFoldersGone} == FixHelper::kDone);
-static_assert(int{kMendloftFoldersFailed} == FixHelper::kFailed);
-static_assert(int{kMendloftFoldersOldSystem} == FixHelper::kOldSystem);
-static_assert(int{kMendloftFoldersBuilt} == FixHelper::kFoldersBuilt);
-static_assert(int{kMendloftSetupToolRan} == FixHelper::kInstallerRan);
-static_assert(int{kMendloftSetupInfMissing} == FixHelper::kInfMissing);
-static_assert(int{kMendloftSetupToolMissing} == FixHelper::kInstallerMissing);
-static_assert(int{kMendloftSetupToolNotStarted} == FixHelper::kInstallerNotStarted);
-
-using SetupRoutine = std::int32_t (FixHelper::*)(std::int32_t repair);
+using SetupRoutine = MendloftSetupResult (FixHelper::*)(std::int32_t repair);
 
 std::int32_t RunSetup(SetupRoutine setUp, std::int32_t repair, const wchar_t* resultLine) {
     const auto helper = std::make_shared<FixHelper>();
-    const std::int32_t result = (*helper.*setUp)(repair);
+    const MendloftSetupResult result = (*helper.*setUp)(repair);
     DebugLog(resultLine, result);
     return result;
 }

@@ -1,21 +1,19 @@
-#include "published_infs.h"
+#include "inf_installer/published_copies.h"
 
 #include <windows.h>
 
-#include <algorithm>
-#include <array>
-
+#include "common/published_infs.h"
+#include "common/text.h"
 #include "platform/directory_listing.h"
-#include "text.h"
+
+namespace installer {
+
+using tools::EqualIgnoringCase;
+using tools::IsOemName;
+using tools::PublishedPath;
+using tools::QueryOriginalName;
 
 namespace {
-
-constexpr std::wstring_view kPrefix = L"oem";
-constexpr std::wstring_view kExtension = L".inf";
-
-bool IsDigit(wchar_t character) {
-    return character >= L'0' && character <= L'9';
-}
 
 // Wine publishes a package under its own name while no other INF has it. Windows never does: there
 // such a file is a part of Windows, which Windows refuses to uninstall.
@@ -32,16 +30,6 @@ bool IsPublishedCopy(const std::wstring& name, const InfFile& given) {
 }
 
 }  // namespace
-
-bool IsOemName(std::wstring_view name) {
-    if (name.size() <= kPrefix.size() + kExtension.size()) return false;
-    const std::wstring_view start = name.substr(0, kPrefix.size());
-    const std::wstring_view end = name.substr(name.size() - kExtension.size());
-    const std::wstring_view number =
-        name.substr(kPrefix.size(), name.size() - kPrefix.size() - kExtension.size());
-    return EqualIgnoringCase(start, kPrefix) && EqualIgnoringCase(end, kExtension) &&
-           std::all_of(number.begin(), number.end(), IsDigit);
-}
 
 bool IsPublishedCopyOf(const PublishedInf& published, const InfFile& given) {
     const bool isRecorded = !EqualIgnoringCase(published.originalName, published.name);
@@ -60,9 +48,4 @@ std::vector<std::wstring> FindPublishedCopies(const InfFile& given) {
     return names;
 }
 
-std::wstring PublishedPath(std::wstring_view name) {
-    std::array<wchar_t, MAX_PATH> windows{};
-    const UINT length =
-        ::GetSystemWindowsDirectoryW(windows.data(), static_cast<UINT>(windows.size()));
-    return std::wstring(windows.data(), length) + L"\\inf\\" + std::wstring(name);
-}
+}  // namespace installer

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+
+#include "core/boolean_argument.h"
+#include "core/driver_packages.h"
+#include "core/fix_helper.h"
+#include "install/library_folder.h"
+#include "platform/os_probes.h"
+
+// The order of a driver setup, written once for the two who walk it: the five SetUp routines of
+// FixHelper take the steps (setup_flows.cpp), and mendloftctl's plan of a call notes them down.
+
+template <typename T>
+concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& path) {
+    { steps.LibraryFolder() } -> std::same_as<std::wstring>;
+    { steps.CommonFilesFolder() } -> std::same_as<std::wstring>;
+    { steps.InstalledInfExists(path) } -> std::same_as<bool>;
+    steps.FixFolder(helper, /*repair=*/true, /*fixFolders=*/true);
+    { steps.RememberedInf(kUsbPackage) } -> std::same_as<std::wstring&>;
+    steps.Report(kUsbPackage, kUsbPackage.infMissing, path);
+    { steps.StagedInfExists(path) } -> std::same_as<bool>;
+    { steps.ToolExists(path) } -> std::same_as<bool>;
+    // Installs or removes (low byte of the number) the package of an INF file.
+    {
+        steps.RunInstaller(kUsbPackage, /*tool=*/path, /*inf=*/path, /*repair=*/std::int32_t{1})
+        } -> std::same_as<MendloftSetupResult>;
+};
+
+// The INF file that Apple's own software installed; empty when there is none.
+template <SetupSteps Steps>
+std::wstring InstalledInf(Steps& steps, const DriverPackage& package,
+                          const std::wstring& libraryFolder) {
+    if (package.installedFolder == nullptr) return {};
+    const std::wstring drive = DrivePrefix(libraryFolder, steps.CommonFilesFolder());
+    const std::wstring inf = package.InstalledInf(drive, IsOs64Bit());
+    return steps.InstalledInfExists(inf) ? inf : std::wstring();
+}
+
+// The INF file in the staged archive, whether it is there or not. Where nothing was staged, the
+// path begins with a backslash and leads to the root of the current drive.
+template <SetupSteps Steps>
+std::wstring StagedInf(Steps& steps, FixHelper& helper, const DriverPackage& package, bool repair) {
+    if (package.rememberedInf == nullptr) {
+        steps.FixFolder(helper, repair, /*fixFolders=*/false);
+        return package.StagedInf(helper.stagingDir, IsOs64Bit());
+    }
+    std::wstring& remembered = steps.RememberedInf(package);
+    if (remembered.empty()) steps.FixFolder(helper, repair, /*fixFolders=*/true);
+    if (remembered.empty() && package.remembersFallback)
+        remembered = package.StagedInf(helper.stagingDir, IsOs64Bit());
+    return remembered;
+}
+
+// `repair` as in FixHelper's SetUp routines.
+template <SetupSteps Steps>
+MendloftSetupResult SetUpPackage(Steps& steps, FixHelper& helper, const DriverPackage& package,
+                                 std::int32_t repair) {
+    const std::wstring libraryFolder = steps.LibraryFolder();
+
+    std::wstring inf = InstalledInf(steps, package, libraryFolder);
+    if (inf.empty()) {
+        inf = StagedInf(steps, helper, package, IsTrue(repair));
+        if (package.announcement != nullptr) steps.Report(package, package.announcement, inf);
+        if (!steps.StagedInfExists(inf)) {
+            steps.Report(package, package.infMissing, inf);
+            return kMendloftSetupInfMissing;
+        }
+    }
+
+    const std::wstring tool = InstallerToolPath(libraryFolder);
+    if (!steps.ToolExists(tool)) {
+        steps.Report(package, package.toolMissing, tool);
+        return kMendloftSetupToolMissing;
+    }
+    return steps.RunInstaller(package, tool, inf, repair);
+}

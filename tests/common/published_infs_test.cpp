@@ -1,0 +1,31 @@
+#include "common/published_infs.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using tools::IsOemName;
+
+struct Name {
+    const char* description;
+    const wchar_t* name;
+    bool isOemName;
+};
+
+class IsOemNameOf : public testing::TestWithParam<Name> {};
+
+TEST_P(IsOemNameOf, Is) {
+    EXPECT_EQ(GetParam().isOemName, IsOemName(GetParam().name));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , IsOemNameOf,
+    testing::Values(Name{"OneDigit", L"oem0.inf", true}, Name{"ManyDigits", L"oem1234.inf", true},
+                    Name{"Capitals", L"OEM7.INF", true}, Name{"NoDigit", L"oem.inf", false},
+                    Name{"ALetter", L"oem1a.inf", false},
+                    Name{"ANameOfItsOwn", L"usbaapl64.inf", false},
+                    Name{"AnotherExtension", L"oem1.pnf", false},
+                    Name{"AnotherStart", L"aoem1.inf", false}, Name{"Nothing", L"", false}),
+    [](const auto& row) { return row.param.description; });
+
+}  // namespace

@@ -1,0 +1,36 @@
+#include "common/system_text.h"
+
+#include <gtest/gtest.h>
+
+#include "support/fake_api.h"
+
+namespace {
+
+using tools::SystemText;
+
+using FakeFormatMessage = FakeApi<"FormatMessageW", decltype(::FormatMessageW)>;
+
+TEST(SystemText, IsTheTextOfTheSystemAndTheCode) {
+    EXPECT_EQ(L"File not found. (error 2)", SystemText(ERROR_FILE_NOT_FOUND));
+}
+
+TEST(SystemText, SaysSoWhenTheSystemHasNone) {
+    EXPECT_EQ(L"The system has no text for this. (error 54321)", SystemText(54321));
+}
+
+TEST(SystemText, FindsTheTextsOfTheSetupFunctionsUnderTheirResultCode) {
+    const FakeFormatMessage texts(
+        [](DWORD, const void*, DWORD code, DWORD, wchar_t* buffer, DWORD, va_list*) -> DWORD {
+            if (code != 0x800F0235u) return 0;
+            ::wcscpy_s(buffer, 100, L"Not from this program. ");
+            return 23;
+        });
+
+    EXPECT_EQ(L"Not from this program. (error 0xE0000235)", SystemText(0xE0000235u));
+}
+
+TEST(SystemText, WritesLargeCodesAsTheyAreLookedUp) {
+    EXPECT_EQ(L"The system has no text for this. (error 0xE0000101)", SystemText(0xE0000101u));
+}
+
+}  // namespace
