@@ -1,0 +1,89 @@
+"""The picture in docs/architecture.md is what the includes of the sources say, and no include goes
+upwards in it."""
+
+import pathlib
+import re
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PICTURE = re.compile(r"^```mermaid\n(.*?)^```", re.DOTALL | re.MULTILINE)
+ARROWS = re.compile(r"^ *(\w+) --> (.+)$", re.MULTILINE)
+INCLUDE = re.compile(r'^#include [<"]([^>"]+)[>"]', re.MULTILINE)
+
+FOLDERS = {path.name: path for parent in ("src", "tools") for path in (ROOT / parent).iterdir()
+           if any(path.glob("*.h")) or any(path.glob("*.cpp"))}
+# What lies outside of these folders and is drawn all the same.
+OUTSIDE = {"7zip": "sevenzip", "mendloft": "header"}
+
+
+def drawn(text):
+    """The arrows of the picture: for each folder, in the order of the lines, where it points."""
+    picture = PICTURE.search(text)
+    return {start: set(ends.split(" & ")) for start, ends in ARROWS.findall(picture.group(1))}
+
+
+def included(sources):
+    """The folders that sources include from, apart from system headers and their own folder."""
+    found = set()
+    for text in sources:
+        for header in INCLUDE.findall(text):
+            folder = header.split("/")[0]
+            found |= {OUTSIDE.get(folder, folder)} & (set(FOLDERS) | set(OUTSIDE.values()))
+    return found
+
+
+def upward(arrows):
+    """The arrows from one line of the picture to the same line or one before it."""
+    lines = list(arrows)
+    return [(start, end) for start, ends in arrows.items() for end in sorted(ends)
+            if end in lines and lines.index(end) <= lines.index(start)]
+
+
+def sources_of(folder):
+    return [path.read_text() for path in sorted(FOLDERS[folder].iterdir())
+            if path.suffix in (".h", ".cpp")]
+
+
+class Picture(unittest.TestCase):
+
+    @classmethod
+    def setUpClass(cls):
+        cls.arrows = drawn((ROOT / "docs/architecture.md").read_text())
+
+    def test_shows_every_folder(self):
+        self.assertEqual(set(FOLDERS), set(self.arrows) | {"platform"})
+
+    def test_shows_the_includes_of_every_folder(self):
+        for folder in FOLDERS:
+            with self.subTest(folder=folder):
+                self.assertEqual(included(sources_of(folder)) - {folder},
+                                 self.arrows.get(folder, set()))
+
+    def test_has_no_arrow_that_goes_up(self):
+        self.assertEqual([], upward(self.arrows))
+
+    def test_shows_the_way_of_a_call(self):
+        way = ["exports", "install", "repair", "staging", "archive", "sevenzip"]
+        for start, end in zip(way, way[1:]):
+            self.assertIn(end, self.arrows[start])
+
+
+class Reading(unittest.TestCase):
+
+    def test_finds_the_arrows_of_a_picture(self):
+        text = "x --> y\n```mermaid\nflowchart TD\n    a --> b & c\n    b --> c\n```\n"
+        self.assertEqual({"a": {"b", "c"}, "b": {"c"}}, drawn(text))
+
+    def test_finds_an_arrow_that_goes_up(self):
+        self.assertEqual([("b", "a")], upward({"a": {"b"}, "b": {"a", "c"}, "c": {"d"}}))
+
+    def test_finds_an_arrow_from_a_folder_to_itself(self):
+        self.assertEqual([("a", "a")], upward({"a": {"a"}}))
+
+    def test_finds_includes_of_folders_and_of_what_lies_outside(self):
+        text = '#include <7zip/IDecl.h>\n#include <windows.h>\n#include "platform/paths.h"\n'
+        self.assertEqual({"sevenzip", "platform"}, included([text]))
+
+
+if __name__ == "__main__":
+    unittest.main()
