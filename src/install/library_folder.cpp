@@ -34,6 +34,11 @@ std::wstring DrivePrefix(const std::wstring& libraryFolder, const std::wstring& 
     return commonFiles.substr(0, libraryFolder.find_first_of(L"\\/"));
 }
 
+std::wstring InstalledInfPath(const DriverPackage& package, const std::wstring& libraryFolder,
+                              const std::wstring& commonFiles) {
+    return package.InstalledInf(DrivePrefix(libraryFolder, commonFiles), IsOs64Bit());
+}
+
 std::wstring CommonFilesFolder() {
     PathBuffer path{};
     const BOOL found =

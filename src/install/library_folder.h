@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "core/driver_packages.h"
+
 // The folder that the library's own file lies in, which need not be the host's; empty when the
 // system does not tell.
 [[nodiscard]] std::wstring LibraryFolder();
@@ -13,6 +15,12 @@
 // separator in `libraryFolder`; the whole path when that has none.
 [[nodiscard]] std::wstring DrivePrefix(const std::wstring& libraryFolder,
                                        const std::wstring& commonFiles);
+
+// Where Apple's own software installs the package's INF file, on the drive above; empty when it
+// installs none.
+[[nodiscard]] std::wstring InstalledInfPath(const DriverPackage& package,
+                                            const std::wstring& libraryFolder,
+                                            const std::wstring& commonFiles);
 
 // The 32-bit Common Files folder; empty when the system does not tell.
 [[nodiscard]] std::wstring CommonFilesFolder();

@@ -34,8 +34,7 @@ template <SetupSteps Steps>
 std::wstring InstalledInf(Steps& steps, const DriverPackage& package,
                           const std::wstring& libraryFolder) {
     if (package.installedFolder == nullptr) return {};
-    const std::wstring drive = DrivePrefix(libraryFolder, steps.CommonFilesFolder());
-    const std::wstring inf = package.InstalledInf(drive, IsOs64Bit());
+    const std::wstring inf = InstalledInfPath(package, libraryFolder, steps.CommonFilesFolder());
     return steps.InstalledInfExists(inf) ? inf : std::wstring();
 }
 

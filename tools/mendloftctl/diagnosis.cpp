@@ -72,10 +72,6 @@ std::wstring StagingFolder() {
     return TemporaryDirectory() + kStagingFolderName;
 }
 
-std::wstring InstalledInf(const DriverPackage& package, const std::wstring& libraryFolder) {
-    return package.InstalledInf(DrivePrefix(libraryFolder, CommonFilesFolder()), IsOs64Bit());
-}
-
 // The INF files in Windows' own folder that came from the one of that name. Windows publishes them
 // under names of its own ("oem12.inf") and remembers the name that they had; Wine may keep that.
 std::vector<FileFacts> FindPublished(std::wstring_view infName) {
@@ -95,7 +91,8 @@ PackageFacts LookAtPackage(const LibraryFunction& function, const std::wstring& 
     const DriverPackage& package = *function.driverFiles;
     const std::wstring staged = package.StagedInf(StagingFolder(), IsOs64Bit());
     return {.name = std::string(function.package),
-            .installedInf = LookAtFile(InstalledInf(package, libraryFolder), VersionOfInf),
+            .installedInf = LookAtFile(
+                InstalledInfPath(package, libraryFolder, CommonFilesFolder()), VersionOfInf),
             .stagedInf = LookAtFile(staged, VersionOfInf),
             .publishedInfs = FindPublished(FileNameOf(staged))};
 }
@@ -135,7 +132,8 @@ Plan MakeDiagnosisPlan(const std::wstring& library) {
     for (const std::wstring& folder : StoreFolders(WindowsVersion())) add(list, folder);
     add(list, StagingFolder());
     for (const LibraryFunction& function : SetupFunctions()) {
-        const std::wstring inf = InstalledInf(*function.driverFiles, libraryFolder);
+        const std::wstring inf =
+            InstalledInfPath(*function.driverFiles, libraryFolder, CommonFilesFolder());
         if (!inf.empty()) add(lookFor, inf);
     }
     add(lookFor, PublishedPath(L"*.inf"));
