@@ -56,7 +56,7 @@ install(FILES "${PROJECT_BINARY_DIR}/mendloft.pc" DESTINATION "${CMAKE_INSTALL_L
 install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${PROJECT_SOURCE_DIR}/THIRD-PARTY-NOTICES.md"
         DESTINATION "${doc_dir}")
 foreach(document host-guide results security driver-archive inf-installer mendloftctl)
-    install(FILES "${PROJECT_SOURCE_DIR}/docs/${document}.md" DESTINATION "${doc_dir}" OPTIONAL)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/${document}.md" DESTINATION "${doc_dir}/docs")
 endforeach()
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${doc_dir}")
 

@@ -21,6 +21,12 @@ FILES = [
     "share/doc/mendloft/CHANGELOG.md",
     "share/doc/mendloft/SHA256SUMS",
     "share/doc/mendloft/THIRD-PARTY-NOTICES.md",
+    "share/doc/mendloft/docs/driver-archive.md",
+    "share/doc/mendloft/docs/host-guide.md",
+    "share/doc/mendloft/docs/inf-installer.md",
+    "share/doc/mendloft/docs/mendloftctl.md",
+    "share/doc/mendloft/docs/results.md",
+    "share/doc/mendloft/docs/security.md",
     "share/doc/mendloft/examples/c/CMakeLists.txt",
     "share/doc/mendloft/examples/c/linked.c",
     "share/doc/mendloft/examples/c/loaded.c",
@@ -28,15 +34,12 @@ FILES = [
     "share/doc/mendloft/examples/cpp/host.cpp",
     "share/doc/mendloft/examples/csharp/Host.cs",
     "share/doc/mendloft/examples/python/host.py",
-    "share/doc/mendloft/host-guide.md",
     "share/doc/mendloft/licences/7-Zip.txt",
     "share/doc/mendloft/licences/GCC-runtime.txt",
     "share/doc/mendloft/licences/GPL-3.0.txt",
     "share/doc/mendloft/licences/LGPL-2.1.txt",
     "share/doc/mendloft/licences/mingw-w64-runtime.txt",
-    "share/doc/mendloft/results.md",
     "share/doc/mendloft/sbom.spdx.json",
-    "share/doc/mendloft/security.md",
     "tools/mendloft-pack",
     "tools/mendloft_pack/__init__.py",
     "tools/mendloft_pack/archive.py",
@@ -49,15 +52,12 @@ FILES = [
     "tools/mendloft_pack/sevenzip_format.py",
     "tools/mendloft_pack/sevenzip_program.py",
 ]
-# What a build may lack, because the tool that makes it was not there, or may have besides.
+# Present only if the build found what it takes to make them.
 OPTIONAL = {
     "bin/mendloftctl.exe",
     "lib/mendloft.lib",
-    "share/doc/mendloft/driver-archive.md",
-    "share/doc/mendloft/inf-installer.md",
     "share/doc/mendloft/licences/CLI11.txt",
     "share/doc/mendloft/licences/nlohmann-json.txt",
-    "share/doc/mendloft/mendloftctl.md",
 }
 WITH_MENDLOFTCTL = {"CLI11": "BSD-3-Clause", "JSON for Modern C++": "MIT"}
 
