@@ -1,7 +1,7 @@
 /*
- * A host that links an import library, so that Windows loads libmendloft.dll together with it.
+ * A host that links an import library: Windows loads libmendloft.dll when the program starts.
  *
- *   linked port NUMBER    tell whether something listens at this port of this computer
+ *   linked port NUMBER    test whether something listens on this port of this computer
  *   linked repair         rebuild the driver-store folders
  *   linked remove         remove them
  */

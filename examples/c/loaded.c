@@ -1,5 +1,5 @@
 /*
- * A host that loads libmendloft.dll when it needs it, from its own folder and from nowhere else.
+ * A host that loads libmendloft.dll at run time, from its own folder and from nowhere else.
  *
  *   loaded install    install Apple's USB driver
  *   loaded remove     remove it
@@ -13,7 +13,7 @@
 #include <string.h>
 #include <wchar.h>
 
-/* A full path keeps Windows from looking for the library in the current folder and in PATH. */
+/* With a full path, Windows does not search the current folder and PATH for the library. */
 static HMODULE LoadFromOwnFolder(const wchar_t* name) {
     wchar_t path[MAX_PATH];
     const DWORD length = GetModuleFileNameW(NULL, path, MAX_PATH);
@@ -39,12 +39,21 @@ static const char* Meaning(int32_t result) {
     }
 }
 
+/* The cast to this type in between tells compilers that the change of the type is intended. */
+typedef void (*AnyFunction)(void);
+
 static int SetUpUsb(HMODULE library, bool install) {
-    /* By way of void (*)(void), which compilers take for any function. */
+    const MendloftFolderFunction fixFolders =
+        (MendloftFolderFunction)(AnyFunction)GetProcAddress(library, "MendloftFolder");
     const MendloftSetupFunction setUp =
-        (MendloftSetupFunction)(void (*)(void))GetProcAddress(library, "SetUpUSBDriver");
-    if (setUp == NULL) {
-        fputs("libmendloft.dll has no SetUpUSBDriver\n", stderr);
+        (MendloftSetupFunction)(AnyFunction)GetProcAddress(library, "SetUpUSBDriver");
+    if (fixFolders == NULL || setUp == NULL) {
+        fputs("libmendloft.dll lacks MendloftFolder or SetUpUSBDriver\n", stderr);
+        return EXIT_FAILURE;
+    }
+    /* SetUpUSBDriver does not report that the driver archive could not be unpacked. */
+    if (install && fixFolders(1) != kMendloftFoldersBuilt) {
+        fputs("MendloftFolder: the folders could not be rebuilt\n", stderr);
         return EXIT_FAILURE;
     }
     const int32_t result = setUp(install); /* returns when the installer tool has ended */

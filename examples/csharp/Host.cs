@@ -1,5 +1,5 @@
-// A host in C#, to be built for x86 (<PlatformTarget>x86</PlatformTarget>), with libmendloft.dll and
-// the folder files beside it.
+// A host in C#. Build it for x86 (<PlatformTarget>x86</PlatformTarget>) and put libmendloft.dll and the
+// folder "files" next to it.
 //
 //   Host port NUMBER | Host install | Host remove
 using System;
@@ -15,7 +15,7 @@ static class Mendloft
     const string Library = "libmendloft.dll";
     const CallingConvention Convention = CallingConvention.Cdecl;
 
-    // One byte is the answer; without I1 the runtime would look at four.
+    // The result is one byte; without I1 the runtime reads four.
     [DllImport(Library, CallingConvention = Convention, ExactSpelling = true)]
     [DefaultDllImportSearchPaths(DllImportSearchPath.AssemblyDirectory)]
     [return: MarshalAs(UnmanagedType.I1)]
@@ -25,7 +25,7 @@ static class Mendloft
     [DefaultDllImportSearchPaths(DllImportSearchPath.AssemblyDirectory)]
     public static extern FolderResult MendloftFolder(int repair);
 
-    // SetUpNetDriver, SetUpKisDriver, SetUpRSMDriver and SetUpAppleUSBDeviceDriver look the same.
+    // SetUpNetDriver, SetUpKisDriver, SetUpRSMDriver and SetUpAppleUSBDeviceDriver are declared alike.
     [DllImport(Library, CallingConvention = Convention, ExactSpelling = true)]
     [DefaultDllImportSearchPaths(DllImportSearchPath.AssemblyDirectory)]
     public static extern SetupResult SetUpUSBDriver(int repair);
@@ -33,10 +33,25 @@ static class Mendloft
 
 static class Host
 {
-    // Waits for the installer tool without blocking the caller's thread. Await it before the next call.
+    // The caller's thread is not blocked while the installer tool runs. Await the task before the
+    // next call.
     static Task<SetupResult> SetUpUsbAsync(bool install)
     {
         return Task.Run(() => Mendloft.SetUpUSBDriver(install ? 1 : 0));
+    }
+
+    static int SetUpUsb(bool install)
+    {
+        // SetUpUSBDriver does not report that the driver archive could not be unpacked.
+        FolderResult folders = install ? Mendloft.MendloftFolder(1) : FolderResult.Built;
+        if (folders != FolderResult.Built)
+        {
+            Console.WriteLine("MendloftFolder: {0}", folders);
+            return 1;
+        }
+        SetupResult result = SetUpUsbAsync(install).Result;
+        Console.WriteLine("SetUpUSBDriver: {0}", result);
+        return result == SetupResult.ToolRan ? 0 : 1;
     }
 
     static int Main(string[] arguments)
@@ -48,11 +63,7 @@ static class Host
             return 0;
         }
         if (arguments.Length == 1 && (arguments[0] == "install" || arguments[0] == "remove"))
-        {
-            SetupResult result = SetUpUsbAsync(arguments[0] == "install").Result;
-            Console.WriteLine("SetUpUSBDriver: {0}", result);
-            return result == SetupResult.ToolRan ? 0 : 1;
-        }
+            return SetUpUsb(arguments[0] == "install");
         Console.Error.WriteLine("usage: Host port NUMBER | Host install | Host remove");
         return 1;
     }

@@ -1,7 +1,8 @@
-"""Hosts that are built from nothing but the installed package, and run."""
+"""Hosts that are built from nothing but the installed package, and run: above all the examples."""
 
 import functools
 import shutil
+import sys
 import textwrap
 import unittest
 
@@ -9,12 +10,15 @@ from support import (DOCUMENTS, GCC, GCC_64, GXX, PREFIX_32, PREFIX_64, STRICT, 
                      installed, run, succeed, temporary_folder, wine)
 
 CLANG = shutil.which("clang")
+LLD = shutil.which("ld.lld")
+MCS = shutil.which("mcs")
+MONO = shutil.which("mono")
 LLD_LINK = shutil.which("lld-link") or shutil.which("lld-link-14")
 LLVM_DLLTOOL = shutil.which("llvm-dlltool") or shutil.which("llvm-dlltool-14")
 
 
 def configure(source, build, compilers=(GCC, GXX)):
-    """Configures a project outside of this one, with a compiler for Windows and the package."""
+    """Configures another project for Windows, with the installed package."""
     c, cxx = compilers
     return run("cmake", "-S", source, "-B", build, "-G", "Ninja", "-DCMAKE_SYSTEM_NAME=Windows",
                f"-DCMAKE_C_COMPILER={c}", f"-DCMAKE_CXX_COMPILER={cxx}",
@@ -24,7 +28,7 @@ def configure(source, build, compilers=(GCC, GXX)):
 
 @functools.cache
 def built_example(language):
-    """The folder with the programs of one example, built by its own CMake project."""
+    """The folder with the programs in one language, built by their own CMake project."""
     folder = temporary_folder()
     shutil.copytree(installed() / DOCUMENTS / "examples" / language, folder / "source")
     configured = configure(folder / "source", folder / "build")
@@ -86,6 +90,14 @@ class LoadedAtRunTime(PackageTest):
         super().setUp()
         self.host = shutil.copy(built_example("c") / "loaded.exe", self.work)
 
+    def build_library(self, folder_result):
+        """Builds a library beside the host that returns this number, and 0 from SetUpUSBDriver."""
+        (self.work / "library.c").write_text(
+            "int MendloftFolder(int repair) { return repair == 1 ? FOLDER_RESULT : 99; }\n"
+            "int SetUpUSBDriver(int repair) { return repair == 1 ? 0 : -1; }\n")
+        succeed(GCC, "-shared", f"-DFOLDER_RESULT={folder_result}", self.work / "library.c",
+                "-o", self.work / "libmendloft.dll")
+
     def test_says_so_when_the_library_is_not_beside_it(self):
         result = wine(PREFIX_64, self.host, "install")
 
@@ -100,7 +112,23 @@ class LoadedAtRunTime(PackageTest):
         self.assertEqual((1, "SetUpUSBDriver: -2, the installer tool is missing\n"),
                          (result.returncode, result.stdout))
 
-    def test_runs_the_installer_tool_of_the_package(self):
+    def test_stops_when_the_folders_could_not_be_rebuilt(self):
+        self.build_library(folder_result=1)
+
+        result = wine(PREFIX_64, self.host, "install")
+
+        self.assertEqual((1, "MendloftFolder: the folders could not be rebuilt\n"),
+                         (result.returncode, result.stdout))
+
+    def test_removes_without_rebuilding_the_folders(self):
+        self.build_library(folder_result=1)
+
+        result = wine(PREFIX_64, self.host, "remove")
+
+        self.assertEqual((1, "SetUpUSBDriver: -1, the driver's INF file is missing\n"),
+                         (result.returncode, result.stdout))
+
+    def test_starts_the_installer_tool_of_the_package(self):
         shutil.copytree(installed() / "bin", self.work, dirs_exist_ok=True)
 
         result = wine(PREFIX_64, self.host, "install")
@@ -151,11 +179,128 @@ class LoadedAgain(PackageTest):
 
 class InCPlusPlus(PackageTest):
 
+    def test_rebuilds_the_folders_and_installs_a_driver_in_two_calls(self):
+        result = wine(PREFIX_64, built_example("cpp") / "smallest.exe")
+
+        self.assertEqual(0, result.returncode)
+        self.assertIn("The driver-store folders are rebuilt.\n", result.stdout)
+
     def test_installs_a_driver_on_a_thread_of_its_own(self):
-        result = wine(PREFIX_64, built_example("cpp") / "host.exe", "usb")
+        result = wine(PREFIX_64, built_example("cpp") / "threaded.exe", "usb")
 
         self.assertEqual(0, result.returncode)
         self.assertIn("usb: 0, the installer tool was run\n", result.stdout)
+
+
+class NativeHost(PackageTest):
+    """A host in a language that has no runtime for Windows here.
+
+    It runs natively, with a native library in the place of libmendloft.dll. That library fills the
+    upper bytes of the result of AMDPortTest, of which only the lowest byte counts.
+    """
+
+    SOURCE = textwrap.dedent("""\
+        int AMDPortTest(int port) { return 0x5A5A5A00 | (port == 27015); }
+        int MendloftFolder(int repair) { return repair == 1 ? FOLDER_RESULT : 99; }
+        int SetUpUSBDriver(int repair) { return repair == 1 ? 0 : repair == 0 ? -1 : 99; }
+        """)
+
+    def build_library(self, folder_result=4):
+        (self.work / "library.c").write_text(self.SOURCE)
+        succeed(CLANG, "-shared", "-fPIC", "-nostdlib", "-fuse-ld=lld",
+                f"-DFOLDER_RESULT={folder_result}", self.work / "library.c",
+                "-o", self.work / "libmendloft.dll")
+
+
+@unittest.skipUnless(MCS and MONO and CLANG and LLD,
+                     "mcs, mono, clang or lld is missing: scripts/setup --extras")
+class InCSharp(NativeHost):
+
+    def setUp(self):
+        super().setUp()
+        succeed(MCS, "-warnaserror", "-warn:4", "-platform:x86", f"-out:{self.work / 'Host.exe'}",
+                installed() / DOCUMENTS / "examples/csharp/Host.cs")
+
+    def host(self, *arguments):
+        result = run(MONO, self.work / "Host.exe", *arguments)
+        return result.returncode, result.stdout + result.stderr
+
+    def test_tells_an_open_port_from_a_closed_one(self):
+        self.build_library()  # Mono reads one byte with and without the attribute that asks for it
+
+        self.assertEqual((0, "open\n"), self.host("port", "27015"))
+        self.assertEqual((0, "closed\n"), self.host("port", "27016"))
+
+    def test_installs_a_driver(self):
+        self.build_library()
+
+        self.assertEqual((0, "SetUpUSBDriver: ToolRan\n"), self.host("install"))
+
+    def test_stops_when_the_folders_could_not_be_rebuilt(self):
+        self.build_library(folder_result=1)
+
+        self.assertEqual((1, "MendloftFolder: Failed\n"), self.host("install"))
+
+    def test_removes_without_rebuilding_the_folders(self):
+        self.build_library(folder_result=1)
+
+        self.assertEqual((1, "SetUpUSBDriver: InfMissing\n"), self.host("remove"))
+
+    def test_shows_how_to_call_it(self):
+        self.assertEqual((1, "usage: Host port NUMBER | Host install | Host remove\n"), self.host())
+
+
+@unittest.skipUnless(CLANG and LLD, "clang or lld is missing: scripts/setup --extras")
+class InPython(NativeHost):
+
+    # The host runs only where Python is a 32-bit program for Windows. Changed after the imports,
+    # which have to see the system as it is.
+    AS_ON_WINDOWS = textwrap.dedent("""\
+        import ctypes, enum, pathlib, runpy, sys
+        sys.platform = "win32"
+        ctypes.sizeof = lambda _: 4
+        sys.argv = sys.argv[1:]
+        runpy.run_path(sys.argv[0], run_name="__main__")
+        """)
+
+    def setUp(self):
+        super().setUp()
+        self.file = shutil.copy(installed() / DOCUMENTS / "examples/python/host.py", self.work)
+
+    def host(self, *arguments):
+        result = run(sys.executable, "-B", "-c", self.AS_ON_WINDOWS, self.file, *arguments)
+        return result.returncode, result.stdout + result.stderr
+
+    def test_reads_one_byte_of_the_port_test(self):
+        self.build_library()
+
+        self.assertEqual((0, "open\n"), self.host("port", "27015"))
+        self.assertEqual((0, "closed\n"), self.host("port", "27016"))
+
+    def test_installs_a_driver(self):
+        self.build_library()
+
+        self.assertEqual((0, "SetUpUSBDriver: TOOL_RAN\n"), self.host("install"))
+
+    def test_stops_when_the_folders_could_not_be_rebuilt(self):
+        self.build_library(folder_result=1)
+
+        self.assertEqual((1, "MendloftFolder: FAILED\n"), self.host("install"))
+
+    def test_removes_without_rebuilding_the_folders(self):
+        self.build_library(folder_result=1)
+
+        self.assertEqual((1, "SetUpUSBDriver: INF_MISSING\n"), self.host("remove"))
+
+    def test_shows_how_to_call_it(self):
+        self.assertEqual((2, "usage: host.py port NUMBER | host.py install | host.py remove\n"),
+                         self.host())
+
+    def test_refuses_a_python_that_cannot_load_the_library(self):
+        result = run(sys.executable, "-B", self.file, "install")
+
+        self.assertEqual((1, "libmendloft.dll is a 32-bit library: run this with a 32-bit Python "
+                             "for Windows\n"), (result.returncode, result.stderr))
 
 
 @unittest.skipUnless(shutil.which("pkg-config"), "pkg-config is missing: apt-get install pkgconf")

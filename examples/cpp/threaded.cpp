@@ -1,7 +1,7 @@
-// A host that repairs the folders and then installs a driver package, and stays responsive while
-// the installer tool runs.
+// A host that repairs the folders, then installs a driver package, and stays responsive while the
+// installer tool runs.
 //
-//   host usb | net | kis | rsm | appleusb
+//   threaded usb | net | kis | rsm | appleusb
 #include <mendloft/mendloft.h>
 
 #include <chrono>
@@ -28,8 +28,8 @@ const std::map<std::int32_t, std::string> kMeanings{
     {kMendloftSetupToolNotStarted, "the installer tool could not be started"},
 };
 
-// The library waits for the installer tool for as long as it takes, so the call gets a thread of
-// its own. There is never more than one such call: a second one would get in the way of the first.
+// The library waits for the installer tool without a time limit, so the call gets its own thread.
+// Only one such call runs at a time, because all of them use the same folders.
 std::int32_t Install(MendloftSetupFunction setUp) {
     std::future<std::int32_t> result = std::async(std::launch::async, setUp, 1);
     while (result.wait_for(std::chrono::seconds(1)) == std::future_status::timeout)
@@ -42,7 +42,7 @@ std::int32_t Install(MendloftSetupFunction setUp) {
 int main(int argc, char** argv) {
     const auto package = kPackages.find(argc == 2 ? argv[1] : "");
     if (package == kPackages.end()) {
-        std::cerr << "usage: host usb | net | kis | rsm | appleusb\n";
+        std::cerr << "usage: threaded usb | net | kis | rsm | appleusb\n";
         return 1;
     }
     if (const std::int32_t result = MendloftFolder(1); result != kMendloftFoldersBuilt) {
