@@ -1,4 +1,4 @@
-"""The public header: any C or C++ of the last decades takes it, and it names what is exported."""
+"""The public header: it compiles as C from C99 on and as C++, and declares exactly the exports."""
 
 import re
 import shutil
@@ -46,7 +46,7 @@ class Header(PackageTest):
         self.compile("use.c", visual_studio, ["c99", "c17"])
         self.compile("use.cpp", visual_studio, ["c++14", "c++20"])
 
-    def test_declares_all_that_is_exported_and_nothing_else(self):
+    def test_declares_every_export_and_nothing_else(self):
         declared = re.findall(r"^(?:bool|int32_t) __cdecl (\w+)\(int32_t \w+\);", HEADER, re.M)
 
         self.assertEqual(sorted(EXPORTS), sorted(declared))

@@ -39,14 +39,14 @@ def built_example(language):
 
 class LinkedByCMake(PackageTest):
 
-    def test_tells_an_open_port(self):
+    def test_reports_an_open_port(self):
         port = self.open_port()
 
         result = wine(PREFIX_64, built_example("c") / "linked.exe", "port", str(port))
 
         self.assertEqual((0, f"port {port} is open\n"), (result.returncode, result.stdout))
 
-    def test_tells_a_closed_port(self):
+    def test_reports_a_closed_port(self):
         port = self.closed_port()
 
         result = wine(PREFIX_64, built_example("c") / "linked.exe", "port", str(port))
@@ -66,9 +66,9 @@ class LinkedByCMake(PackageTest):
 
     def test_removes_on_32_bit_windows_once_the_read_only_file_is_writable(self):
         host = built_example("c") / "linked.exe"
-        wine(PREFIX_32, host, "port", "0")  # makes the prefix
+        wine(PREFIX_32, host, "port", "0")  # creates the prefix
         store = drive(PREFIX_32) / "windows/system32/DriverStore/FileRepository"
-        shutil.rmtree(store, ignore_errors=True)  # what a failed test may have left
+        shutil.rmtree(store, ignore_errors=True)  # left over from a failed test
         store.mkdir(parents=True)
 
         repaired = wine(PREFIX_32, host, "repair")
@@ -91,20 +91,20 @@ class LoadedAtRunTime(PackageTest):
         self.host = shutil.copy(built_example("c") / "loaded.exe", self.work)
 
     def build_library(self, folder_result):
-        """Builds a library beside the host that returns this number, and 0 from SetUpUSBDriver."""
+        """Builds a library next to the host whose MendloftFolder returns this number."""
         (self.work / "library.c").write_text(
             "int MendloftFolder(int repair) { return repair == 1 ? FOLDER_RESULT : 99; }\n"
             "int SetUpUSBDriver(int repair) { return repair == 1 ? 0 : -1; }\n")
         succeed(GCC, "-shared", f"-DFOLDER_RESULT={folder_result}", self.work / "library.c",
                 "-o", self.work / "libmendloft.dll")
 
-    def test_says_so_when_the_library_is_not_beside_it(self):
+    def test_reports_that_the_library_is_missing(self):
         result = wine(PREFIX_64, self.host, "install")
 
         self.assertEqual((1, "libmendloft.dll cannot be loaded: error 126\n"),
                          (result.returncode, result.stdout))
 
-    def test_says_so_when_the_installer_tool_is_not_beside_the_library(self):
+    def test_reports_that_the_installer_tool_is_missing(self):
         shutil.copy(installed() / "bin/libmendloft.dll", self.work)
 
         result = wine(PREFIX_64, self.host, "install")
@@ -165,7 +165,7 @@ class LoadedAgain(PackageTest):
         }
         """)
 
-    def test_has_forgotten_the_inf_files_that_it_unpacked(self):
+    def test_forgets_the_inf_files_that_it_unpacked_before(self):
         (self.work / "host.c").write_text(self.SOURCE)
         succeed(GCC, "-std=c99", *STRICT, f"-I{installed() / 'include'}",
                 self.work / "host.c", "-o", self.work / "host.exe")
@@ -173,7 +173,7 @@ class LoadedAgain(PackageTest):
 
         result = wine(PREFIX_64, self.work / "host.exe")
 
-        # Rebuilt; INF file found, but no tool; unloaded; no INF file any more.
+        # Rebuilt; INF file found, but no tool; unloaded; INF file forgotten.
         self.assertEqual("4\n-2\n1\n-1\n", result.stdout)
 
 
@@ -185,7 +185,7 @@ class InCPlusPlus(PackageTest):
         self.assertEqual(0, result.returncode)
         self.assertIn("The driver-store folders are rebuilt.\n", result.stdout)
 
-    def test_installs_a_driver_on_a_thread_of_its_own(self):
+    def test_installs_a_driver_on_a_separate_thread(self):
         result = wine(PREFIX_64, built_example("cpp") / "threaded.exe", "usb")
 
         self.assertEqual(0, result.returncode)
@@ -195,8 +195,8 @@ class InCPlusPlus(PackageTest):
 class NativeHost(PackageTest):
     """A host in a language that has no runtime for Windows here.
 
-    It runs natively, with a native library in the place of libmendloft.dll. That library fills the
-    upper bytes of the result of AMDPortTest, of which only the lowest byte counts.
+    It runs natively, with a native library in the place of libmendloft.dll. In the result of that
+    library's AMDPortTest only the lowest byte counts; the other bytes are never zero.
     """
 
     SOURCE = textwrap.dedent("""\
@@ -225,7 +225,7 @@ class InCSharp(NativeHost):
         result = run(MONO, self.work / "Host.exe", *arguments)
         return result.returncode, result.stdout + result.stderr
 
-    def test_tells_an_open_port_from_a_closed_one(self):
+    def test_distinguishes_an_open_port_from_a_closed_one(self):
         self.build_library()  # Mono reads one byte with and without the attribute that asks for it
 
         self.assertEqual((0, "open\n"), self.host("port", "27015"))
@@ -253,8 +253,8 @@ class InCSharp(NativeHost):
 @unittest.skipUnless(CLANG and LLD, "clang or lld is missing: scripts/setup --extras")
 class InPython(NativeHost):
 
-    # The host runs only where Python is a 32-bit program for Windows. Changed after the imports,
-    # which have to see the system as it is.
+    # The host refuses to run unless Python is a 32-bit program for Windows. The imports come first,
+    # because they must see the real system.
     AS_ON_WINDOWS = textwrap.dedent("""\
         import ctypes, enum, pathlib, runpy, sys
         sys.platform = "win32"
@@ -323,14 +323,14 @@ class LinkedByPkgConfig(PackageTest):
 
         self.assertEqual((0, f"port {port} is open\n"), (result.returncode, result.stdout))
 
-    def test_tells_the_version(self):
+    def test_reports_the_version(self):
         self.assertEqual("1.0.0\n", self.pkg_config("--modversion"))
 
 
 @unittest.skipUnless(CLANG and LLD_LINK and LLVM_DLLTOOL,
                      "clang, lld-link or llvm-dlltool is missing: scripts/setup --extras")
-class LinkedInTheMannerOfVisualStudio(PackageTest):
-    """Without a C library: Visual Studio's cannot be had here, and the import library needs none."""
+class LinkedAsByVisualStudio(PackageTest):
+    """Without a C library: Visual Studio's is not available, and the import library needs none."""
 
     SOURCE = textwrap.dedent("""\
         #include <mendloft/mendloft.h>
@@ -356,14 +356,14 @@ class LinkedInTheMannerOfVisualStudio(PackageTest):
         shutil.copy(installed() / "bin/libmendloft.dll", self.work)
         return self.work / "host.exe"
 
-    def test_tells_an_open_port(self):
+    def test_reports_an_open_port(self):
         self.assertEqual(5, wine(PREFIX_64, self.build(self.open_port())).returncode)
 
-    def test_tells_a_closed_port(self):
+    def test_reports_a_closed_port(self):
         self.assertEqual(6, wine(PREFIX_32, self.build(self.closed_port())).returncode)
 
-    def test_calls_as_the_header_says_whatever_the_compiler_takes_for_granted(self):
-        host = self.build(self.open_port(), "-mrtd")  # what /Gz is to Visual Studio
+    def test_uses_the_calling_convention_of_the_header_and_not_the_default(self):
+        host = self.build(self.open_port(), "-mrtd")  # like /Gz of Visual Studio
 
         self.assertEqual(5, wine(PREFIX_64, host).returncode)
 

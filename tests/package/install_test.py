@@ -1,4 +1,4 @@
-"""What is installed: which files, and what the bill of materials and the sums say of them."""
+"""The installed files, and what the bill of materials and the checksums say about them."""
 
 import hashlib
 import json
@@ -83,13 +83,13 @@ class Installation(PackageTest):
                          sha256(installed() / "bin/libmendloft.dll"))
 
     @unittest.skipIf("MENDLOFT_COVERAGE:BOOL=ON" in (BUILD / "CMakeCache.txt").read_text(),
-                     "a library that measures its coverage knows where to put it")
-    def test_names_no_folder_of_the_machine_that_built_it(self):
+                     "a library that measures coverage contains the path of its counters")
+    def test_does_not_contain_the_path_of_the_build(self):
         for name in files_below(installed()):
             with self.subTest(name):
                 self.assertNotIn(str(BUILD).encode(), (installed() / name).read_bytes())
 
-    def test_has_the_licence_of_each_thing_that_is_linked_in(self):
+    def test_has_the_licence_of_every_linked_component(self):
         opening_words = {
             "7-Zip": "7-Zip source code",
             "LGPL-2.1": "GNU LESSER GENERAL PUBLIC LICENSE",
@@ -104,7 +104,7 @@ class Installation(PackageTest):
                 text = (installed() / DOCUMENTS / "licences" / f"{name}.txt").read_text("utf-8")
                 self.assertIn(words, text)
 
-    def test_stays_the_same_when_it_is_repeated(self):
+    def test_is_the_same_when_it_is_repeated(self):
         sums = installed() / DOCUMENTS / "SHA256SUMS"
         before = sums.read_text()
 
@@ -120,7 +120,7 @@ class Installation(PackageTest):
 
         self.assertNotIn("other.exe", (self.work / DOCUMENTS / "SHA256SUMS").read_text())
 
-    def test_can_be_put_below_a_folder_apart(self):
+    def test_can_be_placed_below_another_root(self):
         succeed("cmake", "--install", BUILD, "--prefix", "/opt/mendloft",
                 env={**os.environ, "DESTDIR": str(self.work)})
 
@@ -133,16 +133,16 @@ class Installation(PackageTest):
         return (folder / DOCUMENTS / "SHA256SUMS").read_text().splitlines()
 
 
-class Sums(PackageTest):
+class Checksums(PackageTest):
 
-    def test_are_right_for_every_file_but_their_own(self):
+    def test_are_right_for_every_file_except_their_own(self):
         expected = [f"{sha256(installed() / name)}  {name}" for name in files_below(installed())
                     if name != f"{DOCUMENTS}/SHA256SUMS"]
 
         self.assertEqual(expected,
                          (installed() / DOCUMENTS / "SHA256SUMS").read_text().splitlines())
 
-    def test_are_taken_by_sha256sum(self):
+    def test_are_accepted_by_sha256sum(self):
         result = run("sha256sum", "--check", "--strict", "--quiet", f"{DOCUMENTS}/SHA256SUMS",
                      cwd=installed())
 
@@ -155,7 +155,7 @@ class BillOfMaterials(PackageTest):
         super().setUp()
         self.bill = json.loads((installed() / DOCUMENTS / "sbom.spdx.json").read_text())
 
-    def test_has_what_spdx_asks_of_a_document(self):
+    def test_has_what_spdx_requires_of_a_document(self):
         self.assertEqual(("SPDX-2.3", "CC0-1.0", "SPDXRef-DOCUMENT", "libmendloft-1.0.0"),
                          tuple(self.bill[key]
                                for key in ("spdxVersion", "dataLicense", "SPDXID", "name")))
@@ -163,7 +163,7 @@ class BillOfMaterials(PackageTest):
         self.assertRegex(self.bill["creationInfo"]["created"],
                          r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
 
-    def test_names_what_is_linked_in_with_its_licence(self):
+    def test_names_every_linked_component_and_its_licence(self):
         has_mendloftctl = (BUILD / "bin/mendloftctl.exe").exists()
 
         licences = {package["name"]: package["licenseDeclared"]
@@ -177,18 +177,18 @@ class BillOfMaterials(PackageTest):
             "winpthreads": "MIT AND BSD-3-Clause",
         } | (WITH_MENDLOFTCTL if has_mendloftctl else {}), licences)
 
-    def test_names_the_version_of_each(self):
+    def test_names_the_version_of_every_component(self):
         for package in self.bill["packages"]:
             with self.subTest(package["name"]):
                 self.assertRegex(package["versionInfo"], r"^\d+(\.\d+)*$")
 
-    def test_knows_every_file_but_itself_and_the_sums(self):
+    def test_lists_every_file_except_itself_and_the_checksums(self):
         names = [file["fileName"] for file in self.bill["files"]]
 
         self.assertEqual([f"./{name}" for name in files_below(installed())
                           if not name.endswith(("sbom.spdx.json", "SHA256SUMS"))], names)
 
-    def test_has_the_right_sums(self):
+    def test_has_the_right_checksums(self):
         for file in self.bill["files"]:
             content = (installed() / file["fileName"]).read_bytes()
             self.assertEqual({"SHA1": hashlib.sha1(content).hexdigest(),
@@ -196,9 +196,9 @@ class BillOfMaterials(PackageTest):
                              {entry["algorithm"]: entry["checksumValue"]
                               for entry in file["checksums"]})
 
-    def test_refers_only_to_what_is_in_it(self):
-        things = [self.bill, *self.bill["packages"], *self.bill["files"]]
-        identifiers = [thing["SPDXID"] for thing in things]
+    def test_refers_only_to_its_own_elements(self):
+        elements = [self.bill, *self.bill["packages"], *self.bill["files"]]
+        identifiers = [element["SPDXID"] for element in elements]
 
         self.assertEqual(len(identifiers), len(set(identifiers)))
         for identifier in identifiers:
@@ -207,6 +207,6 @@ class BillOfMaterials(PackageTest):
             self.assertIn(relationship["spdxElementId"], identifiers)
             self.assertIn(relationship["relatedSpdxElement"], identifiers)
 
-    def test_has_the_terms_of_licences_that_spdx_does_not_list(self):
+    def test_contains_the_licences_that_spdx_does_not_list(self):
         self.assertEqual(["LicenseRef-gdtoa"],
                          [entry["licenseId"] for entry in self.bill["hasExtractedLicensingInfos"]])

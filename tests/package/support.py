@@ -1,4 +1,4 @@
-"""What the tests of the installed package share."""
+"""Shared by the tests of the installed package."""
 
 import atexit
 import functools
@@ -24,7 +24,7 @@ PREFIX_32 = "win32-6.1@package"
 
 
 def run(*command, **options):
-    """Runs a native program; the result has returncode, stdout and stderr."""
+    """Runs a native program. The result has returncode, stdout and stderr."""
     return subprocess.run([str(part) for part in command], text=True, capture_output=True,
                           stdin=subprocess.DEVNULL, check=False, **options)
 
@@ -37,15 +37,17 @@ def succeed(*command, **options):
 
 
 def wine(prefix, program, *arguments):
-    """Runs a Windows program; its standard error comes with its standard output."""
-    # The shell of Windows deletes the archive's read-only file when it is unpacked again, Wine's does not.
-    for staging in drive(prefix).glob("users/*/Temp/mendloft"):
-        shutil.rmtree(staging)
+    """Runs a Windows program. The result's stdout includes its standard error."""
+    # When the archive is unpacked again, Wine's shell does not delete its read-only file, as Windows'
+    # shell does.
+    for pattern in ("users/*/Temp/mendloft", "users/*/AppData/Local/Temp/mendloft"):
+        for staging in drive(prefix).glob(pattern):
+            shutil.rmtree(staging)
     return run(ROOT / "scripts" / "wine-run", prefix, program, *arguments)
 
 
 def drive(prefix):
-    """The folder of drive C; the prefix is there once something ran in it."""
+    """The folder of drive C. It exists after a program has run in the prefix."""
     return Path(os.environ["MENDLOFT_PREFIXES"]) / prefix / "drive_c"
 
 
@@ -57,7 +59,7 @@ def temporary_folder():
 
 @functools.cache
 def installed():
-    """The folder that the build was installed into, once for all tests of a run."""
+    """The folder of an installation of the build, made once for all tests of a run."""
     folder = temporary_folder()
     succeed("cmake", "--install", BUILD, "--prefix", folder)
     return folder
@@ -69,19 +71,19 @@ def files_below(folder):
 
 
 class PackageTest(unittest.TestCase):
-    """A test with a work folder."""
+    """A test that has a work folder."""
 
     def setUp(self):
         self.work = temporary_folder()
 
     def open_port(self):
-        """A port of this machine that accepts connections until the test is over."""
+        """A port of this machine that accepts connections until the test ends."""
         listener = socket.create_server(("127.0.0.1", 0))
         self.addCleanup(listener.close)
         return listener.getsockname()[1]
 
     def closed_port(self):
-        """A port that is taken, so that nobody else opens it, but at which nobody listens."""
+        """A port that is reserved, so that no other program opens it, but has no listener."""
         holder = socket.socket()
         self.addCleanup(holder.close)
         holder.bind(("127.0.0.1", 0))

@@ -23,17 +23,17 @@ class Zip(PackageTest):
 
         self.assertEqual(files_below(installed()), files_below(self.work / NAME))
         for name in files_below(installed()):
-            if not name.endswith(("sbom.spdx.json", "SHA256SUMS")):  # these tell the time
+            if not name.endswith(("sbom.spdx.json", "SHA256SUMS")):  # these contain the time
                 self.assertEqual((installed() / name).read_bytes(),
                                  (self.work / NAME / name).read_bytes(), name)
 
-    def test_lies_beside_its_sum(self):
+    def test_comes_with_its_checksum(self):
         archive = self.pack()
 
         expected = f"{hashlib.sha256(archive.read_bytes()).hexdigest()}  {NAME}.zip\n"
         self.assertEqual(expected, archive.with_suffix(".zip.sha256").read_text())
 
-    def test_gives_all_entries_the_time_of_the_source_and_plain_rights_in_order(self):
+    def test_has_sorted_entries_with_the_time_of_the_source_and_plain_permissions(self):
         with zipfile.ZipFile(self.pack()) as archive:
             entries = archive.infolist()
 
@@ -42,7 +42,7 @@ class Zip(PackageTest):
         self.assertEqual(sorted(entry.filename for entry in entries),
                          [entry.filename for entry in entries])
 
-    def test_is_the_same_to_the_bit_when_it_is_packed_again_elsewhere(self):
+    def test_is_bit_identical_when_it_is_packed_again_elsewhere(self):
         first = self.pack("here", TZ="UTC")
         second = self.pack("there", TZ="Asia/Tokyo")
 
