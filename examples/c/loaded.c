@@ -39,7 +39,7 @@ static const char* Meaning(int32_t result) {
     }
 }
 
-/* The cast to this type in between tells compilers that the change of the type is intended. */
+/* A cast through this type avoids a warning about incompatible function types. */
 typedef void (*AnyFunction)(void);
 
 static int SetUpUsb(HMODULE library, bool install) {
