@@ -3,8 +3,9 @@
 #include "core/library_state.h"
 #include "platform/diagnostics.h"
 
-// The two older packages' messages say "exsit", the newer ones' say "exist". The texts are an
-// interface: a host that searches a channel for one of them matches every letter.
+// The messages of the two older packages say "exsit", those of the three newer ones "exist". The
+// texts are part of the library's interface: a program that searches a channel for one of them
+// compares every letter.
 
 const DriverPackage kUsbPackage{
     .installedFolder = L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers",
@@ -18,8 +19,9 @@ const DriverPackage kUsbPackage{
     .toolMissing = L"SetUpUsbDriver InfInstaller not exsit: %s\n",
 };
 
-// Has no fallback, and a removal does not copy drivers: such a call finds no staged INF file and
-// ends with kMendloftSetupInfMissing.
+// There is no fallback. A removal copies no drivers, so it finds an INF file only when one is
+// installed or an earlier call of the process remembered one. Otherwise its result is
+// kMendloftSetupInfMissing, by which a host knows that the installer tool was not started.
 const DriverPackage kNetPackage{
     .installedFolder = L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers",
     .stagedFolder = {L"\\net\\x64", L"\\net\\x86"},
@@ -32,8 +34,8 @@ const DriverPackage kNetPackage{
     .toolMissing = L"SetUpNetDriver InfInstaller not exsit: %s\n",
 };
 
-// The archive holds x64 files only for the three newer packages: on 32-bit Windows their setup ends
-// with kMendloftSetupInfMissing.
+// The driver archive holds only x64 files of the three newer packages. On 32-bit Windows, and on
+// ARM64, their setup ends with kMendloftSetupInfMissing.
 const DriverPackage kKisPackage{
     .installedFolder = nullptr,
     .stagedFolder = {L"\\applekis\\x64", L"\\applekis\\x86"},

@@ -2,10 +2,11 @@
 
 #include <string>
 
-// Writes a formatted message to where a driver package's messages go.
+// Writes a formatted message to the channel of a driver package. In the format, %s names a wide
+// string.
 using MessageChannel = void (*)(const wchar_t* format, ...);
 
-// One text for 64-bit Windows and one for every other.
+// One text for x64 and Itanium Windows, and one for every other Windows (see IsOs64Bit).
 struct ByBitness {
     const wchar_t* on64Bit;
     const wchar_t* on32Bit;
@@ -13,27 +14,27 @@ struct ByBitness {
     [[nodiscard]] const wchar_t* For(bool is64Bit) const { return is64Bit ? on64Bit : on32Bit; }
 };
 
-// What sets one driver package apart from the others.
+// What distinguishes one driver package from the others. Folders and names begin with a backslash.
 struct DriverPackage {
-    const wchar_t* installedFolder;  // where Apple's own software puts the INF file, without the
-                                     // drive; null for packages that are always staged
+    const wchar_t* installedFolder;  // where Apple's own software installs the INF file, without
+                                     // the drive; null for a package that is always staged
     ByBitness stagedFolder;          // relative to the staging folder
     ByBitness infName;
-    std::wstring* rememberedInf;  // the staged INF path that the process remembers; null where the
-                                  // archive is staged on every call
-    bool remembersFallback = false;  // whether an empty remembered path is filled from the staging
-                                     // folder
+    std::wstring* rememberedInf;     // the path of the staged INF file that the process remembers;
+                                     // null for a package that is staged on every call
+    bool remembersFallback = false;  // whether an empty remembered path is set to the INF file in
+                                     // the staging folder
     MessageChannel report;
-    const wchar_t* announcement;  // written before the search for a staged INF; null for none
-    const wchar_t* infMissing;    // the messages about the two missing files, each with a path
-    const wchar_t* toolMissing;
+    const wchar_t* announcement;  // message before the staged INF file is looked for; null for none
+    const wchar_t* infMissing;    // message about a missing INF file; all messages contain a path
+    const wchar_t* toolMissing;   // message about a missing installer tool
 
-    // The INF file that Apple's own software installs on the drive `drivePrefix`; empty when it
-    // installs none.
+    // Where Apple's own software installs the INF file on the drive `drivePrefix`, whether or not
+    // the file is there. Empty for a package that is always staged.
     [[nodiscard]] std::wstring InstalledInf(const std::wstring& drivePrefix, bool is64Bit) const;
 
-    // Folder and INF file in the staging folder `stagingDir`. An empty `stagingDir` gives a path
-    // that begins with a backslash.
+    // The package's folder, and its INF file, in the staging folder `stagingDir`, whether or not
+    // they are there. With an empty `stagingDir` the path begins with a backslash.
     [[nodiscard]] std::wstring StagedFolder(const std::wstring& stagingDir, bool is64Bit) const;
     [[nodiscard]] std::wstring StagedInf(const std::wstring& stagingDir, bool is64Bit) const;
 };

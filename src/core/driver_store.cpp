@@ -2,8 +2,9 @@
 
 namespace {
 
-// 64-bit Windows 8 and later has no second USB folder, 32-bit Windows 8 and later has one. A name
-// has the same hash with and without "neutral".
+// A repair creates exactly the folders of one row, and a removal deletes exactly these. 64-bit
+// Windows 8 and later has no second USB folder, all other systems have one. A name has the same
+// hash with and without "neutral".
 constexpr StoreFolderNames kNames[][2] = {
     // Windows Vista and 7: 32-bit, 64-bit
     {{L"usbaapl.inf_x86_neutral_e165816441187e06", L"usbaapl.inf_x86_neutral_b11f4eb7484c8d3b",

@@ -9,36 +9,48 @@
 #include "mendloft/mendloft.h"
 
 // What one repair or setup call works on: the driver-store folders of this system and the folder
-// into which the driver package was unpacked. Each exported call makes one, in shared ownership,
-// and releases it at its end. Each routine is defined in the folder of its subject: src/staging,
-// src/repair, src/install.
+// into which the driver package is unpacked. Each export makes one, in shared ownership, and
+// releases it before it returns. Each routine is defined in the folder of its subject: src/staging,
+// src/repair, src/install. The routines run on the caller's thread, for one call at a time.
 //
-// The members keep this order: what is compiled apart from this header, such as a debugger script
-// for a host's crash dump, finds them by their offsets.
+// The order of the members is fixed, because a debugger script for a host's crash dump finds them
+// by their offsets.
 class FixHelper {
 public:
-    // Fills the six driver-store members for Windows version `major`.`minor` and its bitness.
+    // Sets the six driver-store members for Windows `major`.`minor` and its bitness. On a system
+    // without a second USB folder, `usbStoreName2` and `usbStorePath2` stay as they are.
     void InitStorePaths(const DWORD& major, const DWORD& minor);
 
-    // The driver-store folders that this system has, in the order in which a repair creates them.
+    // The paths of this system's driver-store folders, in the order in which a repair creates them.
+    // None before InitStorePaths.
     [[nodiscard]] std::vector<std::wstring> StorePaths() const;
 
-    // Writes the embedded driver archive into the temporary directory and unpacks it there. Returns
-    // true, with `stagingDir` set, when both worked.
+    // Writes the embedded driver archive into the staging folder in the temporary directory and
+    // unpacks it there, over the files of an earlier call. Returns true and sets `stagingDir` when
+    // both worked. Returns false and leaves `stagingDir` alone when one of them failed. Throws a
+    // _com_error when 7-Zip cannot read a property of an item.
     [[nodiscard]] bool StageDriverPackage();
 
-    // Stages the driver package; then, when `fixFolders` is set, rebuilds the driver-store folders
-    // (`repair` set) or removes them. Without `fixFolders`, kMendloftFoldersGone means that the
-    // package is staged.
+    // Stages the driver package. Then, with `fixFolders`, rebuilds the driver-store folders
+    // (`repair` true) or removes them (`repair` false). Returns
+    //   kMendloftFoldersOldSystem  on Windows before Vista, where it does nothing;
+    //   kMendloftFoldersFailed     when staging failed, or a folder is left after a removal;
+    //   kMendloftFoldersBuilt      after a rebuild, even when a step of it failed;
+    //   kMendloftFoldersGone       after a removal, and after staging alone.
+    // Enables the restore and backup privileges of the process for good and leaves a handle to its
+    // token open. Throws what StageDriverPackage throws.
     MendloftFolderResult FixFolder(bool repair, bool fixFolders);
 
     // Copies the staged drivers into the driver-store folders and remembers the staged INF files
-    // for the whole process. Returns false when there is nothing staged to copy from; a single copy
-    // that fails is not reported.
+    // for the whole process. Writes one line to the debugger output for each file. Returns false
+    // when the staging folder is not there or its USB folder cannot be listed. A single copy that
+    // fails is not reported.
     bool CopyDrivers() const;
 
     // Install (low byte of `repair` not 0) or remove one driver package with the installer tool,
-    // wait for the tool without limit, and ask Windows to rescan devices.
+    // wait for the tool without limit, and ask Windows to rescan devices. The results are those of
+    // the exports. A missing file, or a tool that Windows cannot start, is also reported on the
+    // package's channel.
     MendloftSetupResult SetUpUsbDriver(std::int32_t repair);
     MendloftSetupResult SetUpNetDriver(std::int32_t repair);
     MendloftSetupResult SetUpKisDriver(std::int32_t repair);
@@ -51,7 +63,9 @@ public:
     std::wstring usbStoreName;  // the names of those folders
     std::wstring usbStoreName2;
     std::wstring netStoreName;
-    std::wstring stagingDir;   // without a trailing backslash; empty until the package is unpacked
-    bool reservedOff = false;  // for later options; nothing reads or changes the two flags yet
+    std::wstring stagingDir;  // without a trailing backslash; empty until the package is unpacked
+
+    // Spare: nothing reads or changes them. They hold the last two places of the fixed order.
+    bool reservedOff = false;
     bool reservedOn = true;
 };
