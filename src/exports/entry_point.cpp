@@ -3,24 +3,25 @@
 #include <array>
 #include <cstddef>
 
-// With mingw-w64 only: stands around the entry point of GCC's runtime, which takes a thread-local
-// slot of the process whenever the library is loaded and does not give it back when it is unloaded.
-// There are 1,088 slots, and the runtime ends the process when it gets none, so a host that loads
-// the library for each call would come to its end. The linker is told to begin here, and to let the
-// runtime take its slots here (src/CMakeLists.txt).
+// For mingw-w64 only. Wraps the entry point of GCC's runtime, which takes a thread-local slot of
+// the process each time the library is loaded and does not free it when the library is unloaded.
+// Windows has 1,088 such slots, and the runtime ends the process when none is left. So a host that
+// loads the library for every call would be ended after about a thousand calls. src/CMakeLists.txt
+// tells the linker to start the library here and to have the runtime take its slots from here.
 
-// The standard library's, for programs that look for leaks: frees what it keeps for exceptions that
-// are thrown when memory has run out.
+// Part of the standard library, for programs that search for leaks. Frees the memory that the
+// standard library sets aside for exceptions thrown when memory has run out.
 namespace __gnu_cxx {
 void __freeres();  // NOLINT(bugprone-reserved-identifier,readability-identifier-naming)
 }
 
 namespace {
 
-std::array<DWORD, 4> g_slots{};  // that the runtime has taken; it takes one
+std::array<DWORD, 4> g_slots{};  // the slots that the runtime has taken; it takes one
 std::size_t g_slotCount = 0;
 
-// The slots are taken before the library's own code runs, under the loader's lock.
+// Replaces TlsAlloc for the runtime, which calls it under the loader lock, before any other code of
+// the library runs.
 DWORD WINAPI TakeSlot() {
     using TlsAllocation = DWORD(WINAPI*)();
     const auto allocate = reinterpret_cast<TlsAllocation>(
@@ -30,9 +31,9 @@ DWORD WINAPI TakeSlot() {
     return slot;
 }
 
-// Of a thread that has used the library, the runtime keeps a record with two handles until the
-// thread ends. That of the thread that unloads the library goes now, by telling the runtime that it
-// ends.
+// The runtime keeps a record with two handles for each thread that has used the library, until that
+// thread ends. Frees the record of the thread that unloads the library, by telling the runtime that
+// this thread ends.
 void ForgetThisThread(HINSTANCE module) {
     const auto* const image = reinterpret_cast<const char*>(module);
     const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
@@ -44,7 +45,7 @@ void ForgetThisThread(HINSTANCE module) {
     for (; *callback != nullptr; ++callback) (*callback)(module, DLL_THREAD_DETACH, nullptr);
 }
 
-// Nobody uses them any more: the runtime has been shut down, and threads of the library have ended.
+// No slot is in use here: the runtime has shut down, and the library's threads have ended.
 void GiveSlotsBack() {
     while (g_slotCount > 0) (void)::TlsFree(g_slots[--g_slotCount]);
 }
@@ -55,7 +56,7 @@ extern "C" {
 
 BOOL WINAPI DllMainCRTStartup(HINSTANCE module, DWORD reason, LPVOID reserved);
 
-// Takes the place of the imported function's address.
+// The linker uses this variable in place of the import table's entry for TlsAlloc.
 extern DWORD(WINAPI* const kRuntimeTlsAlloc)();
 DWORD(WINAPI* const kRuntimeTlsAlloc)() = &TakeSlot;
 

@@ -11,7 +11,7 @@
 #include "telnet/port_probe.h"
 
 // The functions that libmendloft.def exports. Each takes one 32-bit argument, which the caller
-// removes, and passes on the result of the one routine that it runs.
+// removes from the stack, and returns the result of the one routine that it runs.
 
 namespace {
 
@@ -29,8 +29,9 @@ std::int32_t RunSetup(SetupRoutine setUp, std::int32_t repair, const wchar_t* re
 extern "C" {
 
 bool AMDPortTest(std::int32_t port) {
-    const auto helper =
-        std::make_shared<FixHelper>();  // every export works on one; this has no use for it
+    // Not used here. Every export holds a FixHelper while it runs, so a crash dump of a host has
+    // one for each call in progress.
+    const auto helper = std::make_shared<FixHelper>();
     return TestServicePort(port);
 }
 
@@ -39,7 +40,8 @@ std::int32_t MendloftFolder(std::int32_t repair) {
     return helper->FixFolder(IsTrue(repair), true);
 }
 
-// The result lines are not all spelt like their exports ("Usb"): hosts search for them as they are.
+// The result lines are part of the library's interface: a program that searches the debugger output
+// for one of them compares every letter. The first says "Usb", although its export says "USB".
 
 std::int32_t SetUpUSBDriver(std::int32_t repair) {
     return RunSetup(&FixHelper::SetUpUsbDriver, repair, L"SetUpUsbDriver ret: %d");
