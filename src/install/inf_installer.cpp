@@ -26,16 +26,18 @@ void WaitForEnd(const PROCESS_INFORMATION& started) {
 
 std::wstring InstallerCommandLine(const std::wstring& tool, const std::wstring& inf,
                                   std::int32_t repair) {
-    // The tool's path is not quoted. Windows then looks for the program by its own rules for a path
-    // with blanks, and the tool finds the switch after the first blank behind its own path.
+    // The path of the tool is not quoted. The tool receives this line unchanged, and one that skips
+    // as many characters as its own path has finds the switch after one blank. For a path with
+    // blanks, Windows takes the first program that it finds at one of the blanks: "C:\Program.exe"
+    // before "C:\Program Files\...".
     const std::wstring arguments = (IsTrue(repair) ? L"-i \"" : L"-d \"") + inf + L"\"";
     return tool + L" " + arguments;
 }
 
 MendloftSetupResult RunInfInstaller(const std::wstring& tool, const std::wstring& inf,
                                     std::int32_t repair, MessageChannel report) {
-    std::wstring commandLine =
-        InstallerCommandLine(tool, inf, repair);  // writable: Windows may change it
+    // Not const, because CreateProcessW may write to it.
+    std::wstring commandLine = InstallerCommandLine(tool, inf, repair);
     PROCESS_INFORMATION started{};
     if (!StartHidden(commandLine, started)) {
         report(L"CreateProcess failed (%d).\n", ::GetLastError());

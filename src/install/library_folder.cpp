@@ -11,7 +11,8 @@
 
 namespace {
 
-// One character longer than what the system is told, so that a path cut at the limit is terminated.
+// One character longer than Windows is told. Windows XP cuts a longer path without terminating it,
+// and the last zero of the buffer then does.
 using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
 
 }  // namespace
@@ -29,8 +30,11 @@ std::wstring InstallerToolPath(const std::wstring& libraryFolder) {
 }
 
 std::wstring DrivePrefix(const std::wstring& libraryFolder, const std::wstring& commonFiles) {
-    // The place comes from one path and cuts the other, on purpose: "D:\..." cuts "C:" from
-    // "C:\Program Files...". A library on a network share cuts nothing off, a quirk that is kept.
+    // Apple's software is on the drive of the Common Files folder, so that path is cut. The place
+    // of the cut comes from the library's folder: all paths with a drive letter have their first
+    // separator at the same place. For a library on a network share the prefix is therefore empty,
+    // and the installed INF file is looked for on the current drive. Cutting anywhere else would
+    // change which INF file the installer tool gets there.
     return commonFiles.substr(0, libraryFolder.find_first_of(L"\\/"));
 }
 

@@ -4,23 +4,25 @@
 
 #include "core/driver_packages.h"
 
-// The folder that the library's own file lies in, which need not be the host's; empty when the
-// system does not tell.
+// The folder of the library's own file, which may differ from the host's folder. Without a trailing
+// backslash, except for the root of a drive. Empty when Windows does not tell.
 [[nodiscard]] std::wstring LibraryFolder();
 
-// Where the installer tool for this system's bitness lies in `libraryFolder`.
+// The path of the installer tool for this system's bitness below `libraryFolder`, whether or not
+// the file is there.
 [[nodiscard]] std::wstring InstallerToolPath(const std::wstring& libraryFolder);
 
-// The drive of the 32-bit Common Files folder `commonFiles`, cut at the place of the first
-// separator in `libraryFolder`; the whole path when that has none.
+// The beginning of the 32-bit Common Files folder `commonFiles`, as long as what comes before the
+// first separator in `libraryFolder`. That is the drive when both begin with one. It is empty when
+// `libraryFolder` begins with a separator, and all of `commonFiles` when it has none.
 [[nodiscard]] std::wstring DrivePrefix(const std::wstring& libraryFolder,
                                        const std::wstring& commonFiles);
 
-// Where Apple's own software installs the package's INF file, on the drive above; empty when it
-// installs none.
+// Where Apple's own software installs the package's INF file on that drive, whether or not the file
+// is there. Empty for a package that is always staged.
 [[nodiscard]] std::wstring InstalledInfPath(const DriverPackage& package,
                                             const std::wstring& libraryFolder,
                                             const std::wstring& commonFiles);
 
-// The 32-bit Common Files folder; empty when the system does not tell.
+// The 32-bit Common Files folder, without a trailing backslash. Empty when Windows does not tell.
 [[nodiscard]] std::wstring CommonFilesFolder();

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// Asks Windows to enumerate the whole device tree again, so that devices that are plugged in
-// already meet the drivers that were just installed or removed. Returns 1 when the request was
-// made, and 0 with a line on standard output when it was refused. May be called from any thread.
+// Asks Windows to rescan devices, from the root of the device tree, so that devices that are
+// already plugged in get or lose the drivers that were just installed or removed. Returns 1 when
+// Windows accepted the request. Otherwise writes one line with the code of the configuration
+// manager to standard output and returns 0. May be called from any thread.
 std::int32_t ReenumerateDevices();

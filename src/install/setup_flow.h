@@ -10,8 +10,8 @@
 #include "install/library_folder.h"
 #include "platform/os_probes.h"
 
-// The order of a driver setup, written once for the two who walk it: the five SetUp routines of
-// FixHelper take the steps (setup_flows.cpp), and mendloftctl's plan of a call notes them down.
+// The order of the steps of a driver setup. It has two users: the five SetUp routines of FixHelper
+// carry the steps out (setup_flows.cpp), and mendloftctl's plan of a call only records them.
 
 template <typename T>
 concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& path) {
@@ -19,17 +19,18 @@ concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& p
     { steps.CommonFilesFolder() } -> std::same_as<std::wstring>;
     { steps.InstalledInfExists(path) } -> std::same_as<bool>;
     steps.FixFolder(helper, /*repair=*/true, /*fixFolders=*/true);
+    // The path that the process remembers for the package. An assignment to it is remembered.
     { steps.RememberedInf(kUsbPackage) } -> std::same_as<std::wstring&>;
     steps.Report(kUsbPackage, kUsbPackage.infMissing, path);
     { steps.StagedInfExists(path) } -> std::same_as<bool>;
     { steps.ToolExists(path) } -> std::same_as<bool>;
-    // Installs or removes (low byte of the number) the package of an INF file.
+    // Installs (low byte of `repair` not 0) or removes the package of the INF file.
     {
         steps.RunInstaller(kUsbPackage, /*tool=*/path, /*inf=*/path, /*repair=*/std::int32_t{1})
         } -> std::same_as<MendloftSetupResult>;
 };
 
-// The INF file that Apple's own software installed; empty when there is none.
+// The INF file that Apple's own software installed. Empty when it installed none.
 template <SetupSteps Steps>
 std::wstring InstalledInf(Steps& steps, const DriverPackage& package,
                           const std::wstring& libraryFolder) {
@@ -38,8 +39,10 @@ std::wstring InstalledInf(Steps& steps, const DriverPackage& package,
     return steps.InstalledInfExists(inf) ? inf : std::wstring();
 }
 
-// The INF file in the staged archive, whether it is there or not. Where nothing was staged, the
-// path begins with a backslash and leads to the root of the current drive.
+// The path of the INF file in the staged archive, whether or not the file is there. A path that the
+// process remembers is used without staging again. When nothing was staged, the path begins with a
+// backslash, which leads to the root of the current drive, or is empty for a package without a
+// fallback.
 template <SetupSteps Steps>
 std::wstring StagedInf(Steps& steps, FixHelper& helper, const DriverPackage& package, bool repair) {
     if (package.rememberedInf == nullptr) {
@@ -53,7 +56,7 @@ std::wstring StagedInf(Steps& steps, FixHelper& helper, const DriverPackage& pac
     return remembered;
 }
 
-// `repair` as in FixHelper's SetUp routines.
+// Sets up `package`. `repair` and the result are those of FixHelper's SetUp routines.
 template <SetupSteps Steps>
 MendloftSetupResult SetUpPackage(Steps& steps, FixHelper& helper, const DriverPackage& package,
                                  std::int32_t repair) {

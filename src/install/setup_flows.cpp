@@ -8,7 +8,7 @@
 
 namespace {
 
-// The steps of a driver setup as the system takes them.
+// Carries out the steps of a driver setup on this system.
 struct SystemSteps {
     static std::wstring LibraryFolder() { return ::LibraryFolder(); }
     static std::wstring CommonFilesFolder() { return ::CommonFilesFolder(); }
@@ -17,7 +17,7 @@ struct SystemSteps {
     static bool StagedInfExists(const std::wstring& path) { return FileOrFolderExists(path); }
     static bool ToolExists(const std::wstring& path) { return FileOrFolderExists(path); }
 
-    // A failure shows in the search for the INF file that follows.
+    // The result is not needed: a failure shows as a missing INF file in the next step.
     static void FixFolder(FixHelper& helper, bool repair, bool fixFolders) {
         (void)helper.FixFolder(repair, fixFolders);
     }
