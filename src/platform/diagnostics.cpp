@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cwchar>
 
-// The bounds-checked formatters are the ones that every Windows C runtime formats alike; mingw-w64
-// replaces the plain ones by versions of its own, to which a wide %s means a narrow string.
+// The bounds-checked formatters treat %s alike in every Windows C runtime. mingw-w64 replaces the
+// plain ones by its own, which take %s in a wide format for a narrow string.
 
 void DebugLog(const wchar_t* format, ...) {
     std::array<wchar_t, 4096> message{};

@@ -7,8 +7,8 @@
 #include "platform/unique_handle.h"
 
 // Calls `visit` with the WIN32_FIND_DATAW of every entry that matches `pattern`, in the order in
-// which the system lists them, "." and ".." included. Returns false when the listing cannot be
-// opened.
+// which Windows lists them, including "." and "..". Returns false, without a call, when Windows
+// cannot list them or nothing matches.
 template <typename Visit>
 bool ForEachEntry(const std::wstring& pattern, Visit visit) {
     WIN32_FIND_DATAW entry{};

@@ -35,8 +35,8 @@ bool IsOs64Bit() {
         ::GetSystemInfo(&info);
     }
 
-    // ARM64 is left out on purpose: there is no ARM64 driver package, and such a system is given
-    // the x86 paths throughout.
+    // ARM64 does not count as 64-bit: no driver package is for ARM64, and every ARM64 Windows runs
+    // x86 programs such as the x86 installer tool, while some cannot run x64 ones.
     return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64 ||
            info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_IA64;
 }

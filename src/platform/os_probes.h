@@ -4,13 +4,13 @@
 
 #include <cstdint>
 
-// What Windows this is. Both probes ask the system anew on every call and may be called from any
-// thread.
+// Which Windows this is. Both probes ask Windows on every call and may be called from any thread.
 
-// Fills `version` with the version that Windows really has, not the one that a program without a
-// compatibility manifest is told. Returns 1 when the system could be asked and 0 when it offers no
-// way to, in which case `version` is untouched. The caller clears the record beforehand.
+// Stores the real version of Windows in `version`, not the one that Windows tells a program without
+// a compatibility manifest. Returns 1 when RtlGetVersion was called, whatever its status. Returns 0
+// and leaves `version` alone when Windows has no such function. The caller clears the record first.
 std::int32_t GetOsVersion(RTL_OSVERSIONINFOW& version);
 
-// Whether Windows itself is 64-bit (x64 or Itanium), also when asked from a 32-bit process.
+// Whether Windows itself is 64-bit, also for a 32-bit process: true on x64 and Itanium, false on
+// everything else, including ARM64.
 [[nodiscard]] bool IsOs64Bit();

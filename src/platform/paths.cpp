@@ -21,8 +21,10 @@ bool IsSelfOrParent(const wchar_t* name) {
 }  // namespace
 
 bool DeleteDirectoryTree(const std::wstring& path) {
+    // With the backslash below, an empty path would name the root of the current drive.
     if (path.empty()) throw std::out_of_range("invalid string position");
-    // Only a backslash counts here, so a path that ends in a slash gets one behind it.
+    // A path that ends in a slash gets a backslash after it. Windows takes the two for one
+    // separator.
     const std::wstring folder = path.back() == L'\\' ? path : path + L'\\';
     const bool listed = ForEachEntry(folder + L"*.*", [&](const WIN32_FIND_DATAW& entry) {
         const std::wstring child = folder + entry.cFileName;

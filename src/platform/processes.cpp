@@ -18,7 +18,7 @@ void EndProcess(DWORD id) {
 }  // namespace
 
 void KillWerFault() {
-    // Not checked: with a failed snapshot the first query below fails and nothing is ended.
+    // Not checked: after a failed snapshot the first query fails, and no process is ended.
     const UniqueFile snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPALL, 0));
 
     PROCESSENTRY32W entry{};

@@ -19,6 +19,7 @@ UniqueSid MakeSid(SID_IDENTIFIER_AUTHORITY authority, std::initializer_list<DWOR
     if (!::AllocateAndInitializeSid(&authority, static_cast<BYTE>(subAuthorities.size()), sub[0],
                                     sub[1], sub[2], sub[3], sub[4], sub[5], sub[6], sub[7],
                                     sid.Receive())) {
+        // What a failed call stores there is not to be freed.
         (void)sid.Detach();
     }
     return sid;
@@ -63,8 +64,8 @@ bool TakeOwnership(std::wstring& path, PSID owner) {
     if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Receive()))
         return false;
     if (SetPrivilege(token.Get(), privilege, TRUE) == 0) return false;
-    // When this fails the privilege stays enabled: kept, the next folder of the same repair is then
-    // tried with it.
+    // When this fails, the privilege stays enabled. No result reports that a folder kept its owner,
+    // but a host can see it by the enabled privilege in its token.
     if (SetOwner(path, owner) != ERROR_SUCCESS) return false;
     return SetPrivilege(token.Get(), privilege, FALSE) != 0;
 }
@@ -79,7 +80,7 @@ std::int32_t SetPrivilege(HANDLE token, const wchar_t* name, std::int32_t enable
     if (!::LookupPrivilegeValueW(nullptr, name, &privileges.Privileges[0].Luid)) return 0;
     if (!::AdjustTokenPrivileges(token, FALSE, &privileges, sizeof(privileges), nullptr, nullptr))
         return 0;
-    // The call succeeds, and only says so in the last error, for a privilege that the token lacks.
+    // For a privilege that the token does not have, the call succeeds and sets this error code.
     return ::GetLastError() == ERROR_NOT_ALL_ASSIGNED ? 0 : 1;
 }
 
@@ -92,7 +93,7 @@ std::int32_t GrantFolderAccess(const wchar_t* path) {
     const UniqueLocal<ACL> list = MakeAccessList(everyone.Get(), administrators.Get());
     if (!list) return 0;
 
-    std::wstring object = path;  // the system call takes a writable string
+    std::wstring object = path;  // not const, because SetNamedSecurityInfoW takes a writable string
     DWORD result = SetAccessList(object, list.Get());
     if (result == ERROR_ACCESS_DENIED && TakeOwnership(object, administrators.Get())) {
         result = SetAccessList(object, list.Get());

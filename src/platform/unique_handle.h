@@ -4,11 +4,11 @@
 
 #include <utility>
 
-// Owns one system resource and gives it back when it goes out of scope.
+// Owns one system resource and releases it when it goes out of scope.
 //
-// `Traits` names the resource: `Value` is its type, `Empty()` the value that stands for "none", and
-// `Close(value)` gives it back. Closing leaves the thread's last error as it was, because callers
-// often turn that into their result after the owner is gone.
+// `Traits` describes the resource: `Value` is its type, `Empty()` the value for "none", and
+// `Close(value)` releases it. Releasing does not change GetLastError(), because callers often turn
+// that into their result after the owner is destroyed.
 template <typename Traits>
 class Unique {
 public:
@@ -37,8 +37,8 @@ public:
         ::SetLastError(error);
     }
 
-    // The place for a function that returns the resource through a pointer; what was held is
-    // closed.
+    // Where a function that returns the resource through a pointer is to store it. Releases the
+    // resource that was owned before.
     [[nodiscard]] Value* Receive() noexcept {
         Reset();
         return &value_;
@@ -48,7 +48,7 @@ private:
     Value value_ = Traits::Empty();
 };
 
-// Handles of CloseHandle whose "none" is null: processes, threads, tokens.
+// Handles for CloseHandle whose "none" is null: processes, threads, tokens.
 struct KernelHandleTraits {
     using Value = HANDLE;
     static Value Empty() noexcept { return nullptr; }
@@ -56,7 +56,7 @@ struct KernelHandleTraits {
 };
 using UniqueHandle = Unique<KernelHandleTraits>;
 
-// Handles of CloseHandle whose "none" is INVALID_HANDLE_VALUE: files and Toolhelp snapshots.
+// Handles for CloseHandle whose "none" is INVALID_HANDLE_VALUE: files and Toolhelp snapshots.
 struct FileHandleTraits {
     using Value = HANDLE;
     static Value Empty() noexcept { return INVALID_HANDLE_VALUE; }
@@ -78,7 +78,7 @@ struct SidTraits {
 };
 using UniqueSid = Unique<SidTraits>;
 
-// Memory that a system call allocated with LocalAlloc.
+// Memory for LocalFree, allocated by a system call.
 template <typename T>
 struct LocalMemoryTraits {
     using Value = T*;
