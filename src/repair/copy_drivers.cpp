@@ -13,7 +13,7 @@ bool IsFile(const WIN32_FIND_DATAW& entry) {
            std::wcscmp(entry.cFileName, L"..") != 0;
 }
 
-// The steps of the driver copy as the system takes them.
+// Carries out the steps of the driver copy on this system.
 struct SystemSteps {
     static void Remember(const DriverPackage& package, const std::wstring& inf) {
         *package.rememberedInf = inf;
@@ -28,12 +28,13 @@ struct SystemSteps {
         });
     }
 
-    // Overwrites what is there; a copy that fails is not reported.
+    // Overwrites an existing file. A copy that fails is not reported.
     static void Copy(const std::wstring& from, const std::wstring& to) {
         (void)::CopyFileW(from.c_str(), to.c_str(), FALSE);
     }
 
-    // Says "usbapp" for the network files too: a host that watches the channel looks for this text.
+    // The text says "usbapp" for the files of both drivers, so a program that filters the debugger
+    // output by it gets the line of every file.
     static void LogCopy(const std::wstring& to) {
         DebugLog(L"CopyDrivers usbapp :%s\n", to.c_str());
     }

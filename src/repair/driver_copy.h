@@ -8,22 +8,24 @@
 #include "platform/os_probes.h"
 #include "platform/paths.h"
 
-// The order of the driver copy, written once for the two who walk it: FixHelper::CopyDrivers takes
-// the steps (copy_drivers.cpp), and mendloftctl's plan of a call notes them down.
+// The order of the steps of the driver copy. It has two users: FixHelper::CopyDrivers carries the
+// steps out (copy_drivers.cpp), and mendloftctl's plan of a call only records them.
 
 template <typename T>
 concept DriverCopySteps = requires(T& steps, const std::wstring& path,
                                    void (*visit)(const wchar_t* name)) {
-    steps.Remember(kUsbPackage, path);  // that this is the package's staged INF file
+    // Makes `path` the package's staged INF file for the whole process.
+    steps.Remember(kUsbPackage, path);
     { steps.Exists(path) } -> std::same_as<bool>;
-    // Calls `visit` with each file in the folder `path`, and returns false when the folder cannot
-    // be listed.
+    // Calls `visit` with the name of each file in the folder `path`. Returns false when the folder
+    // cannot be listed.
     { steps.ForEachFile(path, visit) } -> std::same_as<bool>;
     steps.Copy(path, path);  // from, to
     steps.LogCopy(path);
 };
 
-// Returns what FixHelper::CopyDrivers returns.
+// Copies what is staged in the staging folder of `helper` into its driver-store folders. Returns
+// what FixHelper::CopyDrivers returns. The INF files are remembered even when nothing is staged.
 template <DriverCopySteps Steps>
 bool CopyStagedDrivers(Steps& steps, const FixHelper& helper) {
     const bool is64Bit = IsOs64Bit();
@@ -43,9 +45,10 @@ bool CopyStagedDrivers(Steps& steps, const FixHelper& helper) {
 
     const std::wstring netFolder = kNetPackage.StagedFolder(helper.stagingDir, is64Bit);
     (void)steps.ForEachFile(netFolder, [&](const wchar_t* name) {
-        // Without a backslash, unlike the USB files: the source names no file, the copy fails
-        // quietly, and the network folder stays empty. Hosts find the line for each file all the
-        // same.
+        // Joined without a backslash, unlike the USB files above. The source names no file, the
+        // copy fails without a report, and the network folder gets no file. A removal therefore
+        // finds none there that is in use or read-only. The line is written for each file, so a
+        // program that counts the lines sees every file of both drivers.
         const std::wstring source = netFolder + name;
         const std::wstring destination = helper.netStorePath + L'\\' + name;
         steps.Copy(source, destination);

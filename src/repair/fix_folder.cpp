@@ -9,8 +9,8 @@
 
 namespace {
 
-// The steps of a folder repair as the system takes them. Most results do not matter: a step that
-// lacks the rights or the folder that an earlier one should have brought fails by itself.
+// Carries out the steps of a folder repair on this system. Most results are ignored: a step that
+// lacks a right or a folder because an earlier one failed does no harm. It fails as well.
 struct SystemSteps {
     static RTL_OSVERSIONINFOW WindowsVersion() {
         RTL_OSVERSIONINFOW version{};
@@ -21,7 +21,9 @@ struct SystemSteps {
 
     static void EndCrashReporters() { KillWerFault(); }
 
-    // The token stays open for the rest of the process's life, like the privileges themselves.
+    // The token's handle is never closed, as mendloft.h tells hosts: a host that counts the handles
+    // of its process finds one more after each folder repair, for as long as the privileges stay
+    // enabled. After a failed open the token is null, and the calls below fail.
     static void EnableFilePrivileges() {
         HANDLE token = nullptr;
         (void)::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY,
@@ -31,7 +33,7 @@ struct SystemSteps {
 
     static bool Stage(FixHelper& helper) { return helper.StageDriverPackage(); }
 
-    // Mostly fails because the folder is there already, and then its access is set all the same.
+    // The usual failure is that the folder exists. Its access is then set like that of a new one.
     static void CreateFolder(const std::wstring& path) {
         (void)::CreateDirectoryW(path.c_str(), nullptr);
     }

@@ -7,13 +7,13 @@
 
 #include "core/fix_helper.h"
 
-// The order of a folder repair, written once for the two who walk it: FixHelper::FixFolder takes
-// the steps (fix_folder.cpp), and mendloftctl's plan of a call notes them down.
+// The order of the steps of a folder repair. It has two users: FixHelper::FixFolder carries the
+// steps out (fix_folder.cpp), and mendloftctl's plan of a call only records them.
 
-// The oldest Windows that is repaired is Vista.
+// The major version of Windows Vista, the oldest Windows that is repaired.
 inline constexpr DWORD kOldestMajorVersion = 6;
 
-// What writing into the driver store takes, in the order in which it is enabled.
+// The privileges for writing into the driver store, in the order in which they are enabled.
 inline constexpr const wchar_t* kFilePrivileges[] = {L"SeRestorePrivilege", L"SeBackupPrivilege"};
 
 template <typename T>
@@ -29,6 +29,8 @@ concept FolderRepairSteps = requires(T& steps, FixHelper& helper, const std::wst
     { steps.Exists(path) } -> std::same_as<bool>;
 };
 
+// Always returns kMendloftFoldersBuilt. The results of the steps do not tell whether the folders
+// are usable: creating a folder fails when it exists, for example.
 template <FolderRepairSteps Steps>
 MendloftFolderResult RebuildFolders(Steps& steps, const FixHelper& helper) {
     for (const std::wstring& folder : helper.StorePaths()) {
@@ -39,7 +41,9 @@ MendloftFolderResult RebuildFolders(Steps& steps, const FixHelper& helper) {
     return kMendloftFoldersBuilt;
 }
 
-// A second USB folder that stays ends the removal before the other folders are touched.
+// Returns kMendloftFoldersGone, or kMendloftFoldersFailed when a folder is left. A second USB
+// folder that is left ends the removal before the other two folders are touched, so they stay
+// complete.
 template <FolderRepairSteps Steps>
 MendloftFolderResult RemoveFolders(Steps& steps, const FixHelper& helper) {
     if (!helper.usbStorePath2.empty()) {
@@ -52,7 +56,8 @@ MendloftFolderResult RemoveFolders(Steps& steps, const FixHelper& helper) {
     return left ? kMendloftFoldersFailed : kMendloftFoldersGone;
 }
 
-// `repair` and `fixFolders` as in FixHelper::FixFolder.
+// Does what FixHelper::FixFolder does, with the same arguments and results. The version is tested
+// before anything else, so an older Windows is not changed at all.
 template <FolderRepairSteps Steps>
 MendloftFolderResult RepairFolders(Steps& steps, FixHelper& helper, bool repair, bool fixFolders) {
     const RTL_OSVERSIONINFOW version = steps.WindowsVersion();
