@@ -15,7 +15,8 @@ namespace {
 
 using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
 
-// Appends `text` if there is room for all of it.
+// Appends `text` and returns true when there is room for all of it. Otherwise changes nothing: a
+// path that is cut would name another file.
 bool Append(PathBuffer& path, const wchar_t* text) {
     const std::size_t length = std::wcslen(path.data());
     const std::size_t added = std::wcslen(text);
@@ -24,7 +25,8 @@ bool Append(PathBuffer& path, const wchar_t* text) {
     return true;
 }
 
-// The system leaves the buffer as it was when a temporary directory does not fit.
+// A length of more than MAX_PATH is the size of the buffer that Windows would need. It has stored
+// no path then.
 bool GetTemporaryDirectory(PathBuffer& path) {
     const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
     return length > 0 && length <= MAX_PATH;
@@ -56,6 +58,7 @@ bool WriteDriverResource(const std::wstring& path) {
                                         CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) return false;
 
+    // Without the resource, the size is 0 and the file stays empty.
     const HRSRC resource =
         ::FindResourceW(g_libraryModule, MAKEINTRESOURCEW(kDriverResource), kDriverResourceType);
     const void* bytes = ::LockResource(::LoadResource(g_libraryModule, resource));

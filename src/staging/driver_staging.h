@@ -2,15 +2,16 @@
 
 #include <string>
 
-// The resource of the library that is the driver archive: its type and its identifier.
+// Type and identifier of the resource that contains the driver archive.
 inline constexpr const wchar_t* kDriverResourceType = L"DRIVER";
 inline constexpr unsigned short kDriverResource = 102;
 
-// The staging folder, behind the temporary directory, and the archive file behind that folder.
+// The staging folder, relative to the temporary directory, and the archive file, relative to the
+// staging folder.
 inline constexpr const wchar_t* kStagingFolderName = L"mendloft";
 inline constexpr const wchar_t* kStagedArchiveName = L"\\driver.7z";
 
-// Writes the library's embedded driver archive to the file at `path`, replacing what is there.
-// Returns false when the file cannot be created. Whether the resource was found and written whole
-// is not checked: an archive cut short shows when it is unpacked.
+// Writes the library's embedded driver archive to the file at `path`, over an existing file.
+// Returns false when the file cannot be created. It is not checked that the resource was found and
+// that all of it was written: unpacking an incomplete archive fails.
 [[nodiscard]] bool WriteDriverResource(const std::wstring& path);
