@@ -14,11 +14,12 @@ namespace SevenZip::intl {
 
 namespace {
 
-// The file name for an item that has none, such as the only one of an Lzma file.
+// The file name for an item that is stored without one, such as the only item of an Lzma file.
 constexpr const wchar_t* kUnnamedItem = L"[Content]";
 
-// Plain system codes among the HRESULTs of GetStream: callers tell these two ends apart by exactly
-// these numbers.
+// Two results of GetStream are plain system codes, not HRESULTs. ExtractTo passes them on. Its
+// caller can tell them from a refusal of Windows with the same code, for which LastErrorAsResult
+// gives 0x80070050 or 0x8007065F.
 constexpr HRESULT kFileExists = ERROR_FILE_EXISTS;
 constexpr HRESULT kNoParentFolder = 0x65F;
 
@@ -62,7 +63,8 @@ STDMETHODIMP ArchiveExtractCallback::SetCompleted(const UInt64*) {
 STDMETHODIMP ArchiveExtractCallback::GetStream(UInt32 index, ISequentialOutStream** outStream,
                                                Int32 askMode) {
     *outStream = nullptr;
-    // Or an item without a stream would be reported under the name of the one before it.
+    // Otherwise SetOperationResult would report an item without a stream under the path of the item
+    // before it.
     absolutePath.clear();
     ReadPath(index);
     if (askMode != NArchive::NExtract::NAskMode::kExtract) return S_OK;
@@ -71,9 +73,11 @@ STDMETHODIMP ArchiveExtractCallback::GetStream(UInt32 index, ISequentialOutStrea
     if (!IsWanted()) return S_OK;
     std::wstring target = CombinePath(directory, relativePath);
     if (isDirectory) {
+        // When this fails, the first file in the folder fails as well, with kNoParentFolder.
         (void)CreateDirectories(target);
         return S_OK;
     }
+    // With an empty name, the target would be the destination folder.
     if (relativePath.empty()) return S_OK;
     return OpenTarget(std::move(target), outStream);
 }
@@ -82,8 +86,8 @@ STDMETHODIMP ArchiveExtractCallback::PrepareOperation(Int32) {
     return S_OK;
 }
 
-// How the item came out matters only to a roll-back: in the other modes a damaged file stays as far
-// as it was written, and is stamped and reported like a good one.
+// Whether the item is damaged matters only in mode kRollBack. In the other modes a damaged file
+// keeps what was written of it, and it is stamped and reported like an undamaged one.
 STDMETHODIMP ArchiveExtractCallback::SetOperationResult(Int32 operationResult) {
     if (overwriteMode == OverwriteMode::kRollBack &&
         operationResult != NArchive::NExtract::NOperationResult::kOK) {
@@ -111,7 +115,8 @@ STDMETHODIMP ArchiveExtractCallback::SetRatioInfo(const UInt64* inSize, const UI
     return S_OK;
 }
 
-// Returns whether the archive stores the property; if not, `value` is a cleared one.
+// Reads a property into `value`. Returns false, with `value` cleared, when the archive does not
+// store it. Throws a _com_error when the handler cannot read it or when it has another type.
 template <typename Value>
 bool ArchiveExtractCallback::ReadProperty(UInt32 index, PROPID id, Value& value) {
     value = Value();
@@ -132,7 +137,7 @@ void ArchiveExtractCallback::ReadPath(UInt32 index) {
 
 void ArchiveExtractCallback::ReadMetadata(UInt32 index) {
     hasAttributes = ReadProperty(index, kpidAttrib, attributes);
-    (void)ReadProperty(index, kpidIsDir, isDirectory);  // not stored: no directory
+    (void)ReadProperty(index, kpidIsDir, isDirectory);  // false when it is not stored
     hasModified = ReadProperty(index, kpidMTime, modified);
     hasCreated = ReadProperty(index, kpidCTime, created);
     hasAccessed = ReadProperty(index, kpidATime, accessed);
@@ -154,8 +159,9 @@ HRESULT ArchiveExtractCallback::OpenTarget(std::wstring target, ISequentialOutSt
     return S_OK;
 }
 
-// Deals with a file at `target`, which may become another path. Returns the result with which
-// GetStream is to end, or nothing when the file can be written.
+// Applies the overwrite mode to a file at `target`, and may change `target` to another path.
+// Returns nothing when a file can be written there, and otherwise the result with which GetStream
+// ends.
 std::optional<HRESULT> ArchiveExtractCallback::MakeRoom(std::wstring& target) {
     if (overwriteMode == OverwriteMode::kRollBack && !PathExists(target)) {
         pendingReplacements.emplace_back(target, std::wstring());

@@ -13,16 +13,20 @@
 
 namespace SevenZip::intl {
 
-// What a handler calls while it extracts: decides where each item goes and what becomes of a file
-// that is already there, and stamps times and attributes on what was written. Serves one
-// extraction, on its thread.
+// What a handler calls while it extracts. Decides where each item is written and what happens to an
+// existing file, and sets the times and attributes of each written file. Serves one extraction, on
+// the thread of that extraction.
 //
-// `GetStream` throws a _com_error when the handler cannot read a property of the item or gives one
-// of an unexpected type. 7-Zip must not see that; see ExtractExceptionCarrier.
+// `GetStream` throws a _com_error when the handler cannot read a property of the item or returns
+// one of an unexpected type. The exception must not reach 7-Zip (see ExtractExceptionCarrier).
+//
+// The order of the protected members is fixed: a derived class that was compiled apart from the
+// library finds them by their offsets.
 class ArchiveExtractCallback
     : public ComObject<IArchiveExtractCallback, ICryptoGetTextPassword, ICompressProgressInfo> {
 public:
-    // `listener` may be null; it is not owned.
+    // `destination` is a folder, with or without a separator at its end. `listener` may be null and
+    // is not owned.
     ArchiveExtractCallback(IInArchive& archive, const std::wstring& destination, OverwriteMode mode,
                            ExtractProgress* listener);
 
@@ -31,12 +35,13 @@ public:
     STDMETHODIMP SetTotal(UInt64 total) override;
     STDMETHODIMP SetCompleted(const UInt64* completed) override;
 
-    // Besides HRESULTs: 80 for an unknown overwrite mode, 1631 when the parent folder cannot be
-    // made.
+    // Besides HRESULTs it returns 80 for an existing file and an unknown overwrite mode, and 1631
+    // when the file's folder cannot be created.
     STDMETHODIMP GetStream(UInt32 index, ISequentialOutStream** outStream, Int32 askMode) override;
     STDMETHODIMP PrepareOperation(Int32 askMode) override;
     STDMETHODIMP SetOperationResult(Int32 operationResult) override;
 
+    // Answers E_ABORT, so an archive with encrypted items is not extracted.
     STDMETHODIMP CryptoGetTextPassword(BSTR* password) override;
     STDMETHODIMP SetRatioInfo(const UInt64* inSize, const UInt64* outSize) override;
 
@@ -44,9 +49,9 @@ protected:
     UniqueCom<IInArchive> archiveHandler;
     std::wstring directory;  // ends in a separator
 
-    // The current item; what a flag says is absent has no meaning.
+    // The current item. Where a flag is false, the value after it has no meaning.
     std::wstring relativePath;
-    std::wstring absolutePath;  // empty while no file is written for the item
+    std::wstring absolutePath;  // empty when no file is written for the item
     bool isDirectory = false;
     bool hasAttributes = false;
     std::uint32_t attributes = 0;
@@ -63,8 +68,8 @@ protected:
     ExtractProgress* progress;
     std::uint64_t totalSize = 0;
 
-    // What a roll-back undoes: the path of each file written, and where the file that was there
-    // before was put aside (empty if there was none).
+    // What a rollback undoes: the path of each written file, and the path to which an existing file
+    // was moved before (empty when there was none).
     std::vector<std::pair<std::wstring, std::wstring>> pendingReplacements;
 
 private:

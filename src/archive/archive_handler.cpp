@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-// 7-Zip's object factory, which its headers declare only as a type.
+// 7-Zip's object factory. Its headers declare only the type of this function.
 STDAPI CreateObject(const GUID* classId, const GUID* interfaceId, void** object);
 
 namespace SevenZip::intl {
@@ -17,7 +17,7 @@ struct FormatHandler {
 };
 
 constexpr std::array kFormatHandlers{
-    FormatHandler{ArchiveFormat::k7z, 0x07},  // also for every format that is not here
+    FormatHandler{ArchiveFormat::k7z, 0x07},  // also for every number without a row
     FormatHandler{ArchiveFormat::kZip, 0x01},  FormatHandler{ArchiveFormat::kCab, 0x08},
     FormatHandler{ArchiveFormat::kLzma, 0x0A}, FormatHandler{ArchiveFormat::kLzma86, 0x0B},
 };
@@ -33,8 +33,8 @@ GUID HandlerClassId(ArchiveFormat format) {
 
 }  // namespace
 
-// 7-Zip's formats and codecs register themselves once, from static constructors that have all run
-// when the library is loaded.
+// 7-Zip's formats and codecs register themselves in static constructors, which have run when the
+// library is loaded. So no registration is needed here.
 UniqueCom<IInArchive> CreateArchiveHandler(ArchiveFormat format) {
     const GUID classId = HandlerClassId(format);
     void* handler = nullptr;

@@ -6,27 +6,28 @@
 
 namespace SevenZip::intl {
 
-// A new 7-Zip handler for archives of that format, or null when 7-Zip cannot make one.
+// A new 7-Zip handler for archives of that format. Null when 7-Zip cannot create one.
 [[nodiscard]] UniqueCom<IInArchive> CreateArchiveHandler(ArchiveFormat format);
 
-// A handler that was told to open a file, and is closed before it is released.
+// A handler that has tried to open a file. It is closed before it is released, also after a
+// failure.
 class OpenedArchive {
 public:
-    // `maximumStart` is how far into the file the archive may begin; null for any distance.
+    // `maximumStart` is the largest offset at which the archive may begin. Null allows any offset.
     OpenedArchive(ArchiveFormat format, IInStream& file, const UInt64* maximumStart,
                   IArchiveOpenCallback& callback);
     OpenedArchive(const OpenedArchive&) = delete;
     OpenedArchive& operator=(const OpenedArchive&) = delete;
     ~OpenedArchive() { Close(); }
 
-    // S_OK, or why there is nothing to work with: the handler's own answer (S_FALSE when the file
-    // is no archive of the format), or CLASS_E_CLASSNOTAVAILABLE when there is no handler.
+    // S_OK when the archive is open. Otherwise the handler's result (S_FALSE when the file is not
+    // an archive of the format), or CLASS_E_CLASSNOTAVAILABLE when there is no handler.
     [[nodiscard]] HRESULT Result() const { return result_; }
 
-    // Only for an archive that was opened.
+    // Only when Result() is S_OK.
     [[nodiscard]] IInArchive& Handler() const { return *handler_.Get(); }
 
-    // Closes the handler, which then lets go of the file. Only the first call does something.
+    // Closes the handler, which then releases the file. Calls after the first do nothing.
     void Close();
 
 private:

@@ -5,8 +5,8 @@
 
 namespace SevenZip::intl {
 
-// What 7-Zip calls while it opens an archive. Progress is ignored, and who asks for a password is
-// told to stop: encrypted archives are refused.
+// What 7-Zip calls while it opens an archive. Ignores progress. Answers E_ABORT when it is asked
+// for a password, so an archive with an encrypted directory is not opened.
 class ArchiveOpenCallback final : public ComObject<IArchiveOpenCallback, ICryptoGetTextPassword> {
 public:
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override;

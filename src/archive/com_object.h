@@ -10,9 +10,9 @@
 
 namespace SevenZip::intl {
 
-// What all our COM-style objects share: an interlocked reference count that starts at 0, and
-// deletion by the `Release` that brings it back there. AddRef and Release may be called from any
-// thread and return the new count.
+// What all COM-style objects of the library share: an interlocked reference count that starts at 0,
+// and deletion by the `Release` that returns it to 0. AddRef and Release return the new count and
+// may be called from any thread.
 template <typename... Interfaces>
 class ComObject : public Interfaces... {
 public:
@@ -30,13 +30,13 @@ public:
     }
 
 protected:
-    // An interface id and the base that answers to it.
+    // An interface id, and this object as that interface.
     using Answer = std::pair<const GUID*, IUnknown*>;
 
     ComObject() = default;
     virtual ~ComObject() = default;
 
-    // QueryInterface over a list of answers, of which the first also speaks for IUnknown.
+    // QueryInterface for a list of answers. The first one also answers for IUnknown.
     HRESULT Find(std::initializer_list<Answer> answers, REFIID wanted, void** object) {
         if (object == nullptr) return E_POINTER;
         *object = wanted == IID_IUnknown ? answers.begin()->second : nullptr;
@@ -63,7 +63,7 @@ struct ComReferenceTraits {
 template <typename Interface>
 using UniqueCom = Unique<ComReferenceTraits<Interface>>;
 
-// A further reference to an object that somebody else holds.
+// One more reference to an object.
 template <typename Interface>
 [[nodiscard]] UniqueCom<Interface> Share(Interface& object) {
     object.AddRef();

@@ -8,20 +8,20 @@
 
 namespace SevenZip::intl {
 
-// Stands between 7-Zip and the extraction callback and carries exceptions around 7-Zip.
+// Forwards 7-Zip's calls to the extraction callback and carries exceptions around 7-Zip.
 //
-// An exception cannot pass through 7-Zip: its methods are declared to throw nothing, parts of it
-// are C, and what gets through that is swallowed by catch-alls of its own. So this object catches
-// whatever the callback throws (its _com_error, or anything from the caller's ExtractProgress) and
-// answers E_ABORT, and goes on doing so without asking the callback again, until 7-Zip has come
-// back out of Extract. Then `Rethrow` lets the exception go on its way.
+// An exception cannot pass through 7-Zip. Its methods are declared not to throw, parts of it are C,
+// and some of its functions catch everything. So this object catches whatever the callback throws:
+// its _com_error, or anything from the caller's ExtractProgress. From then on it answers E_ABORT to
+// every call without asking the callback, which makes 7-Zip return from Extract. After that,
+// `Rethrow` throws the exception again.
 class ExtractExceptionCarrier final
     : public ComObject<IArchiveExtractCallback, ICryptoGetTextPassword, ICompressProgressInfo> {
 public:
     explicit ExtractExceptionCarrier(ArchiveExtractCallback& callback)
         : callback_(Share(callback)) {}
 
-    // Throws what was caught, if anything was.
+    // Throws the exception that was caught. Does nothing when there was none.
     void Rethrow() const;
 
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override;

@@ -16,10 +16,10 @@ namespace {
 
 constexpr wchar_t kSeparators[] = L"\\/";
 
-// Not every shell function sets the last error when it fails, and a 0 left there would be taken for
-// success. These functions run such a call with a cleared last error, and put the call's own result
-// there if it is still clear afterwards. A result that is an HRESULT already stays one when it is
-// turned into an HRESULT later.
+// Not every shell function sets GetLastError() when it fails, and a caller would take the 0 that is
+// left there for success. So the last error is cleared before such a call. When the call fails and
+// leaves it 0, it is set to the call's own result. HRESULT_FROM_WIN32 does not change a result that
+// is an HRESULT already.
 void ForgetLastError() {
     ::SetLastError(ERROR_SUCCESS);
 }
@@ -42,7 +42,8 @@ std::wstring LocalTimeText() {
     std::array<wchar_t, 80> text{};
     const __time64_t now = ::_time64(nullptr);
     const std::tm* local = ::_localtime64(&now);
-    // Year, day, month: whoever looks for these files knows them by this order.
+    // Year, day, month. These names stay on disk after a call, so their form is part of what a
+    // caller sees: a program that tidies up searches for it.
     if (local != nullptr) (void)std::wcsftime(text.data(), text.size(), L"%Y%d%m-%H%M%S", local);
     return text.data();
 }
@@ -68,7 +69,7 @@ bool DeletePath(const std::wstring& path) {
     }
     if (!PathExists(path)) return true;
 
-    const std::wstring list = path + L'\0';  // and the string's own zero ends the list
+    const std::wstring list = path + L'\0';  // the string's own zero is the second one
     SHFILEOPSTRUCTW operation{};
     operation.wFunc = FO_DELETE;
     operation.pFrom = list.c_str();
@@ -85,8 +86,8 @@ bool RenamePath(const std::wstring& from, const std::wstring& to) {
 }
 
 bool MovePath(const std::wstring& from, const std::wstring& to) {
-    // Without limit: a virus scanner or an indexer that holds the file lets go of it sooner or
-    // later, and giving up would leave the replacement half done.
+    // Without limit. A virus scanner or an indexer that has the file open closes it after a while,
+    // and giving up would leave some files replaced and others not.
     while (!RenamePath(from, to)) {
     }
     return true;

@@ -4,7 +4,7 @@ namespace SevenZip::intl {
 
 bool ItemProperty::Get(std::wstring& value) const {
     if (value_.vt != VT_BSTR) return false;
-    value = value_.bstrVal == nullptr ? L"" : value_.bstrVal;  // a null BSTR is an empty one
+    value = value_.bstrVal == nullptr ? L"" : value_.bstrVal;  // a null BSTR is an empty text
     return true;
 }
 

@@ -8,7 +8,7 @@
 
 namespace SevenZip::intl {
 
-// One property of one archive item, read when this is constructed and freed with it.
+// One property of one archive item. The constructor reads it, and the destructor frees it.
 class ItemProperty {
 public:
     ItemProperty(IInArchive& archive, UInt32 index, PROPID id) {
@@ -19,15 +19,16 @@ public:
     ItemProperty& operator=(const ItemProperty&) = delete;
     ~ItemProperty() { (void)::PropVariantClear(&value_); }
 
-    // The handler's answer; the rest is of use only when it is no failure.
+    // The handler's result. The other functions are of use only when it is not a failure.
     [[nodiscard]] HRESULT Result() const { return result_; }
 
-    // The archive does not store this property.
+    // Whether the archive does not store this property.
     [[nodiscard]] bool IsEmpty() const { return value_.vt == VT_EMPTY; }
 
-    // Gives `value` the property and returns true, or returns false when it is of another type: a
-    // string, a flag, 32 unsigned bits, a time, or an unsigned number of up to 64 bits. The string
-    // ends at its first zero; std::bad_alloc when there is no memory for it.
+    // Stores the property in `value` and returns true. Returns false and leaves `value` alone when
+    // the property has another type. The types are a string, a flag, 32 unsigned bits, a time, and
+    // an unsigned number of 8 to 64 bits. A string ends at its first zero character; std::bad_alloc
+    // is thrown when there is no memory for it.
     [[nodiscard]] bool Get(std::wstring& value) const;
     [[nodiscard]] bool Get(bool& value) const;
     [[nodiscard]] bool Get(UInt32& value) const;
@@ -39,13 +40,14 @@ private:
     HRESULT result_ = E_FAIL;
 };
 
-// The paths and sizes of an archive's items. What is not stored is empty or 0.
+// The paths and the sizes in bytes of an archive's items. What is not stored is empty or 0.
 struct ItemList {
     std::vector<std::wstring> names;
     std::vector<std::uint64_t> sizes;
 };
 
-// Fills `list` with `count` items; false when the handler cannot read one.
+// Adds `count` items to `list`. Returns false when the handler cannot read the path or the size of
+// one.
 [[nodiscard]] bool ReadItemList(IInArchive& archive, UInt32 count, ItemList& list);
 
 }  // namespace SevenZip::intl

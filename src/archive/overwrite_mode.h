@@ -4,13 +4,14 @@
 
 namespace SevenZip {
 
-// What happens to a file that is already there when an item is to be written.
+// What happens to an existing file when an item is to be written to its path. A new name is one
+// that no file has (see MakeUniquePath).
 enum class OverwriteMode : std::uint32_t {
-    kDelete = 1,     // it is deleted
-    kSkip = 2,       // it stays, and the item is left out
-    kRenameNew = 3,  // it stays, and the item is written under a fresh name
-    kRenameOld = 4,  // it gets a fresh name
-    kRollBack = 5,   // it gets a fresh name, and its own back as soon as an item turns out damaged
+    kDelete = 1,     // the file is deleted
+    kSkip = 2,       // the file stays, and the item is not written
+    kRenameNew = 3,  // the file stays, and the item is written under a new name
+    kRenameOld = 4,  // the file gets a new name
+    kRollBack = 5,   // the file gets a new name, and its old one again when any item is damaged
 };
 
 }  // namespace SevenZip

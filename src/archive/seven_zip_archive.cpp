@@ -14,7 +14,8 @@ namespace SevenZip {
 
 namespace {
 
-// The formats to try, `current` first. A `current` that is none of the five is not tried at all.
+// The formats to try, each once, `current` first. A `current` that is not in the rest of the list
+// is erased itself and not tried.
 std::vector<ArchiveFormat> FormatCandidates(ArchiveFormat current) {
     std::vector candidates{current,
                            ArchiveFormat::k7z,

@@ -8,8 +8,12 @@
 
 namespace SevenZip {
 
-// One archive file on disk and what is known about it. Nothing is read before it is asked for. For
-// one thread at a time.
+// One archive file on disk and what is known about it. The file is read only when a function needs
+// it. Not for use by several threads at once.
+//
+// The order of the virtual functions and of the protected members is fixed: a derived class that
+// was compiled apart from the library uses the former by their places in the virtual table and the
+// latter by their offsets.
 class SevenZipArchive {
 public:
     SevenZipArchive() = default;
@@ -17,29 +21,30 @@ public:
     SevenZipArchive& operator=(const SevenZipArchive&) = default;
     virtual ~SevenZipArchive();
 
-    // Names the archive file; always returns true. What was read before stays as it is.
+    // Sets the path of the archive file. Always returns true. Metadata that was read before stays.
     virtual bool SetArchivePath(const std::wstring& path);
 
-    // Detects the format, unless one was set, and reads the item list anew. Returns whether both
-    // worked.
+    // Detects the format, unless one was set, and reads the item list. Returns whether both worked.
+    // The getters below call it when nothing was read before, so a derived class may replace it.
     virtual bool ReadMetadata();
 
-    // Sets the format instead of having it detected.
+    // Sets the format, so that it is not detected. The item list is read again when it is needed.
     virtual void SetFormat(ArchiveFormat newFormat);
 
-    // The format that was set, or else that of the file.
+    // The format that was set, or else the format of the file.
     virtual ArchiveFormat GetFormat();
 
-    // The level is kept for the caller; reading does not need one.
+    // The level is only stored for the caller. Reading an archive does not use it.
     virtual void SetCompressionLevel(std::uint32_t level);
     virtual std::uint32_t GetCompressionLevel();
 
-    // Finds the format out from the file's content, also after one was set. Returns false, with the
-    // format unknown, when the file cannot be read or is no archive of a format in ArchiveFormat.
+    // Detects the format from the content of the file, also when one was set. Returns false, with
+    // the format unknown, when the file cannot be read or is not an archive of a format in
+    // ArchiveFormat.
     virtual bool DetectFormat();
 
-    // The number of items, their paths inside the archive and their sizes in bytes (the lower 32
-    // bits), in the archive's order. Empty when the archive cannot be read.
+    // The number of items, their paths inside the archive, and their sizes in bytes (the low 32
+    // bits), in the order of the archive. 0 or empty when the archive cannot be read.
     virtual std::uint32_t GetItemCount();
     virtual std::vector<std::wstring> GetItemNames();
     virtual std::vector<std::uint32_t> GetItemSizes();

@@ -20,8 +20,8 @@ namespace {
 constexpr UInt32 kAllItems = 0xFFFFFFFF;
 constexpr Int32 kNoTest = 0;
 
-// Tells `progress` what the archive holds. Returns the result with which the extraction is to end,
-// or nothing when it is to go on.
+// Reports the content of the archive to `progress`. Returns nothing when the extraction goes on,
+// and otherwise the result with which it ends.
 std::optional<HRESULT> Announce(IInArchive& archive, ExtractProgress& progress) {
     UInt32 count = 0;
     if (const HRESULT result = archive.GetNumberOfItems(&count); FAILED(result)) return result;
@@ -36,7 +36,8 @@ std::optional<HRESULT> Announce(IInArchive& archive, ExtractProgress& progress) 
 
 std::int32_t SevenZipExtractor::ExtractTo(const std::wstring& destination,
                                           ExtractProgress* progress) {
-    (void)DetectFormat();  // where it finds nothing the 7z handler has the last word
+    // When no format is found, the 7z handler is tried, and its result is returned.
+    (void)DetectFormat();
     const intl::UniqueCom<IStream> file = intl::OpenFileForRead(archivePath);
     if (!file) {
         LookUpMessage(ERROR_OPEN_FAILED);
@@ -74,9 +75,10 @@ void SevenZipExtractor::LookUpMessage(std::int32_t code) {
     const DWORD length = ::FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
         nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
-    // The other way round than one expects: a text that was found is neither kept nor freed, and
-    // only a failed look-up stores what the buffer holds. The result number is the whole report;
-    // hosts have never been given a message, and nothing here reads one.
+    // The test is inverted: a text that Windows finds is neither stored nor freed, and only a
+    // failed lookup stores what the buffer contains. ExtractTo reports by its result alone, so a
+    // derived class finds `lastMessage` empty after every failure that Windows has a text for. The
+    // text stays in the process's heap, where a crash dump shows it.
     if (length != 0) return;
     const UniqueLocal<wchar_t> text(buffer);
     if (text) lastMessage = text.Get();

@@ -11,24 +11,29 @@ struct IStream;
 
 namespace SevenZip {
 
-// Unpacks an archive into a folder.
+// Unpacks an archive into a folder. The order of its virtual functions and members is fixed for the
+// reason that SevenZipArchive gives.
 class SevenZipExtractor : public SevenZipArchive {
 public:
-    // Detects the archive's format and writes all its items below `destination`, which is made when
-    // it is not there. `progress` may be null. Runs to its end on the caller's thread.
+    // Detects the archive's format and writes all its items below `destination`, which is created
+    // when it does not exist. `progress` may be null. Runs to its end on the caller's thread.
     //
-    // Returns 0 on success, also when single items were damaged or of a kind that 7-Zip cannot
-    // unpack; 110 when the archive file cannot be opened; 80 or 1631 when an item's file cannot be
-    // made room for or its folder cannot be made; otherwise a failed HRESULT, or S_FALSE when the
-    // file is no archive.
+    // Returns
+    //   0        on success, also when items were damaged or 7-Zip cannot unpack their kind, and
+    //            when `progress` refused the item list;
+    //   110      when the archive file cannot be opened;
+    //   80       when an item's file exists and the overwrite mode is unknown;
+    //   1631     when the folder of an item's file cannot be created;
+    //   S_FALSE  when the file is not an archive;
+    //   a failed HRESULT otherwise.
     //
-    // Throws a _com_error when the archive's properties cannot be read, and whatever `progress`
-    // throws; everything is closed and released by then.
+    // Throws a _com_error when a property of an item cannot be read, and whatever `progress`
+    // throws. Everything is closed and released before that.
     virtual std::int32_t ExtractTo(const std::wstring& destination, ExtractProgress* progress);
 
 protected:
     OverwriteMode overwriteMode = OverwriteMode::kDelete;
-    std::wstring lastMessage;
+    std::wstring lastMessage;  // empty after a failure that Windows has a text for
 
 private:
     std::int32_t ExtractFrom(IStream& file, const std::wstring& destination,

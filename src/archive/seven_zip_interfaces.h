@@ -1,11 +1,11 @@
 #pragma once
 
-// 7-Zip's interfaces as our sources see them; include this and never 7-Zip's own headers.
+// 7-Zip's interfaces for the library's own sources, which include this header in place of 7-Zip's.
 //
-// 7-Zip declares every method as throwing nothing, and a class that implements its interfaces
-// cannot promise less. Our extraction callback does throw (see extract_exception_carrier.h), so the
-// promise is taken out of the declarations. That changes no layout and no call: 7-Zip's own files
-// are compiled with the promise in place, and no exception of ours ever gets to them.
+// 7-Zip declares every method as not throwing, and an override must promise the same. The
+// extraction callback throws (see extract_exception_carrier.h), so this header removes the promise
+// from the declarations. That changes neither layouts nor calls. 7-Zip's own files are compiled
+// with the promise, and no exception reaches them.
 
 #include <windows.h>
 #include <ole2.h>

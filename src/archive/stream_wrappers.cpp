@@ -4,13 +4,13 @@ namespace SevenZip::intl {
 
 namespace {
 
-// A Windows stream answers S_FALSE when the file ends before the read does. To 7-Zip that is no
-// more than a smaller count, and anything but S_OK is a failure.
+// A Windows stream returns S_FALSE when a read reaches the end of the file. 7-Zip sees that by the
+// smaller count, and takes every result other than S_OK for a failure.
 HRESULT ForSevenZip(HRESULT result) {
     return SUCCEEDED(result) ? S_OK : result;
 }
 
-// The origins are numbered alike on both sides.
+// 7-Zip and Windows use the same numbers for `origin`.
 HRESULT SeekStream(IStream& stream, Int64 offset, UInt32 origin, UInt64* newPosition) {
     LARGE_INTEGER move{};
     move.QuadPart = offset;

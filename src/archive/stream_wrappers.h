@@ -7,7 +7,7 @@
 
 namespace SevenZip::intl {
 
-// A Windows stream as 7-Zip reads from it. Holds a reference to the stream.
+// A Windows stream as a stream that 7-Zip reads. Holds a reference to the Windows stream.
 class InStreamWrapper final : public ComObject<IInStream, IStreamGetSize> {
 public:
     explicit InStreamWrapper(IStream& stream) : stream_(Share(stream)) {}
@@ -22,7 +22,7 @@ private:
     UniqueCom<IStream> stream_;
 };
 
-// A Windows stream as 7-Zip writes to it. Holds a reference to the stream.
+// A Windows stream as a stream that 7-Zip writes. Holds a reference to the Windows stream.
 class OutStreamWrapper final : public ComObject<IOutStream> {
 public:
     explicit OutStreamWrapper(IStream& stream) : stream_(Share(stream)) {}
