@@ -11,8 +11,8 @@ namespace SevenZip {
 // that call. The caller owns the object. An exception thrown here ends the extraction and leaves
 // ExtractTo.
 //
-// The order of the functions is fixed: callers implement this class, and their code, which may be
-// compiled apart from the library, is called by the place of a function in the virtual table.
+// The order of the functions is fixed: callers implement this class, possibly compiled apart from
+// the library, which calls the functions by their places in the virtual table.
 class ExtractProgress {
 public:
     // The archive contains `count` items. Returns false to skip OnItemList; the extraction goes on.
