@@ -4,7 +4,8 @@
 
 namespace TELNET {
 
-// A critical section that lives and dies with its owner, named as std::lock_guard asks.
+// A critical section that is created and deleted with its owner. The functions have the names that
+// std::lock_guard calls.
 class CriticalSection {
 public:
     CriticalSection() { ::InitializeCriticalSection(&section_); }

@@ -5,9 +5,9 @@
 
 namespace TELNET {
 
-// Both use the old formatter of the Windows C runtime. Its standard sibling ends a cut text with a
-// zero byte in place of the last character and returns the length that the text would have had;
-// besides, mingw-w64 replaces it by a version of its own that formats wide strings differently.
+// Both use _vsnprintf of the Windows C runtime. The standard vsnprintf behaves differently: it ends
+// text that is cut with a zero byte in place of the last character, and returns the length of the
+// whole text. In mingw-w64 it also formats wide strings differently.
 
 int FormatBounded(char* buffer, std::size_t limit, const char* format, std::va_list arguments) {
     return ::_vsnprintf(buffer, limit, format, arguments);

@@ -6,8 +6,8 @@
 namespace TELNET {
 
 // Formats into `buffer` and writes at most `limit` characters. Returns the number of characters.
-// Text that is longer is cut: the result is then -1, and no zero byte follows it. Neither does one
-// follow text of exactly `limit` characters; a caller who needs one keeps it behind the limit.
+// Longer text is cut, and the result is then -1. No zero byte follows text that is cut or that has
+// exactly `limit` characters. A caller that needs one stores it after the limit beforehand.
 int FormatBounded(char* buffer, std::size_t limit, const char* format, std::va_list arguments);
 
 // Formats into `buffer`, which must have room for the whole text and its zero byte. Returns the

@@ -14,7 +14,7 @@ public:
     [[nodiscard]] std::int32_t Count() const { return static_cast<std::int32_t>(count_); }
     [[nodiscard]] bool Done() const { return Is(kEnd) || Full(); }
 
-    // Takes what comes next: a quoted word, or single characters and the word behind them.
+    // Takes the next item: a quoted word, or single characters and the word after them.
     void TakeItem() {
         while (Is(kSeparator)) ++at_;
         if (Is(kEnd)) return;
@@ -23,8 +23,9 @@ public:
             return;
         }
         while (Is(kSingle)) TakeSingle();
-        // A "#" right behind a single character does not begin a comment but a word, which it ends
-        // at once: the rest of the line is its text. So only a real end of the line counts here.
+        // In "=#5" the "#" begins a word and not a comment, so a value can begin with it. The same
+        // "#" ends the line, so the word is not terminated and its text is the rest of the line.
+        // Only the zero byte counts as the end here.
         if (Is(kSeparator) || *at_ == '\0') return;
         TakeWord();
     }
@@ -47,7 +48,8 @@ private:
         ++at_;
     }
 
-    // A quoted word at the start of an item. A "#" ends it, unlike one behind a single character.
+    // A quoted word at the beginning of an item. A "#" in it begins a comment, so no token follows.
+    // The word is then not terminated, and its text is the rest of the line.
     void TakeQuoted() {
         ++at_;
         Add(at_);
@@ -71,8 +73,9 @@ private:
         *separator = '\0';
     }
 
-    // Behind a single character only the closing quote ends a quoted word. It becomes a blank,
-    // which then ends the word like any other.
+    // After single characters only the closing quote ends a quoted word, so that a list such as
+    // ("a#b") can contain a "#". The quote becomes a blank, which ends the word like any other
+    // blank.
     void PassQuoted() {
         while (!IsQuote() && *at_ != '\0') ++at_;
         if (IsQuote()) *at_ = ' ';

@@ -5,13 +5,16 @@
 
 namespace TELNET {
 
-// Where every tokenizer of the process leaves its tokens. Not locked: the tokens of one line are
-// good until the next line is parsed, on whichever thread.
+// Where every tokenizer of the process stores its tokens. Not locked: the tokens of one line are
+// valid until any thread parses the next line.
 inline std::array<char*, 512> g_tokens{};
 
-// Cuts a command line into words and single characters. Blanks, tabs and line ends separate words,
-// each of , ( ) = [ ] { } is a token of its own, double quotes keep blanks inside a word, and
-// "#" begins a comment. Made for 7-bit text; bytes above 0x7F are ordinary characters of a word.
+// Divides a command line into words and single characters. Blanks, tabs and line ends separate
+// words. Each of , ( ) = [ ] { } is a token of its own. Blanks between double quotes belong to a
+// word. "#" begins a comment. Meant for 7-bit text: bytes above 0x7F are part of a word.
+//
+// The order of the members is fixed: a derived class that was compiled apart from the library sets
+// the character classes, the quote and the buffer by their offsets.
 class LineTokenizer {
 public:
     LineTokenizer();
@@ -19,7 +22,7 @@ public:
     LineTokenizer& operator=(const LineTokenizer&) = delete;
     ~LineTokenizer();
 
-    // Cuts `line` in place, up to 512 tokens, and stores their number through `count`. Returns
+    // Divides `line` in place into up to 512 tokens and stores their number in `count`. Returns
     // g_tokens, or null when there is no token. The tokens point into `line` and into this object.
     char** Parse(char* line, std::int32_t* count);
 
@@ -28,12 +31,12 @@ protected:
         kWord = 0,       // part of a word
         kSingle = 1,     // a token of its own
         kSeparator = 2,  // between tokens
-        kEnd = 3,        // the end of what is looked at
+        kEnd = 3,        // the end of the line, or the beginning of a comment
     };
 
     bool ownsBuffer = false;
-    char* buffer = nullptr;  // of the C heap; freed at the end when `ownsBuffer` is set
-    std::int32_t reserved = 0;
+    char* buffer = nullptr;     // for a derived class; freed on the C heap when `ownsBuffer` is set
+    std::int32_t reserved = 0;  // spare; without it the members after it would move
     std::array<std::int32_t, 256> classes{};         // by character
     std::array<std::array<char, 2>, 256> oneChar{};  // each character as a text of its own
     char quote = '"';

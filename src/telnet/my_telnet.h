@@ -11,17 +11,21 @@
 
 namespace TELNET {
 
-// A client endpoint: connects to a port of the loopback address while it is made, and ends the
-// connection when it is destroyed. It never connects again.
+// A client endpoint. The constructor connects to a port of the loopback address, and the destructor
+// ends the connection. The endpoint does not connect again.
+//
+// The order of the members is fixed: a derived class that was compiled apart from the library finds
+// them by their offsets. It may set `isServer` and `server` to make the endpoint a server.
 class MyTelnet : public Telnet {
 public:
-    // Always makes a client, whatever `serverMode` says. Only the low 16 bits of `port` count.
+    // Connects a client, whatever `serverMode` is: nothing in this library accepts the clients of a
+    // server. Only the low 16 bits of `port` count. `reserved` is not used.
     MyTelnet(bool serverMode, std::int32_t port, std::int32_t reserved);
     MyTelnet(const MyTelnet&) = delete;
     MyTelnet& operator=(const MyTelnet&) = delete;
     ~MyTelnet() override;
 
-    // Whether a connection was made. It may have ended since.
+    // Whether the constructor made a connection. It may have ended since then.
     [[nodiscard]] bool IsReady() const { return ready; }
 
     bool IsServer() override;
@@ -37,7 +41,7 @@ protected:
     UniqueConnection<TelnetClient> client;
     UniqueConnection<TelnetServer> server;
     bool ready = false;
-    std::array<char, 2048> line{};  // what ParseLine cuts up
+    std::array<char, 2048> line{};  // the text that ParseLine divides
     LineTokenizer tokenizer;
 };
 

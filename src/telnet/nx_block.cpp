@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kTrailer = "</NxBlock>\r\n";
 constexpr std::uint32_t kPieceSize = 1024;
 
-// The text before the payload, on the stack unless the block's name is too long for that.
+// The text before the payload. It is on the stack unless the block's name is too long for that.
 class Header {
 public:
     explicit Header(const char* name) {
@@ -44,9 +44,10 @@ void SendInPieces(SOCKET socket, const NxBlock& block) {
     std::uint32_t sent = 0;
     while (sent < block.length) {
         const std::uint32_t size = std::min(block.length - sent, kPieceSize);
-        // Added up unchecked: a call that fails (-1) steps back by one byte, and the next one tries
-        // from there. On a connection that is gone this walks back to 0 and below it, which is the
-        // largest number there is and ends the loop.
+        // The result is added unchecked. After a call that fails (-1), the next one sends from one
+        // byte before. So a failure that passes, such as a lack of buffers, does not lose the rest
+        // of the block. When every call fails, `sent` goes back to 0 and then to the largest
+        // number, which ends the loop.
         sent += static_cast<std::uint32_t>(
             ::send(socket, block.data + sent, static_cast<int>(size), 0));
     }

@@ -11,10 +11,13 @@ namespace TELNET {
 //
 //     CR LF <NxBlock=name> payload </NxBlock> CR LF
 //
-// without the blanks. The payload goes out as it is: there is no length field and no escaping, so
+// without the blanks. The payload is sent unchanged. There is no length field and no escaping, so
 // the receiver finds the end by the closing tag.
+//
+// The order of the members is fixed: callers that were compiled apart from the library pass a block
+// to SendBlock by its address.
 struct NxBlock {
-    std::uint32_t clientId = 0;  // the client to send to; 0 is every client. For a server only
+    std::uint32_t clientId = 0;  // a server's client, or 0 for every client; clients ignore it
     const char* name = nullptr;  // ends with a zero byte
     const char* data = nullptr;
     std::uint32_t length = 0;  // of `data`, in bytes
@@ -26,7 +29,7 @@ enum class Payload {
 };
 
 // Sends one block over `socket`: the header, the payload and the trailer. The results of the calls
-// are not reported. The caller keeps blocks apart that several threads send over one socket.
+// are not reported. When several threads send over one socket, the caller locks each block.
 void SendFramed(SOCKET socket, const NxBlock& block, Payload payload);
 
 }  // namespace TELNET

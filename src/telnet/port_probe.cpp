@@ -8,10 +8,10 @@
 bool TestServicePort(std::int32_t port) try {
     const auto endpoint = std::make_unique<TELNET::MyTelnet>(false, port, 0);
     if (!endpoint->IsReady()) return false;
-    // Never false here, because a connection without a reader counts too. Destroying the endpoint
-    // hangs up and waits for the reader.
+    // Always true here: a connection without a receive thread counts as well. Destroying the
+    // endpoint closes the connection and waits for that thread.
     return endpoint->IsConnected();
 } catch (const std::bad_alloc&) {
-    // Nothing was tested, and nothing may be thrown at the host.
+    // Without memory, nothing was tested. An exception would end the host's process.
     return false;
 }

@@ -15,11 +15,11 @@ void CloseAndWait(CriticalSection& lock, std::atomic<SOCKET>& socket, UniqueHand
         CloseSocket(socket);
     }
 
-    // The closed socket makes the thread's pending recv fail. The wait lies outside of the lock,
-    // because the thread takes it while it ends, and it comes also when the thread has closed the
-    // socket by itself: it may still be running, and its handle is still open.
+    // The closed socket makes the thread's pending recv fail. The wait is outside the lock, because
+    // the thread takes the lock when it ends. It is needed even when the thread has closed the
+    // socket itself: the thread may not have ended yet, and its handle is open.
     if (!thread) return;
-    // What the thread works on goes next, so a wait that fails must not let anybody past it.
+    // The caller destroys what the thread uses, so it must not return before the thread has ended.
     while (::WaitForSingleObject(thread.Get(), INFINITE) != WAIT_OBJECT_0) ::Sleep(1);
     thread.Reset();
 }

@@ -10,13 +10,13 @@
 
 namespace TELNET {
 
-// Closes `socket` unless there is none, and leaves INVALID_SOCKET behind. The caller holds the lock
-// that guards the socket, so that whichever side closes first is the only one.
+// Closes `socket`, if there is one, and sets it to INVALID_SOCKET. The caller holds the lock that
+// guards the socket, so that only the first of two threads closes it.
 void CloseSocket(std::atomic<SOCKET>& socket);
 
-// Ends a connection: closes `socket` under `lock`, then waits without limit for the thread that
-// reads it, and closes that thread's handle. Does nothing to what is already gone. Not to be called
-// on the thread itself.
+// Ends a connection: closes `socket` under `lock`, waits without limit until the thread that reads
+// it has ended, and closes the thread's handle. A missing socket or thread is skipped. Must not be
+// called on that thread.
 void CloseAndWait(CriticalSection& lock, std::atomic<SOCKET>& socket, UniqueHandle& thread);
 
 }  // namespace TELNET

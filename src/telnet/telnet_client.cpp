@@ -20,12 +20,12 @@ namespace {
 constexpr int kReceiveSize = 8192;
 
 // IAC WILL TERMINAL-TYPE, IAC DO SUPPRESS-GO-AHEAD, IAC WILL SUPPRESS-GO-AHEAD, IAC DO ECHO,
-// IAC WILL NAWS. It holds no percent sign, so it can stand for its own format.
+// IAC WILL NAWS. It contains no percent sign, so it can be used as a format.
 constexpr char kOptionReply[] = "\xFF\xFB\x18\xFF\xFD\x03\xFF\xFB\x03\xFF\xFD\x01\xFF\xFB\x1F";
 static_assert(sizeof(kOptionReply) == 15 + 1);
 
-// What an editor of the incoming line would work on. The receive thread keeps one for as long as it
-// runs, but takes the bytes as they come.
+// Spare memory for an editor of the incoming line. The receive thread allocates it before it reads
+// from the connection, so a process without that much memory does not begin to queue lines.
 struct InputState {
     std::unique_ptr<char[]> typed = std::make_unique<char[]>(1024);
     std::unique_ptr<char[]> edited = std::make_unique<char[]>(1024);
@@ -40,7 +40,7 @@ sockaddr_in LoopbackAddress(std::uint16_t port) {
     address.sin_port = ::htons(port);
     address.sin_addr.s_addr = ::inet_addr(kLoopbackAddress);
     if (address.sin_addr.s_addr == INADDR_NONE) {
-        // Never so for a number in dots, which is why the answer is not tested.
+        // Does not happen for an address in numbers, so the result is not tested.
         const hostent* host = ::gethostbyname(kLoopbackAddress);
         std::memcpy(&address.sin_addr, host->h_addr_list[0],
                     static_cast<std::size_t>(host->h_length));
@@ -52,8 +52,9 @@ sockaddr_in LoopbackAddress(std::uint16_t port) {
 }  // namespace
 
 TelnetClient::TelnetClient() {
-    // Never undone: Windows counts the starts and drops them with the process, and the host may use
-    // sockets of its own. Where starting fails, so does the first socket.
+    // Never undone, as mendloft.h tells hosts: a WSACleanup would close the sockets of a host that
+    // relies on this start. Windows undoes it when the process ends. When the start fails, creating
+    // the socket fails as well.
     WSADATA data{};
     (void)::WSAStartup(MAKEWORD(2, 2), &data);
 }
@@ -69,7 +70,7 @@ bool TelnetClient::Connect(const char* /*host*/, std::uint16_t port) {
 
     const sockaddr_in address = LoopbackAddress(port);
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        // The socket stays until the next Close, which comes at the latest with destruction.
+        // The socket stays open until the next Close, which is in the destructor at the latest.
         return false;
     }
     OnConnect(0);
@@ -80,9 +81,10 @@ bool TelnetClient::Connect(const char* /*host*/, std::uint16_t port) {
 void TelnetClient::StartReceiveThread() {
     thread.Reset(::CreateThread(nullptr, 0, &RunReceiveThread, this, 0, nullptr));
     if (thread) return;
-    // Connect reports true all the same: it tells whether somebody accepted, and somebody did. The
-    // connection is over, so later sends reach nobody and no line is ever queued.
-    // The error is asked for and dropped: no socket call has failed, so it says nothing about this.
+    // Connect returns true without the thread as well, because a port test asks whether the port
+    // accepts connections, and it did. The connection is closed, so later sends reach nobody and no
+    // line is queued.
+    // The error code is not used: no socket call has failed.
     (void)::WSAGetLastError();
     const std::lock_guard guard(socketLock);
     CloseSocket(socket);
@@ -116,7 +118,7 @@ DWORD WINAPI TelnetClient::RunReceiveThread(void* client) {
     try {
         static_cast<TelnetClient*>(client)->Receive();
     } catch (const std::bad_alloc&) {
-        // Too little memory even to begin. The connection stays open and goes unread.
+        // There is too little memory to begin. The connection stays open and is not read.
     }
     return 0;
 }
@@ -128,7 +130,7 @@ void TelnetClient::Receive() {
     while (current != INVALID_SOCKET) {
         const int size = ::recv(current, buffer.data(), kReceiveSize, 0);
         if (size > 0) {
-            // The splitter may look behind the chunk, where an earlier one would show through.
+            // The splitter may read after the chunk, where bytes of an earlier chunk may be.
             std::memset(buffer.data() + size, 0, kSplitterSlack);
             Process(buffer.data(), size);
         } else {
@@ -140,8 +142,9 @@ void TelnetClient::Receive() {
 
 void TelnetClient::Process(const char* chunk, int size) {
     if (static_cast<unsigned char>(chunk[0]) == kTelnetCommand && !negotiated) {
-        // Through the process's endpoint, not this connection's socket: which of its connections
-        // speaks telnet is for the program around the library to say. Until then nobody answers.
+        // The reply goes through the endpoint of the process, not through this connection's socket:
+        // the program that contains the library decides which of its connections speaks telnet. As
+        // long as it has set no endpoint, there is no reply.
         if (g_currentTelnet != nullptr) (void)g_currentTelnet->Send(0, kOptionReply);
         negotiated = true;
     }
@@ -153,7 +156,7 @@ SOCKET TelnetClient::CurrentSocket() {
     return socket;
 }
 
-// The other side may have closed the socket meanwhile, and its number may name another one by now.
+// Another thread may have closed the socket since then, and its number may belong to a new one.
 void TelnetClient::CloseIfStill(SOCKET ended) {
     const std::lock_guard guard(socketLock);
     if (socket == ended) CloseSocket(socket);

@@ -9,32 +9,37 @@
 
 namespace TELNET {
 
-// A connection to a port of the loopback address. A thread of its own reads what the peer sends and
-// queues it by lines; destruction ends that thread.
+// A connection to a port of the loopback address. A receive thread reads what the peer sends and
+// queues its lines. The destructor ends that thread.
+//
+// The order of the virtual functions and of the protected members is fixed for the reason that
+// TelnetInterface gives.
 class TelnetClient : public TelnetInterface {
 public:
     // Starts Windows Sockets.
     TelnetClient();
     ~TelnetClient();
 
-    // Closes what was connected before and connects to 127.0.0.1, whatever `host` says. Returns
-    // whether the TCP connection was made. Takes as long as the system's own connect.
+    // Closes an earlier connection and connects to 127.0.0.1, whatever `host` is. Returns true when
+    // the TCP connection was made, even if its receive thread could not be started. Takes as long
+    // as Windows takes to connect.
     bool Connect(const char* host, std::uint16_t port);
 
-    // Closes the connection and waits for the receive thread. Not to be called on it.
+    // Closes the connection and waits until the receive thread has ended. Must not be called on
+    // that thread.
     void Close();
 
     bool SendFormat(std::uint32_t clientId, const char* format, ...) override;
     bool SendBlock(const NxBlock* block) override;
 
-    // Sends `length` bytes in one call. Always true.
+    // Sends `length` bytes in one call. Always returns true.
     virtual bool SendRaw(const char* data, std::int32_t length);
 
 protected:
-    CriticalSection socketLock;  // guards `socket`, but for the sends, which just read it
+    CriticalSection socketLock;  // guards `socket`; the sends read it without the lock
     std::atomic<SOCKET> socket = INVALID_SOCKET;
     UniqueHandle thread;      // the receive thread
-    bool negotiated = false;  // a chunk began with a telnet command; only the first is answered
+    bool negotiated = false;  // a chunk began with a telnet command; only the first gets a reply
 
 private:
     static DWORD WINAPI RunReceiveThread(void* client);

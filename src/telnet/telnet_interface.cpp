@@ -8,16 +8,18 @@
 namespace TELNET {
 
 TelnetInterface::TelnetInterface() {
-    // Entered for good: whoever else wants this lock waits for as long as the connection lives.
+    // Held until destruction. For every other thread the lock is taken as long as the connection
+    // exists, and a crash dump shows by its owner which thread made the connection.
     holdLock.lock();
 }
 
 TelnetInterface::~TelnetInterface() {
     lastText.reset();
     messages.clear();
-    // Tried first, because another thread than the constructing one may be here; left once in any
-    // case. On the constructing thread that undoes the trial and the lock is deleted while still
-    // held, elsewhere it gives up the other thread's hold. Nobody waits for it by now.
+    // Not entered with lock(), which would wait forever on any thread but the constructing one.
+    // There the trial fails, and unlock() releases what the constructing thread holds. On the
+    // constructing thread the trial succeeds, and unlock() undoes only the trial: the lock is
+    // deleted while it is held. So no thread may wait on it.
     (void)holdLock.try_lock();
     holdLock.unlock();
 }
@@ -37,7 +39,8 @@ void TelnetInterface::PushMessage(const char* data, std::int32_t length, std::in
     message->tag = tag;
     messages.push_back(std::move(message));
 } catch (const std::bad_alloc&) {
-    // The receive thread must not end the host's process for want of a few bytes.
+    // The line is lost. An exception would end the receive thread, and all later lines would be
+    // lost.
 }
 
 const char* TelnetInterface::PopMessage(std::int32_t* tag) {

@@ -15,41 +15,47 @@ struct FreeOnCHeap {
 };
 using CHeapText = std::unique_ptr<char, FreeOnCHeap>;
 
-// One received line.
+// One received line. The order of the members is fixed: derived connections that were compiled
+// apart from the library read the queue's messages by their offsets.
 struct Message {
     CHeapText text;  // the line's bytes and a zero byte
     std::int32_t tag = 0;
 };
 
-// What a client and a server connection have in common: the queue of received lines, and the sends.
+// What client and server connections have in common: the queue of received lines, and the sends.
 //
-// There is no virtual destructor: whoever owns a connection holds it by its exact type (see
-// DeleteExactly). Sending and popping belong to the owner's thread; pushing to any other.
+// There is no virtual destructor, so an owner holds a connection by its exact type (see
+// DeleteExactly). The owner's thread sends and pops. Any thread may push.
+//
+// The order of the virtual functions and of the protected members is fixed: a derived connection
+// that was compiled apart from the library uses the former by their places in the virtual table and
+// the latter by their offsets.
 class TelnetInterface {
 public:
     TelnetInterface();
     TelnetInterface(const TelnetInterface&) = delete;
     TelnetInterface& operator=(const TelnetInterface&) = delete;
 
-    // For derived connections to act on a new connection; `reserved` is 0. Does nothing here.
+    // Called after a connection is made, with a `reserved` of 0. Does nothing in this class.
+    // Derived connections may replace it.
     virtual void OnConnect(std::int32_t reserved);
 
-    // Sends formatted text to a client of a server, or to every client when `clientId` is 0; a
-    // client connection ignores `clientId`. Text of more than 8,191 characters is cut. Returns
-    // whether there was anybody to send to; that sending failed is not reported. The format is the
-    // Windows C runtime's.
+    // Sends formatted text. A server sends it to its client `clientId`, or to every client when
+    // that is 0, and returns whether there is such a client. A client connection ignores `clientId`
+    // and returns true. Text of more than 8,191 characters is cut. A send that fails is not
+    // reported. The format is that of the Windows C runtime.
     virtual bool SendFormat(std::uint32_t clientId, const char* format, ...) = 0;
 
-    // Sends a block, framed as NxBlock says. Returns what SendFormat does.
+    // Sends a block in the frame that NxBlock describes. The result is that of SendFormat.
     virtual bool SendBlock(const NxBlock* block) = 0;
 
-    // Appends a copy of `length` bytes to the queue; nothing when `length` is 0 or less. When
-    // memory is short the line is lost.
+    // Appends a copy of `length` bytes to the queue. Does nothing when `length` is 0 or less.
+    // Without memory the line is lost.
     void PushMessage(const char* data, std::int32_t length, std::int32_t tag);
 
-    // Takes the oldest line off the queue, stores its tag through `tag`, and returns its text,
-    // which stays the object's and valid until the next line is taken. Returns null, leaving `tag`
-    // and the text before alone, when there is no line.
+    // Removes the oldest line from the queue, stores its tag in `tag` and returns its text. The
+    // object owns the text, which is valid until the next line is removed. When there is no line,
+    // returns null and changes neither `tag` nor the text that was returned before.
     const char* PopMessage(std::int32_t* tag);
 
 protected:
@@ -57,13 +63,16 @@ protected:
 
     CriticalSection queueLock;                      // guards `messages` and `lastText`
     std::deque<std::unique_ptr<Message>> messages;  // oldest first
-    CHeapText lastText;                             // of the message that was taken last
-    CriticalSection spareLock;                      // guards nothing
-    CriticalSection holdLock;                       // held by the constructing thread, for life
-    std::deque<std::uint32_t> spareQueue;           // always empty
+    CHeapText lastText;                             // of the message that was removed last
+
+    // `spareLock` guards nothing, and `spareQueue` is always empty. Without them, the members after
+    // them and those of derived connections would move.
+    CriticalSection spareLock;
+    CriticalSection holdLock;  // held by the constructing thread until destruction
+    std::deque<std::uint32_t> spareQueue;
 };
 
-// Deletes a connection as the very type it is held by.
+// Deletes a connection as the type by which it is held.
 template <typename Connection>
 struct DeleteExactly {
     void operator()(Connection* connection) const {

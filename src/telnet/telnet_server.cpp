@@ -48,9 +48,9 @@ bool TelnetServer::SendFormat(std::uint32_t clientId, const char* format, ...) {
 }
 
 bool TelnetServer::SendBlock(const NxBlock* block) {
-    // A payload for everybody goes out in one call each, one for a single client in pieces. On the
-    // wire the two are alike, but only a single client's piece is tried again after a failure, from
-    // one byte before; a broadcast sends nothing twice.
+    // The payload of a broadcast goes to each client in one call, so nothing of it is sent twice.
+    // The payload for one client goes in pieces: after a call that fails, one byte is sent again
+    // (see SendInPieces). Without a failure, the bytes on the wire are the same.
     const Payload payload = block->clientId == kEveryClient ? Payload::kWhole : Payload::kInPieces;
     return SendTo(block->clientId, [&](SOCKET client) { SendFramed(client, *block, payload); });
 }

@@ -10,22 +10,26 @@
 
 namespace TELNET {
 
-// One connected client of a server. The side that accepts clients makes it, owns it, and enters it
-// under a number of its own other than 0.
+// One connected client of a server. The derived class that accepts clients creates and owns the
+// record, and inserts it under a unique number other than 0.
 struct ClientRecord {
     explicit ClientRecord(SOCKET accepted = INVALID_SOCKET) : socket(accepted) {}
 
-    CriticalSection lock;  // held for a whole send, so that blocks never mingle
-    SOCKET socket;         // closed by its owner, after the server is gone
+    CriticalSection lock;  // held for a whole send, so that two blocks are never mixed
+    SOCKET socket;         // the owner closes it after the server is destroyed
 };
 
-// The sending half of a server. Nothing here listens or accepts; a derived class that does fills
+// The sending half of a server. Nothing here listens or accepts. A derived class that does sets
 // `listenSocket`, `thread` and `clients`.
+//
+// The order of the virtual functions and of the protected members is fixed for the reason that
+// TelnetInterface gives.
 class TelnetServer : public TelnetInterface {
 public:
     ~TelnetServer();
 
-    // Closes the listening socket and waits for the accepting thread. Not to be called on it.
+    // Closes the listening socket and waits until the accepting thread has ended. Must not be
+    // called on that thread.
     void Close();
 
     bool SendFormat(std::uint32_t clientId, const char* format, ...) override;
@@ -35,11 +39,11 @@ protected:
     CriticalSection listenLock;  // guards `listenSocket`
     std::atomic<SOCKET> listenSocket = INVALID_SOCKET;
     UniqueHandle thread;
-    std::map<std::uint32_t, ClientRecord*> clients;  // by number; the records are not the server's
+    std::map<std::uint32_t, ClientRecord*> clients;  // by number; the server does not own them
 
 private:
-    // Calls `send(socket)` under its record's lock for the client of that number, or for every
-    // client in ascending order when `clientId` is 0. Returns whether there was one.
+    // Calls `send(socket)` for the client `clientId`, or for every client in ascending order when
+    // that is 0, each time under the client's lock. Returns whether there is such a client.
     template <typename Send>
     bool SendTo(std::uint32_t clientId, Send send);
 };
