@@ -5,7 +5,8 @@
 
 // The messages of the two older packages say "exsit", those of the three newer ones "exist". The
 // texts are part of the library's interface: a program that searches a channel for one of them
-// compares every letter.
+// compares every letter. So are the channels: the two older packages report to the debugger output,
+// the newer ones to standard output.
 
 const DriverPackage kUsbPackage{
     .installedFolder = L"\\Program Files\\Common Files\\Apple\\Mobile Device Support\\Drivers",
