@@ -5,7 +5,7 @@
 namespace TELNET {
 
 // A critical section that is created and deleted with its owner. The functions have the names that
-// std::lock_guard calls.
+// the locks of the standard library call.
 class CriticalSection {
 public:
     CriticalSection() { ::InitializeCriticalSection(&section_); }
