@@ -12,7 +12,7 @@
 #include "support/fake_api.h"
 #include "support/temporary_folder.h"
 
-// The messages that a module writes to the debugger output channel while this lives, one by one.
+// Captures the messages that a module writes to the debugger output while this object lives.
 class CapturedDebugOutput {
 public:
     explicit CapturedDebugOutput(HMODULE module = ::GetModuleHandleW(nullptr))
@@ -24,8 +24,8 @@ private:
     FakeApi<"OutputDebugStringW", decltype(::OutputDebugStringW)> fake_;
 };
 
-// What the process writes to its standard output while this lives. All modules of the process that
-// use the same C runtime share the stream.
+// Captures what the process writes to its standard output while this object lives. Modules that use
+// the same C runtime share the stream.
 class CapturedStandardOutput {
 public:
     CapturedStandardOutput() : saved_(::_dup(::_fileno(stdout))) {
@@ -38,7 +38,7 @@ public:
     CapturedStandardOutput& operator=(const CapturedStandardOutput&) = delete;
     ~CapturedStandardOutput() { End(); }
 
-    // Ends the capture and returns the text, with the runtime's line ends turned into "\n".
+    // Ends the capture and returns the text, with the runtime's line ends converted to "\n".
     [[nodiscard]] std::string Text() {
         End();
         std::string text = FileContent(path_);

@@ -9,14 +9,14 @@
 
 #include "platform/unique_handle.h"
 
-// The folder of the test program, where the programs that it needs lie too.
+// The folder of the test program, which also holds the programs that tests start.
 [[nodiscard]] inline std::wstring ProgramFolder() {
     wchar_t path[MAX_PATH + 1] = {};
     ::GetModuleFileNameW(nullptr, path, MAX_PATH);
     return std::filesystem::path(path).parent_path().wstring();
 }
 
-// A process that a test started; it is ended with the test at the latest.
+// A process that a test starts. The destructor ends it if it still runs.
 class ChildProcess {
 public:
     explicit ChildProcess(std::wstring commandLine) {
@@ -40,7 +40,7 @@ public:
         return ::WaitForSingleObject(process_.Get(), 0) == WAIT_TIMEOUT;
     }
 
-    // The exit code, once the process has ended; none when it still runs after ten seconds.
+    // Waits for the process and returns its exit code; none when it still runs after ten seconds.
     [[nodiscard]] std::optional<DWORD> ExitCode() const {
         DWORD code = 0;
         if (::WaitForSingleObject(process_.Get(), 10'000) != WAIT_OBJECT_0) return std::nullopt;

@@ -8,16 +8,15 @@
 
 #include "support/import_patch.h"
 
-// Makes allocations of this program fail while it lives, on whichever thread they come. `malloc`
-// returns null, and `new`, which goes the same way, throws std::bad_alloc. The two kinds do not
-// overlap in time.
+// Makes allocations of this program fail while this object lives, on any thread. `malloc` returns
+// null, and `new`, which calls it, throws std::bad_alloc. Only one such object may live at a time.
 class FailingAllocations {
 public:
     struct Number {
         int which;  // the only one that fails, counted from 1
     };
     struct FromSize {
-        std::size_t bytes;  // all of that size and more fail
+        std::size_t bytes;  // all of this size or more fail
     };
 
     explicit FailingAllocations(Number number) { remaining_ = number.which; }
@@ -29,7 +28,7 @@ public:
         limit_ = SIZE_MAX;
     }
 
-    // Whether the allocation of that number was asked for.
+    // Whether the program has come to the allocation with that number.
     [[nodiscard]] bool Happened() const { return remaining_ == 0; }
 
 private:

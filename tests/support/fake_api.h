@@ -20,11 +20,12 @@ struct FunctionName {
 //
 //     FakeApi<"DeleteFileW", decltype(::DeleteFileW)> fake([](const wchar_t*) { return FALSE; });
 //
-// It catches the calls of the test program itself, or of the module given behind the lambda, and
-// ends with its scope. `Real` is the system's own function. The lambda may be called on any thread.
+// It catches the calls of the test program itself, or of the module given after the lambda, until
+// its scope ends. `Real` calls the system's own function, or the fake that was there before. The
+// lambda may be called on any thread.
 //
-// Compilers take an import for a constant and may load it once for a whole function, so a test must
-// not call the faked function both inside and outside of the fake's life in one body.
+// Compilers treat an import as a constant and may load it once for a whole function. So the body of
+// a test must not call the faked function both during the fake's life and before or after it.
 template <FunctionName Name, typename Function>
 class FakeApi;
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-// Each call in a function of its own: see the note on imports in fake_api.h.
+// Each call is in a function of its own: see the note on imports in fake_api.h.
 [[gnu::noinline]] BOOL Delete(const wchar_t* path) {
     return ::DeleteFileW(path);
 }
@@ -37,7 +37,7 @@ TEST(FakeApi, ReachesTheRealFunction) {
     EXPECT_FALSE(fake.Real(L"C:\\no such file"));
 }
 
-TEST(FakeApi, KeepsFunctionsOfOneTypeApart) {
+TEST(FakeApi, KeepsFunctionsOfTheSameTypeApart) {
     const FakeDelete deleted([](const wchar_t*) { return 11; });
     const FakeRemove removed([](const wchar_t*) { return 22; });
 
@@ -45,7 +45,7 @@ TEST(FakeApi, KeepsFunctionsOfOneTypeApart) {
     EXPECT_EQ(22, Remove(L""));
 }
 
-TEST(FakeApi, NestsForOneFunction) {
+TEST(FakeApi, NestsForTheSameFunction) {
     const FakeDelete outer([](const wchar_t*) { return 11; });
     {
         const FakeDelete inner([](const wchar_t*) { return 22; });
@@ -55,7 +55,7 @@ TEST(FakeApi, NestsForOneFunction) {
     EXPECT_EQ(11, Delete(L""));
 }
 
-TEST(FakeApi, ReachesTheFakeAroundItAndThroughThatTheRealFunction) {
+TEST(FakeApi, ReachesTheOuterFakeAndThroughItTheRealFunction) {
     FakeDelete outer([&](const wchar_t* path) { return outer.Real(path) + 10; });
     FakeDelete inner([&](const wchar_t* path) { return inner.Real(path) + 100; });
 

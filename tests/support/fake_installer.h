@@ -9,9 +9,8 @@
 
 #include "support/fake_api.h"
 
-// Stands in for starting the installer tool and for the configuration manager, in the test program
-// or in the module given. The process it pretends to start has ended at once, unless `whileItRuns`
-// says otherwise.
+// Stands in for CreateProcessW and for the configuration manager, in the test program or in the
+// module given. The process that it pretends to start has already ended.
 class FakeInstaller {
 public:
     explicit FakeInstaller(HMODULE module = ::GetModuleHandleW(nullptr))
@@ -30,7 +29,7 @@ public:
               },
               module) {}
 
-    DWORD startError = ERROR_SUCCESS;  // anything else: the process cannot be started
+    DWORD startError = ERROR_SUCCESS;  // any other value: the start fails with it
     CONFIGRET locateResult = CR_SUCCESS;
     CONFIGRET reenumerateResult = CR_SUCCESS;
 
@@ -41,7 +40,7 @@ public:
     STARTUPINFOW startup{};
     bool onlyTheCommandLineWasGiven = false;
 
-    // The handles of the process and thread last started, which the caller must close.
+    // The handles of the last process and thread; the code under test must close them.
     HANDLE process = nullptr, thread = nullptr;
 
 private:

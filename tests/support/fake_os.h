@@ -8,8 +8,8 @@
 
 #include "support/fake_api.h"
 
-// The Windows version in the name of the prefix that the tests run in, such as "6.1". Empty outside
-// of Wine.
+// The Windows version in the name of the prefix that the tests run in, such as "6.1". Empty when
+// they run in none.
 [[nodiscard]] inline std::string PrefixVersion() {
     const char* name = std::getenv("MENDLOFT_PREFIX");
     return name == nullptr ? "" : std::string(name).substr(std::string_view("win64-").size());
@@ -20,7 +20,7 @@
     return name != nullptr && std::string_view(name).starts_with("win64-");
 }
 
-// Pretends another Windows version or processor. What is not set is the system's own.
+// Fakes the Windows version and the processor architecture. What a test does not set stays real.
 class FakeOs {
 public:
     explicit FakeOs(HMODULE module = ::GetModuleHandleW(nullptr))

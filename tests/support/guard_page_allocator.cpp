@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kPageSize = 4096;
 constexpr std::size_t kPages = 96 * 1024;  // 384 MB of the 2 GB that a 32-bit process has
 constexpr std::size_t kLargestBlock = 16 * 1024 * 1024;
-constexpr std::size_t kMostBlocks = 16'000;  // the host's system splits a mapping for each of them
+constexpr std::size_t kMostBlocks = 16'000;  // the system below Wine splits a mapping for each
 constexpr std::size_t kAlignment = 8;        // that of msvcrt.dll
 constexpr std::uint8_t kFresh = 0xCD;
 constexpr std::uint8_t kFence = 0xFB;
@@ -31,11 +31,11 @@ private:
     SRWLOCK lock_ = SRWLOCK_INIT;
 };
 
-// The pages of all guarded blocks, handed out in a circle, so that those of a freed block stay away
-// for as long as possible. Nothing in here may allocate.
+// The pages of all guarded blocks, handed out in a circle, so that those of a freed block stay
+// unused for as long as possible. Nothing in this class may allocate.
 class Arena {
 public:
-    // Null when there is no room.
+    // Returns null when there is no room.
     void* Allocate(std::size_t size) {
         const std::lock_guard hold(lock_);
         if (size > kLargestBlock || blocks_ == kMostBlocks || !Reserve()) return nullptr;
@@ -56,7 +56,7 @@ public:
         return base_ != nullptr && place >= base_ && place < base_ + kPages * kPageSize;
     }
 
-    // The size that was asked for.
+    // The requested size.
     [[nodiscard]] std::size_t Size(const void* block) const { return pages_[PageOf(block)].size; }
 
     void Free(void* block) {
@@ -71,10 +71,10 @@ public:
     }
 
 private:
-    // What a page is used for. The first page of a block also tells of the block.
+    // The use of a page. The first page of a block also describes the block.
     struct Use {
         bool taken = false;
-        std::size_t pages = 0;  // without the one behind
+        std::size_t pages = 0;  // without the guard page
         std::size_t size = 0;
     };
 
@@ -85,7 +85,7 @@ private:
         return base_ != nullptr;
     }
 
-    // The first of that many free pages, or kPages.
+    // Returns the first of `count` free pages in a row, or kPages.
     std::size_t FindRoom(std::size_t count) {
         const std::size_t found = FindRoom(count, next_, kPages);
         return found != kPages ? found : FindRoom(count, 0, std::min(next_ + count, kPages));
@@ -100,7 +100,7 @@ private:
         return kPages;
     }
 
-    // An empty block has an address of its own too.
+    // An empty block has its own address too.
     static std::size_t Aligned(std::size_t size) {
         return (std::max<std::size_t>(size, 1) + kAlignment - 1) / kAlignment * kAlignment;
     }
@@ -121,9 +121,9 @@ private:
         const auto changed = [](std::uint8_t byte) { return byte != kFence; };
         std::uint8_t* const end = Page(first) + use.pages * kPageSize;
         if (block + use.size > end || std::any_of(Page(first), block, changed)) {
-            Fail("written to in front", block);
+            Fail("written to before its start", block);
         }
-        if (std::any_of(block + use.size, end, changed)) Fail("written to behind", block);
+        if (std::any_of(block + use.size, end, changed)) Fail("written to after its end", block);
     }
 
     [[noreturn]] static void Fail(const char* what, void* block) {
@@ -147,7 +147,7 @@ private:
 
 constinit Arena g_arena;
 
-// ---- in the places of msvcrt.dll's functions
+// Replacements for msvcrt.dll's functions.
 
 template <typename Function>
 Function* Real(const char* name) {
@@ -184,7 +184,7 @@ void* __cdecl Realloc(void* block, std::size_t size) {
     return other;
 }
 
-// Stays for as long as the process does: there are guarded blocks up to the very end.
+// Stays installed until the process ends, because guarded blocks live that long.
 void Install(const char* name, void* replacement) {
     ImportPatch::VisitImports(
         ::GetModuleHandleW(nullptr), [&](std::string_view import, void** slot) {
@@ -197,7 +197,7 @@ void Install(const char* name, void* replacement) {
 }
 
 [[maybe_unused]] const bool g_installed = [] {
-    Install("free", reinterpret_cast<void*>(&Free));  // the first, since it takes any block
+    Install("free", reinterpret_cast<void*>(&Free));  // first, because it accepts any block
     Install("realloc", reinterpret_cast<void*>(&Realloc));
     Install("calloc", reinterpret_cast<void*>(&Calloc));
     Install("malloc", reinterpret_cast<void*>(&Malloc));

@@ -1,18 +1,17 @@
 #pragma once
 
-// For test programs that have guard_page_allocator.cpp among their sources (the preset `guarded`
-// adds it to all of them): malloc and what goes with it, and so `new` too, place each block against
-// the end of a page with nothing behind it, and take the pages of a freed block away. Reading or
-// writing behind a block or in a freed one then crashes at once. Bytes in front of a block, and
-// those that alignment leaves behind it, are looked over when it is freed; a change ends the
-// program.
+// For test programs that link guard_page_allocator.cpp; the preset `guarded` adds it to all of
+// them. malloc and its relatives, and so `new` too, place each block at the end of a page that is
+// followed by an inaccessible one, and release the pages of a freed block. Reading or writing after
+// a block or in a freed one then crashes at once. The bytes before a block, and those that
+// alignment leaves after it, are checked when the block is freed. A change ends the program.
 //
-// A part of the address space is set apart for this. Blocks that it has no room for, and those that
-// msvcrt.dll made itself, are the plain heap's.
+// Part of the address space is reserved for this. Blocks that do not fit there, and those that
+// msvcrt.dll allocates itself, come from the plain heap.
 class GuardPageAllocator {
 public:
     GuardPageAllocator() = delete;
 
-    // Whether the block lies against a guard page.
+    // Whether the block lies before a guard page.
     [[nodiscard]] static bool Guards(const void* block);
 };

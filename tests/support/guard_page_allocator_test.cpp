@@ -11,14 +11,14 @@
 
 namespace {
 
-// MEM_COMMIT where there is memory.
+// MEM_COMMIT where there is memory, MEM_RESERVE where there is none.
 DWORD StateOf(const void* place) {
     MEMORY_BASIC_INFORMATION page{};
     ::VirtualQuery(place, &page, sizeof(page));
     return page.State;
 }
 
-// Calls that the compiler knows nothing about.
+// Not inlined, so that the compiler cannot leave the calls out.
 [[gnu::noinline]] void* Allocate(std::size_t size) {
     return std::malloc(size);
 }
@@ -38,7 +38,7 @@ protected:
     char* block = static_cast<char*>(Allocate(GetParam()));
 };
 
-TEST_P(GuardedBlock, HasNothingBehindIt) {
+TEST_P(GuardedBlock, HasNoMemoryAfterIt) {
     ASSERT_TRUE(GuardPageAllocator::Guards(block));
 
     EXPECT_EQ(DWORD{MEM_COMMIT}, StateOf(block));
@@ -46,7 +46,7 @@ TEST_P(GuardedBlock, HasNothingBehindIt) {
     EXPECT_EQ(DWORD{MEM_RESERVE}, StateOf(block + GetParam() + 7));
 }
 
-TEST_P(GuardedBlock, IsGoneOnceFreed) {
+TEST_P(GuardedBlock, LosesItsMemoryWhenFreed) {
     const char* const place = block;
 
     Free(std::exchange(block, nullptr));
@@ -66,7 +66,7 @@ TEST_P(GuardedBlock, KeepsItsContentWhenItGrows) {
 
 INSTANTIATE_TEST_SUITE_P(, GuardedBlock, testing::Values(1, 8, 9, 4095, 4096, 4097, 1'000'000));
 
-TEST(GuardPageAllocator, GuardsWhatNewGives) {
+TEST(GuardPageAllocator, GuardsBlocksFromNew) {
     const auto number = std::make_unique<int>(7);
 
     EXPECT_TRUE(GuardPageAllocator::Guards(number.get()));
@@ -81,7 +81,7 @@ TEST(GuardPageAllocator, GuardsAnEmptyBlockAndFreesIt) {
     EXPECT_EQ(DWORD{MEM_RESERVE}, StateOf(block));
 }
 
-TEST(GuardPageAllocator, LeavesBlocksOfMoreThanSixteenMegabytesToTheHeap) {
+TEST(GuardPageAllocator, LeavesBlocksOfMoreThan16MegabytesToTheHeap) {
     void* const block = Allocate(17 * 1024 * 1024);
 
     EXPECT_NE(nullptr, block);
@@ -89,28 +89,28 @@ TEST(GuardPageAllocator, LeavesBlocksOfMoreThanSixteenMegabytesToTheHeap) {
     Free(block);
 }
 
-TEST(GuardPageAllocatorDeathTest, EndsTheProgramForABlockThatWasFreedBefore) {
+TEST(GuardPageAllocatorDeathTest, EndsTheProgramWhenABlockIsFreedTwice) {
     void* const block = Allocate(10);
     Free(block);
 
     EXPECT_DEATH(Free(block), "freed twice");
 }
 
-TEST(GuardPageAllocatorDeathTest, EndsTheProgramForAByteWrittenInFront) {
+TEST(GuardPageAllocatorDeathTest, EndsTheProgramForAByteWrittenJustBeforeABlock) {
     void* const block = Allocate(10);
     Write(block, -1, 'x');
 
-    EXPECT_DEATH(Free(block), "written to in front");
+    EXPECT_DEATH(Free(block), "written to before its start");
 
     Write(block, -1, '\xFB');
     Free(block);
 }
 
-TEST(GuardPageAllocatorDeathTest, EndsTheProgramForAByteWrittenRightBehind) {
+TEST(GuardPageAllocatorDeathTest, EndsTheProgramForAByteWrittenJustAfterABlock) {
     void* const block = Allocate(10);
     Write(block, 10, 'x');
 
-    EXPECT_DEATH(Free(block), "written to behind");
+    EXPECT_DEATH(Free(block), "written to after its end");
 
     Write(block, 10, '\xFB');
     Free(block);

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-// Replaces one function that a loaded module imports, for as long as the patch lives. Only calls
-// that the module itself makes through its import table are caught. A module that does not import
-// the function is an error: a test must not pass because its fake was never in the way.
+// Replaces one function that a loaded module imports while the patch lives. Catches only calls that
+// the module itself makes through its import table. Throws std::logic_error when the module does
+// not import the function: a test must not pass because its fake is never called.
 class ImportPatch {
 public:
     ImportPatch(HMODULE module, std::string_view function, void* replacement) {

@@ -7,12 +7,12 @@
 
 #include "platform/unique_handle.h"
 
-// Stands in for the installer tool in tests: does nothing but write down how it was started, waits
-// and ends as it is told by the environment.
+// Stands in for the installer tool in tests. It records how it was started, then waits and ends as
+// the environment says.
 //
-//     MENDLOFT_RECORDER_FILE       the file that each run appends its record to
+//     MENDLOFT_RECORDER_FILE       the file to which each run appends its record
 //     MENDLOFT_RECORDER_WAIT_MS    milliseconds to wait before it ends
-//     MENDLOFT_RECORDER_EXIT_CODE  what it ends with; 0 unless set
+//     MENDLOFT_RECORDER_EXIT_CODE  its exit code; 0 unless set
 //
 // A record is UTF-8 lines; the last one is written when the run ends. `support/recorded_runs.h`
 // reads them.

@@ -9,8 +9,8 @@
 
 #include "support/child_process.h"
 
-// The finished libmendloft.dll, loaded for as long as this lives and used as a host uses it: by the
-// names of its exports. A library that is loaded anew remembers nothing.
+// The finished libmendloft.dll, loaded while this object lives and used as a host uses it: by the
+// names of its exports. Each load starts with fresh state.
 class LoadedLibrary {
 public:
     explicit LoadedLibrary(const std::wstring& path = BuiltPath())

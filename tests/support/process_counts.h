@@ -26,11 +26,11 @@ struct ProcessCounts {
         return counts;
     }
 
-    // Only the first of them; quicker.
+    // Only the handles; faster than Now().
     [[nodiscard]] static std::size_t Handles() { return CountHandles(); }
 
-    // Whether the heap's counts take in what `new` allocates. They do not in a program that has an
-    // allocator of its own, nor where the heap is not counted.
+    // Whether the heap counts include what `new` allocates. They do not in a program with its own
+    // allocator, nor where the heap is not counted.
     [[nodiscard]] static bool IncludeAllocations() {
         (void)Now();
         const std::size_t before = Now().heapBlocks;
@@ -40,9 +40,9 @@ struct ProcessCounts {
         return after > before;
     }
 
-    // Whether Wine checks the heap (scripts/test-heap). It then keeps freed blocks for a while, and
-    // how many and how large they are says nothing: the heap is not counted, and the private bytes
-    // of a process are as uncertain.
+    // Whether Wine checks the heap (scripts/test-heap). Wine then keeps freed blocks for a while,
+    // so the counts of the heap and the private bytes of a process mean nothing. The heap is not
+    // counted then.
     [[nodiscard]] static bool HeapIsChecked() {
         return std::getenv("MENDLOFT_HEAP_IS_CHECKED") != nullptr;
     }
@@ -61,7 +61,8 @@ private:
         return count != 0 ? count : CountSystemHandles();
     }
 
-    // For Wine, whose GetProcessHandleCount knows only 0: picks ours among all processes' handles.
+    // For Wine, where GetProcessHandleCount always answers 0: counts this process's handles in the
+    // list of all handles.
     static std::size_t CountSystemHandles() {
         struct Entry {
             ULONG owner;
@@ -75,10 +76,10 @@ private:
         using Query = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
         const auto query = reinterpret_cast<Query>(
             ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation"));
-        std::vector<ULONG> answer(1 << 18);
+        constexpr ULONG answerSize = 1 << 20;
+        std::vector<ULONG> answer(answerSize / sizeof(ULONG));
         ULONG length = 0;
-        (void)query(systemHandleInformation, answer.data(),
-                    static_cast<ULONG>(answer.size() * sizeof(ULONG)), &length);
+        (void)query(systemHandleInformation, answer.data(), answerSize, &length);
         const auto* first = reinterpret_cast<const Entry*>(answer.data() + 1);
         return static_cast<std::size_t>(std::count_if(
             first, first + answer.front(),
@@ -109,9 +110,10 @@ private:
     }
 };
 
-// The counts before and after some work, which is done once beforehand: the first time, the system
-// and the runtimes take things for good. A lock does so when threads first meet at it, whenever
-// that is, so what is left has to be left three times in a row to show.
+// The counts before and after some work. The work is done once beforehand, because on first use the
+// system and the runtimes allocate things that they never free. A lock does so when threads first
+// contend for it, at any time. So there are up to three rounds, until one leaves the counts the
+// same.
 struct CountsAround {
     template <typename Work>
     explicit CountsAround(Work work) {

@@ -10,12 +10,12 @@
 
 // One run of the installer tool's stand-in (support/inf_installer_recorder.cpp).
 struct RecordedRun {
-    std::wstring commandLine;  // as the program got it
+    std::wstring commandLine;  // as the program received it
     std::wstring folder;       // its current folder
     std::string console;       // "none", "hidden" or "visible"
     unsigned long startUpFlags = 0;
     unsigned long showWindow = 0;
-    std::optional<unsigned long> exitCode;  // empty when the run has not come to its end
+    std::optional<unsigned long> exitCode;  // empty when the run has not ended
 };
 
 [[nodiscard]] inline std::wstring FromUtf8(std::string_view bytes) {

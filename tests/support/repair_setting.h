@@ -10,7 +10,7 @@
 #include "support/temporary_folder.h"
 #include "support/wine.h"
 
-// A temporary directory of the test's own, as the system reports it to this process.
+// A temporary directory for one test, which Windows reports to this process while it lives.
 class PrivateTemporaryDirectory {
 public:
     PrivateTemporaryDirectory() {
@@ -34,11 +34,12 @@ private:
     std::wstring old_;
 };
 
-// The driver-store root of the prefix, empty at first and empty again afterwards.
+// The driver-store root of the prefix: empty at first, and removed again afterwards.
 class EmptyDriverStore {
 public:
     EmptyDriverStore() { Make(); }
-    ~EmptyDriverStore() { Clear(); }
+    // Needs no check: outside Wine the constructor throws.
+    ~EmptyDriverStore() { RemoveTree(kRoot); }
 
     static void Make() {
         Clear();
@@ -58,7 +59,7 @@ public:
     static constexpr const wchar_t* kRoot = L"C:\\Windows\\System32\\DriverStore\\FileRepository";
 };
 
-// The state of a library that was just loaded; the test program stands in for it.
+// Gives the library's data the values that it has after loading. The module is the test program.
 class FreshLibraryState {
 public:
     FreshLibraryState() {

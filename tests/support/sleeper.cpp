@@ -1,6 +1,6 @@
 #include <windows.h>
 
-// A process to be ended: sleeps for a minute, then ends by itself with code 1.
+// A process for tests to end. It sleeps for a minute and then exits with code 1.
 int main() {
     ::Sleep(60'000);
     return 1;

@@ -21,8 +21,8 @@ inline void RemoveTree(const std::filesystem::path& path) {
     std::filesystem::remove_all(path, ignored);
 }
 
-// A folder of a test's own, empty at first and gone with the test, whatever attributes its files
-// have got by then.
+// A folder for one test: empty at first, and removed afterwards with everything in it, read-only
+// files included.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
@@ -30,14 +30,14 @@ public:
         path_ = std::filesystem::temp_directory_path() /
                 (L"mendloft-test-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
                  std::to_wstring(++count));
-        RemoveTree(path_);  // that of an earlier process of our number, which was killed
+        RemoveTree(path_);  // left by a killed process with the same identifier
         std::filesystem::create_directory(path_);
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder() { RemoveTree(path_); }
 
-    // Without a separator at its end.
+    // Without a trailing separator.
     [[nodiscard]] std::wstring Path() const { return path_.wstring(); }
     [[nodiscard]] std::wstring Path(std::wstring_view name) const { return *this / name; }
     [[nodiscard]] std::wstring operator/(std::wstring_view name) const {

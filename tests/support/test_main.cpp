@@ -5,7 +5,7 @@
 
 namespace {
 
-// Looks the heap over after every test, so that an overrun is blamed on the test that made it.
+// Checks the heap after every test, so that an overrun fails the test that caused it.
 class HeapCheck : public testing::EmptyTestEventListener {
     void OnTestEnd(const testing::TestInfo&) override { EXPECT_EQ(_HEAPOK, ::_heapchk()); }
 };

@@ -8,7 +8,7 @@
     return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-// The tests do to the system what the library does to it, which nobody wants on a machine in use.
+// Whether the tests may change the system as the library does. On a machine in use they must not.
 [[nodiscard]] inline bool MayChangeTheSystem() {
     return IsWine() || std::getenv("MENDLOFT_TESTS_MAY_CHANGE_THIS_SYSTEM") != nullptr;
 }
