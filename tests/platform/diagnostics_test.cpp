@@ -6,8 +6,6 @@
 
 namespace {
 
-using testing::Test;
-
 TEST(DebugLog, WritesExactlyTheFormattedText) {
     const CapturedDebugOutput output;
 
@@ -16,7 +14,7 @@ TEST(DebugLog, WritesExactlyTheFormattedText) {
     EXPECT_EQ(std::vector<std::wstring>{L"SetUpUsbDriver ret: -2"}, output.messages);
 }
 
-TEST(DebugLog, KeepsTheLineEndThatAMessageHas) {
+TEST(DebugLog, KeepsTheLineEndOfAMessage) {
     const CapturedDebugOutput output;
 
     DebugLog(L"path :%s\n", L"C:\\a");
@@ -24,7 +22,7 @@ TEST(DebugLog, KeepsTheLineEndThatAMessageHas) {
     EXPECT_EQ(std::vector<std::wstring>{L"path :C:\\a\n"}, output.messages);
 }
 
-TEST(DebugLog, KeepsCharactersOutsideOfTheAnsiCodePage) {
+TEST(DebugLog, KeepsCharactersOutsideTheAnsiCodePage) {
     const CapturedDebugOutput output;
 
     DebugLog(L"%s", L"C:\\\x7528\x6237\\\xD83D\xDE00");
@@ -41,7 +39,7 @@ TEST(DebugLog, HasRoomFor4095Characters) {
     EXPECT_EQ(std::vector<std::wstring>{longest}, output.messages);
 }
 
-TEST(DebugLog, LeavesALongerMessageEmpty) {
+TEST(DebugLog, WritesAnEmptyMessageInPlaceOfALongerOne) {
     const CapturedDebugOutput output;
     const std::wstring tooLong(4096, L'a');
 
@@ -76,7 +74,7 @@ TEST(ConsolePrintA, WritesToStandardOutputAndReturnsTheCount) {
     EXPECT_EQ(12, written);
 }
 
-TEST(ConsolePrintA, ReportsAnErrorOfTheStream) {
+TEST(ConsolePrintA, ReportsAStreamError) {
     const CapturedStandardOutput output;
     const int descriptor = ::_dup(::_fileno(stdout));
     ::_close(::_fileno(stdout));

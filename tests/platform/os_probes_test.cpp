@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(GetOsVersion, FillsTheRecordWithTheVersionThatWindowsReallyHas) {
+TEST(GetOsVersion, FillsTheRecordWithTheRealWindowsVersion) {
     RTL_OSVERSIONINFOW version{};
 
     EXPECT_EQ(1, GetOsVersion(version));
@@ -16,7 +16,7 @@ TEST(GetOsVersion, FillsTheRecordWithTheVersionThatWindowsReallyHas) {
                                    std::to_string(version.dwMinorVersion));
 }
 
-TEST(GetOsVersion, ReportsZeroAndLeavesTheRecordAloneWithoutNtdll) {
+TEST(GetOsVersion, ReturnsZeroAndLeavesTheRecordAloneWithoutNtdll) {
     const FakeApi<"GetModuleHandleW", decltype(::GetModuleHandleW)> noNtdll(
         [](const wchar_t*) { return nullptr; });
     RTL_OSVERSIONINFOW version{};
@@ -28,7 +28,7 @@ TEST(GetOsVersion, ReportsZeroAndLeavesTheRecordAloneWithoutNtdll) {
     EXPECT_EQ(0u, version.dwOSVersionInfoSize);
 }
 
-TEST(GetOsVersion, ReportsZeroAndLeavesTheRecordAloneWithoutRtlGetVersion) {
+TEST(GetOsVersion, ReturnsZeroAndLeavesTheRecordAloneWithoutRtlGetVersion) {
     FakeOs os;
     os.WithoutRtlGetVersion();
     RTL_OSVERSIONINFOW version{};
@@ -40,7 +40,7 @@ TEST(GetOsVersion, ReportsZeroAndLeavesTheRecordAloneWithoutRtlGetVersion) {
     EXPECT_EQ(0u, version.dwOSVersionInfoSize);
 }
 
-TEST(GetOsVersion, ReportsOneAlsoWhenTheSystemCallFails) {
+TEST(GetOsVersion, ReturnsOneEvenWhenTheSystemCallFails) {
     FakeOs os;
     os.Version(6, 1, /*status=*/static_cast<LONG>(0xC0000001));
     RTL_OSVERSIONINFOW version{};
@@ -48,7 +48,7 @@ TEST(GetOsVersion, ReportsOneAlsoWhenTheSystemCallFails) {
     EXPECT_EQ(1, GetOsVersion(version));
 }
 
-TEST(GetOsVersion, SetsTheSizeOfTheRecordBeforeItAsks) {
+TEST(GetOsVersion, SetsTheRecordSizeBeforeTheCall) {
     FakeOs os;
     os.Version(6, 1);
     RTL_OSVERSIONINFOW version{};
@@ -58,7 +58,7 @@ TEST(GetOsVersion, SetsTheSizeOfTheRecordBeforeItAsks) {
     EXPECT_EQ(276u, os.askedWithSize);
 }
 
-TEST(IsOs64Bit, TellsTheBitnessOfWindowsAlsoInA32BitProcess) {
+TEST(IsOs64Bit, ReportsTheBitnessOfWindowsEvenInA32BitProcess) {
     EXPECT_EQ(PrefixIs64Bit(), IsOs64Bit());
 }
 
@@ -70,7 +70,7 @@ struct Architecture {
 
 class IsOs64BitForArchitecture : public testing::TestWithParam<Architecture> {};
 
-TEST_P(IsOs64BitForArchitecture, Is) {
+TEST_P(IsOs64BitForArchitecture, FollowsTheNativeArchitecture) {
     FakeOs os;
     os.Architecture(GetParam().value);
 
@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Architecture{"Arm64", 12, false}, Architecture{"Unknown", 0xFFFF, false}),
     [](const auto& row) { return row.param.name; });
 
-TEST(IsOs64Bit, AsksForTheProcessWhereThereIsNoNativeInformation) {
+TEST(IsOs64Bit, UsesGetSystemInfoWhereGetNativeSystemInfoIsMissing) {
     FakeOs os;
     os.WithoutGetNativeSystemInfo();
     WORD architecture = 9;
@@ -96,7 +96,7 @@ TEST(IsOs64Bit, AsksForTheProcessWhereThereIsNoNativeInformation) {
     EXPECT_FALSE(IsOs64Bit());
 }
 
-TEST(IsOs64Bit, AsksTheSystemAnewOnEveryCall) {
+TEST(IsOs64Bit, AsksTheSystemOnEveryCall) {
     FakeOs os;
 
     os.Architecture(9);
@@ -105,7 +105,7 @@ TEST(IsOs64Bit, AsksTheSystemAnewOnEveryCall) {
     EXPECT_FALSE(IsOs64Bit());
 }
 
-TEST(IsOs64Bit, AsksWithAClearedRecord) {
+TEST(IsOs64Bit, PassesAZeroedRecord) {
     FakeOs os;
     os.ArchitectureUntouched();
 

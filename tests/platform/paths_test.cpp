@@ -10,27 +10,27 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(JoinPath, PutsOneBackslashBetween) {
+TEST(JoinPath, PutsOneBackslashBetweenBaseAndComponent) {
     EXPECT_EQ(L"C:\\a\\b", JoinPath(L"C:\\a", L"b"));
 }
 
-TEST(JoinPath, AddsNothingBehindABackslash) {
+TEST(JoinPath, AddsNothingAfterABackslash) {
     EXPECT_EQ(L"C:\\a\\b", JoinPath(L"C:\\a\\", L"b"));
 }
 
-TEST(JoinPath, AddsNothingBehindASlash) {
+TEST(JoinPath, AddsNothingAfterASlash) {
     EXPECT_EQ(L"C:/a/b", JoinPath(L"C:/a/", L"b"));
 }
 
-TEST(JoinPath, GivesTheComponentAloneForAnEmptyBase) {
+TEST(JoinPath, ReturnsTheComponentForAnEmptyBase) {
     EXPECT_EQ(L"b", JoinPath(L"", L"b"));
 }
 
-TEST(JoinPath, AddsTheBackslashAlsoForAnEmptyComponent) {
+TEST(JoinPath, AddsTheBackslashEvenForAnEmptyComponent) {
     EXPECT_EQ(L"C:\\a\\", JoinPath(L"C:\\a", L""));
 }
 
-TEST(FileOrFolderExists, KnowsFilesAndFoldersFromNothing) {
+TEST(FileOrFolderExists, IsTrueForFilesAndFoldersOnly) {
     const TemporaryFolder folder;
     WriteFileContent(folder / L"file");
 
@@ -46,7 +46,7 @@ protected:
     std::wstring tree = folder / L"tree";
 };
 
-TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderWithEverythingBelowIt) {
+TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderAndEverythingBelowIt) {
     WriteFileContent(tree + L"\\a.inf");
     WriteFileContent(tree + L"\\sub\\b.sys");
     WriteFileContent(tree + L"\\sub\\.hidden\\c");
@@ -74,7 +74,7 @@ TEST_F(DeleteDirectoryTreeTest, RemovesAnEmptyFolder) {
     EXPECT_FALSE(Exists(tree));
 }
 
-TEST_F(DeleteDirectoryTreeTest, TakesAPathThatEndsInABackslash) {
+TEST_F(DeleteDirectoryTreeTest, AcceptsAPathThatEndsInABackslash) {
     WriteFileContent(tree + L"\\a");
 
     EXPECT_TRUE(DeleteDirectoryTree(tree + L"\\"));
@@ -82,7 +82,7 @@ TEST_F(DeleteDirectoryTreeTest, TakesAPathThatEndsInABackslash) {
     EXPECT_FALSE(Exists(tree));
 }
 
-TEST_F(DeleteDirectoryTreeTest, ListsAPathThatEndsInASlashWithABackslashBehindIt) {
+TEST_F(DeleteDirectoryTreeTest, ListsAPathThatEndsInASlashWithABackslashAdded) {
     std::wstring pattern;
     const FakeApi<"FindFirstFileW", decltype(::FindFirstFileW)> listing(
         [&](const wchar_t* name, WIN32_FIND_DATAW*) {
@@ -122,7 +122,7 @@ TEST_F(DeleteDirectoryTreeTest, ReturnsFalseForAFileAndLeavesIt) {
     EXPECT_TRUE(Exists(tree));
 }
 
-TEST_F(DeleteDirectoryTreeTest, LeavesAReadOnlyFileAndTheFoldersAboveItButIsTrueAllTheSame) {
+TEST_F(DeleteDirectoryTreeTest, ReturnsTrueAlthoughAReadOnlyFileAndTheFoldersAboveItStay) {
     WriteFileContent(tree + L"\\sub\\locked");
     WriteFileContent(tree + L"\\other");
     ::SetFileAttributesW((tree + L"\\sub\\locked").c_str(), FILE_ATTRIBUTE_READONLY);
@@ -132,7 +132,7 @@ TEST_F(DeleteDirectoryTreeTest, LeavesAReadOnlyFileAndTheFoldersAboveItButIsTrue
     EXPECT_THAT(Tree(tree), ElementsAre(L"sub", L"sub\\locked"));
 }
 
-TEST_F(DeleteDirectoryTreeTest, GoesOnBehindAFileThatIsInUse) {
+TEST_F(DeleteDirectoryTreeTest, ContinuesAfterAFileInUse) {
     WriteFileContent(tree + L"\\a");
     WriteFileContent(tree + L"\\b");
     const HANDLE inUse =
@@ -145,7 +145,7 @@ TEST_F(DeleteDirectoryTreeTest, GoesOnBehindAFileThatIsInUse) {
 }
 
 TEST_F(DeleteDirectoryTreeTest, EntersFolderLinksLikeFolders) {
-    // A folder link as a listing shows it: Wine cannot make one here.
+    // Fakes the listing of a folder link, which Wine cannot create here.
     int listings = 0;
     std::vector<std::wstring> patterns;
     const FakeApi<"FindFirstFileW", decltype(::FindFirstFileW)> first(
@@ -167,7 +167,7 @@ TEST_F(DeleteDirectoryTreeTest, EntersFolderLinksLikeFolders) {
                 ElementsAre(L"C:\\no such folder\\*.*", L"C:\\no such folder\\link\\*.*"));
 }
 
-TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderByThePathThatItWasGiven) {
+TEST_F(DeleteDirectoryTreeTest, RemovesTheFolderByThePathItWasGiven) {
     std::filesystem::create_directory(tree);
     std::vector<std::wstring> removed;
     const FakeApi<"RemoveDirectoryW", decltype(::RemoveDirectoryW)> remove(

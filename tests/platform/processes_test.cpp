@@ -19,7 +19,7 @@ using testing::IsEmpty;
 
 class KillWerFaultForReal : public testing::Test {
 protected:
-    // The command line of a program of that name which sleeps.
+    // Copies the sleeper under this name and returns its command line.
     std::wstring Program(const wchar_t* name) {
         std::filesystem::copy_file(ProgramFolder() + L"\\sleeper.exe", folder / name);
         return folder / name;
@@ -39,7 +39,7 @@ TEST_F(KillWerFaultForReal, EndsEveryCrashReporterWithCode9) {
     EXPECT_EQ(9u, second.ExitCode());
 }
 
-TEST_F(KillWerFaultForReal, LeavesAProgramOfAnotherSpellingAlone) {
+TEST_F(KillWerFaultForReal, LeavesProgramsWithSimilarNamesAlone) {
     const ChildProcess lowerCase(Program(L"werfault.exe"));
     const ChildProcess longer(Program(L"WerFault.exe.exe"));
     const ChildProcess prefixed(Program(L"MyWerFault.exe"));
@@ -56,7 +56,7 @@ TEST_F(KillWerFaultForReal, DoesNothingWhereNoCrashReporterRuns) {
     KillWerFault();
 }
 
-// Replaces the process list by one with the entries that a test names.
+// Replaces the process list with one that the test fills.
 class KillWerFaultOnAFakeList : public testing::Test {
 protected:
     struct Process {
@@ -118,7 +118,7 @@ protected:
     }};
 };
 
-TEST_F(KillWerFaultOnAFakeList, TakesASnapshotOfEverythingForNoProcessInParticular) {
+TEST_F(KillWerFaultOnAFakeList, TakesASnapshotOfTheWholeSystem) {
     KillWerFault();
 
     EXPECT_EQ(0xFu, flags);
@@ -131,7 +131,7 @@ TEST_F(KillWerFaultOnAFakeList, SetsTheSizeOfTheEntry) {
     EXPECT_THAT(sizesSeen, ElementsAre(556u));
 }
 
-TEST_F(KillWerFaultOnAFakeList, OpensJustTheMatchesForEndingThem) {
+TEST_F(KillWerFaultOnAFakeList, OpensOnlyMatchingProcessesAndOnlyToEndThem) {
     list = {
         {L"System", 4}, {L"WerFault.exe", 0x20}, {L"WERFAULT.EXE", 0x24}, {L"WerFault.exe", 0x28}};
 
@@ -144,7 +144,7 @@ TEST_F(KillWerFaultOnAFakeList, OpensJustTheMatchesForEndingThem) {
     EXPECT_EQ(9u, exitCode);
 }
 
-TEST_F(KillWerFaultOnAFakeList, ClosesEveryProcessAndThenTheSnapshotAlsoWhenEndingFails) {
+TEST_F(KillWerFaultOnAFakeList, ClosesEveryProcessAndThenTheSnapshotEvenWhenEndingFails) {
     list = {{L"WerFault.exe", 0x20}, {L"WerFault.exe", 0x28}};
 
     KillWerFault();
@@ -152,7 +152,7 @@ TEST_F(KillWerFaultOnAFakeList, ClosesEveryProcessAndThenTheSnapshotAlsoWhenEndi
     EXPECT_THAT(closed, ElementsAre(AsHandle(0x20), AsHandle(0x28), snapshotHandle));
 }
 
-TEST_F(KillWerFaultOnAFakeList, GoesOnBehindAProcessThatCannotBeOpened) {
+TEST_F(KillWerFaultOnAFakeList, ContinuesAfterAProcessThatCannotBeOpened) {
     list = {{L"WerFault.exe", 0x20}, {L"WerFault.exe", 0x28}};
     mayOpen = false;
 

@@ -58,7 +58,7 @@ TEST_F(SetPrivilegeTest, EnablesAndDisablesAPrivilegeOfTheToken) {
     EXPECT_FALSE(IsEnabled(token.Get(), L"SeRestorePrivilege"));
 }
 
-TEST_F(SetPrivilegeTest, TakesEveryFlagButZeroForEnabling) {
+TEST_F(SetPrivilegeTest, EnablesThePrivilegeForAnyFlagOtherThanZero) {
     EXPECT_EQ(1, SetPrivilege(token.Get(), L"SeBackupPrivilege", 0x100));
     EXPECT_TRUE(IsEnabled(token.Get(), L"SeBackupPrivilege"));
 }
@@ -125,7 +125,7 @@ TEST_F(SetPrivilegeTest, FailsWhenTheSystemRefuses) {
     EXPECT_EQ(0, SetPrivilege(token.Get(), L"SeBackupPrivilege", 1));
 }
 
-TEST_F(SetPrivilegeTest, TakesOnlyNotAllAssignedForAFailureOfASuccessfulCall) {
+TEST_F(SetPrivilegeTest, TreatsOnlyNotAllAssignedAsAFailureOfASuccessfulCall) {
     DWORD lastError = 0;
     const FakeApi<"AdjustTokenPrivileges", decltype(::AdjustTokenPrivileges)> adjust(
         [&](HANDLE, BOOL, TOKEN_PRIVILEGES*, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
@@ -144,7 +144,7 @@ TEST(GrantFolderAccessForReal, SetsAnAccessListAndLeavesTheOwner) {
 
     EXPECT_EQ(1, GrantFolderAccess(folder.Path().c_str()));
 
-    // What Wine keeps of the list shows in the rights that everyone has got.
+    // Wine keeps of a list only what fits a Unix mode, so the entries are not compared.
     UniqueLocal<void> descriptor;
     ACL* list = nullptr;
     ASSERT_EQ(0u, ::GetNamedSecurityInfoW(folder.Path().c_str(), SE_FILE_OBJECT,
@@ -172,7 +172,7 @@ TEST(GrantFolderAccessForReal, LeaksNoHandle) {
     EXPECT_EQ(before, after);
 }
 
-// Records what the function asks of the system and answers as a test says.
+// Records the system calls and answers them as the test chooses.
 class GrantFolderAccessTest : public testing::Test {
 protected:
     struct Entry {
@@ -226,7 +226,7 @@ protected:
     int sidsHeld = 0;
     ACL* newList = nullptr;
     int listsFreed = 0;
-    SID leftBehind{};  // what a call that fails leaves there is nobody's
+    SID leftBehind{};  // what a failed call leaves in its result, not to be freed
     ACL listLeftBehind{};
     DWORD tokenAccess = 0;
     std::wstring privilegeName;
@@ -290,7 +290,7 @@ protected:
         }};
 };
 
-TEST_F(GrantFolderAccessTest, GivesReadToEveryoneAndEverythingToTheAdministratorsInThisOrder) {
+TEST_F(GrantFolderAccessTest, GrantsReadToEveryoneAndFullControlToTheAdministratorsInThisOrder) {
     EXPECT_EQ(1, Grant());
 
     EXPECT_THAT(entries, ElementsAre(Entry{0x80000000, SET_ACCESS, 0, NO_MULTIPLE_TRUSTEE, nullptr,
@@ -299,13 +299,13 @@ TEST_F(GrantFolderAccessTest, GivesReadToEveryoneAndEverythingToTheAdministrator
                                            TRUSTEE_IS_SID, TRUSTEE_IS_GROUP, "S-1-5-32-544"}));
 }
 
-TEST_F(GrantFolderAccessTest, LeavesTheOwnerWhenTheListCanBeSetAtOnce) {
+TEST_F(GrantFolderAccessTest, LeavesTheOwnerAloneWhenTheListCanBeSet) {
     EXPECT_EQ(1, Grant());
 
     EXPECT_THAT(calls, ElementsAre("access"));
 }
 
-TEST_F(GrantFolderAccessTest, TakesOwnershipForTheAdministratorsWhenDeniedAndTriesAgain) {
+TEST_F(GrantFolderAccessTest, GivesOwnershipToTheAdministratorsWhenDeniedAndTriesAgain) {
     accessResults = {ERROR_ACCESS_DENIED, ERROR_SUCCESS};
 
     EXPECT_EQ(1, Grant());
@@ -324,7 +324,7 @@ TEST_F(GrantFolderAccessTest, FailsWhenTheSecondAttemptFails) {
     EXPECT_EQ(6u, calls.size());
 }
 
-TEST_F(GrantFolderAccessTest, MakesNoOwnershipAttemptForAnotherError) {
+TEST_F(GrantFolderAccessTest, LeavesTheOwnerAloneAfterAnyOtherError) {
     accessResults = {ERROR_FILE_NOT_FOUND};
 
     EXPECT_EQ(0, Grant());
@@ -368,7 +368,7 @@ TEST_F(GrantFolderAccessTest, StopsWithoutTheRetryWhenThePrivilegeCannotBeDisabl
     EXPECT_THAT(calls, ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable"));
 }
 
-TEST_F(GrantFolderAccessTest, FailsWithoutTheFirstIdentity) {
+TEST_F(GrantFolderAccessTest, FailsWithoutTheFirstSid) {
     sidsToGive = 0;
 
     EXPECT_EQ(0, Grant());
@@ -377,7 +377,7 @@ TEST_F(GrantFolderAccessTest, FailsWithoutTheFirstIdentity) {
     EXPECT_EQ(0, sidsHeld);
 }
 
-TEST_F(GrantFolderAccessTest, FailsWithoutTheSecondIdentityAndFreesTheFirst) {
+TEST_F(GrantFolderAccessTest, FailsWithoutTheSecondSidAndFreesTheFirst) {
     sidsToGive = 1;
 
     EXPECT_EQ(0, Grant());
@@ -395,7 +395,7 @@ TEST_F(GrantFolderAccessTest, FailsWithoutAnAccessList) {
     EXPECT_EQ(0, sidsHeld);
 }
 
-TEST_F(GrantFolderAccessTest, FreesTheIdentitiesAndTheListOnSuccessAndOnFailure) {
+TEST_F(GrantFolderAccessTest, FreesTheSidsAndTheListOnSuccessAndOnFailure) {
     Grant();
     EXPECT_EQ(0, sidsHeld);
     EXPECT_EQ(1, listsFreed);

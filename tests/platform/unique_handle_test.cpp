@@ -55,7 +55,7 @@ TEST_F(UniqueTest, GivesUpOwnershipWhenDetached) {
     EXPECT_THAT(closed, IsEmpty());
 }
 
-TEST_F(UniqueTest, HandsOwnershipOnWhenMoved) {
+TEST_F(UniqueTest, TransfersOwnershipWhenMoved) {
     {
         Number first(7);
         const Number second(std::move(first));
@@ -73,10 +73,10 @@ TEST_F(UniqueTest, ClosesTheOldValueWhenAssigned) {
 
     EXPECT_THAT(closed, ElementsAre(7));
     EXPECT_EQ(8, first.Get());
-    EXPECT_FALSE(second);
+    EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): a moved-from owner is empty
 }
 
-TEST_F(UniqueTest, SurvivesAssignmentToItself) {
+TEST_F(UniqueTest, KeepsItsValueWhenAssignedToItself) {
     Number number(7);
     Number& same = number;
 
@@ -95,7 +95,7 @@ TEST_F(UniqueTest, ClosesTheOldValueBeforeItReceivesANewOne) {
     EXPECT_EQ(8, number.Get());
 }
 
-TEST_F(UniqueTest, LeavesTheLastErrorAsItWas) {
+TEST_F(UniqueTest, LeavesTheLastErrorUnchanged) {
     ::SetLastError(5);
 
     { const Number number(7); }
