@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-// A staged tree and driver-store folders in a temporary place, on 64-bit Windows unless a test says
+// A staged tree and driver-store folders in a temporary folder. 64-bit Windows unless a test says
 // otherwise.
 class CopyDriversTest : public testing::Test {
 protected:
@@ -58,7 +58,7 @@ TEST_F(CopyDriversTest, CopiesEveryUsbFileIntoTheUsbFolder) {
     EXPECT_EQ("the sys", FileContent(InUsbStore(L"usbaapl64.sys")));
 }
 
-TEST_F(CopyDriversTest, TakesThe32BitFilesOn32BitWindows) {
+TEST_F(CopyDriversTest, CopiesThe32BitFilesOn32BitWindows) {
     os.Is64Bit(false);
     Stage(L"usb\\x64\\usbaapl64.inf");
     Stage(L"usb\\x86\\usbaapl.inf");
@@ -68,7 +68,7 @@ TEST_F(CopyDriversTest, TakesThe32BitFilesOn32BitWindows) {
     EXPECT_THAT(Tree(helper.usbStorePath), ElementsAre(L"usbaapl.inf"));
 }
 
-TEST_F(CopyDriversTest, FillsASecondUsbFolderWhereThereIsOne) {
+TEST_F(CopyDriversTest, AlsoFillsASecondUsbFolder) {
     helper.usbStorePath2 = MakeFolder(L"usb store 2");
     Stage(L"usb\\x64\\usbaapl64.inf", "the inf");
 
@@ -78,7 +78,7 @@ TEST_F(CopyDriversTest, FillsASecondUsbFolderWhereThereIsOne) {
     EXPECT_EQ("the inf", FileContent(InUsbStore(L"usbaapl64.inf")));
 }
 
-TEST_F(CopyDriversTest, WritesOneLinePerUsbFileAlsoWithASecondFolder) {
+TEST_F(CopyDriversTest, WritesOneLinePerUsbFileEvenWithASecondFolder) {
     helper.usbStorePath2 = MakeFolder(L"usb store 2");
     Stage(L"usb\\x64\\a.inf");
     Stage(L"usb\\x64\\b.sys");
@@ -90,7 +90,7 @@ TEST_F(CopyDriversTest, WritesOneLinePerUsbFileAlsoWithASecondFolder) {
                                      L"CopyDrivers usbapp :" + InUsbStore(L"b.sys") + L"\n"));
 }
 
-TEST_F(CopyDriversTest, OverwritesWhatIsThere) {
+TEST_F(CopyDriversTest, OverwritesExistingFiles) {
     Stage(L"usb\\x64\\a.inf", "new");
     WriteFileContent(InUsbStore(L"a.inf"), "old and longer");
 
@@ -112,10 +112,10 @@ TEST_F(CopyDriversTest, CopiesAReadOnlyFileLikeAnyOther) {
               ::GetFileAttributesW(InUsbStore(L"usbaapl.PNF").c_str()) & FILE_ATTRIBUTE_READONLY);
 }
 
-TEST_F(CopyDriversTest, IsTrueAndGoesOnWhenSingleCopiesFail) {
+TEST_F(CopyDriversTest, ReturnsTrueAndContinuesWhenACopyFails) {
     Stage(L"usb\\x64\\a.inf");
     Stage(L"usb\\x64\\b.inf");
-    std::filesystem::create_directory(InUsbStore(L"a.inf"));  // a folder is in the way
+    std::filesystem::create_directory(InUsbStore(L"a.inf"));  // a folder in the way
 
     EXPECT_TRUE(helper.CopyDrivers());
 
@@ -123,7 +123,7 @@ TEST_F(CopyDriversTest, IsTrueAndGoesOnWhenSingleCopiesFail) {
     EXPECT_EQ(2u, output.messages.size());
 }
 
-TEST_F(CopyDriversTest, IsTrueAndWritesItsLinesWhenTheUsbFolderIsMissing) {
+TEST_F(CopyDriversTest, ReturnsTrueAndWritesItsLinesWhenTheUsbFolderIsMissing) {
     helper.usbStorePath = folder / L"missing";
     Stage(L"usb\\x64\\a.inf");
 
@@ -166,7 +166,7 @@ TEST_F(CopyDriversTest, JoinsFolderAndNameOfANetworkSourceWithoutASeparator) {
     EXPECT_EQ("beside the folder", FileContent(helper.netStorePath + L"\\netaapl64.inf"));
 }
 
-TEST_F(CopyDriversTest, CopiesWithOverwritingFromAndToExactlyThesePaths) {
+TEST_F(CopyDriversTest, CopiesFromAndToExactlyThesePathsAndOverwrites) {
     helper.usbStorePath2 = MakeFolder(L"usb store 2");
     Stage(L"usb\\x64\\u.inf");
     Stage(L"net\\x64\\n.inf");
@@ -188,7 +188,7 @@ TEST_F(CopyDriversTest, CopiesWithOverwritingFromAndToExactlyThesePaths) {
                     std::pair(staged + L"\\net\\x64n.inf", helper.netStorePath + L"\\n.inf")));
 }
 
-TEST_F(CopyDriversTest, IsTrueWithoutANetworkFolder) {
+TEST_F(CopyDriversTest, ReturnsTrueWithoutAStagedNetworkFolder) {
     Stage(L"usb\\x64\\a.inf");
 
     EXPECT_TRUE(helper.CopyDrivers());
@@ -196,7 +196,7 @@ TEST_F(CopyDriversTest, IsTrueWithoutANetworkFolder) {
     EXPECT_THAT(Tree(helper.usbStorePath), ElementsAre(L"a.inf"));
 }
 
-TEST_F(CopyDriversTest, IsFalseWithoutAUsbFolderAndDoesNotTryTheNetworkFolder) {
+TEST_F(CopyDriversTest, ReturnsFalseWithoutAStagedUsbFolderAndSkipsTheNetworkFolder) {
     Stage(L"net\\x64\\netaapl64.inf");
 
     EXPECT_FALSE(helper.CopyDrivers());
@@ -204,7 +204,7 @@ TEST_F(CopyDriversTest, IsFalseWithoutAUsbFolderAndDoesNotTryTheNetworkFolder) {
     EXPECT_THAT(output.messages, IsEmpty());
 }
 
-TEST_F(CopyDriversTest, IsFalseWithoutAStagingFolderButRemembersTheInfPaths) {
+TEST_F(CopyDriversTest, ReturnsFalseWithoutAStagingFolderButRemembersTheInfPaths) {
     EXPECT_FALSE(helper.CopyDrivers());
 
     EXPECT_EQ(helper.stagingDir + L"\\usb\\x64\\usbaapl64.inf", StagedUsbInfPath);
@@ -221,7 +221,7 @@ TEST_F(CopyDriversTest, RemembersThe32BitInfPathsOn32BitWindows) {
     EXPECT_EQ(helper.stagingDir + L"\\net\\x86\\netaapl.inf", StagedNetInfPath);
 }
 
-TEST_F(CopyDriversTest, ReplacesInfPathsThatItRememberedBefore) {
+TEST_F(CopyDriversTest, ReplacesRememberedInfPaths) {
     StagedUsbInfPath = L"old";
     StagedNetInfPath = L"old";
 
@@ -231,8 +231,8 @@ TEST_F(CopyDriversTest, ReplacesInfPathsThatItRememberedBefore) {
     EXPECT_EQ(helper.stagingDir + L"\\net\\x64\\netaapl64.inf", StagedNetInfPath);
 }
 
-// Windows lists the two as folders; other file systems behind a redirector need not.
-TEST_F(CopyDriversTest, LeavesOutTheDotEntriesEvenWhenTheyAreListedAsFiles) {
+// Windows lists "." and ".." as folders. A file system on a network server need not.
+TEST_F(CopyDriversTest, SkipsTheDotEntriesEvenWhenTheyAreListedAsFiles) {
     Stage(L"usb\\x64\\a.inf");
     const FakeApi<"FindFirstFileW", decltype(::FindFirstFileW)> first(
         [](const wchar_t*, WIN32_FIND_DATAW* entry) {

@@ -57,7 +57,7 @@ TEST_F(FixFolderTest, RebuildsTheFoldersAndFillsTheUsbFolder) {
     EXPECT_EQ(2u, Tree(EmptyDriverStore::kRoot).size() - 4);
 }
 
-TEST_F(FixFolderTest, RebuildsThreeFoldersWhereThereIsASecondUsbFolder) {
+TEST_F(FixFolderTest, RebuildsThreeFoldersWhenThereIsASecondUsbFolder) {
     os.Is64Bit(false);
 
     EXPECT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
@@ -74,15 +74,15 @@ TEST_F(FixFolderTest, RemembersTheStagedInfFilesWhenItRebuilds) {
     EXPECT_EQ(temp.StagingFolder() + L"\\net\\x64\\netaapl64.inf", StagedNetInfPath);
 }
 
-TEST_F(FixFolderTest, Returns4AlsoWhenNoFolderCanBeMadeOrFilled) {
-    EmptyDriverStore::Clear();  // the folders are made one level deep
+TEST_F(FixFolderTest, Returns4EvenWhenNoFolderCanBeCreatedOrFilled) {
+    EmptyDriverStore::Clear();  // only the last part of each path is created
 
     EXPECT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
 
     EXPECT_FALSE(Exists(EmptyDriverStore::kRoot));
 }
 
-TEST_F(FixFolderTest, KeepsWhatIsInAFolderThatItRebuilds) {
+TEST_F(FixFolderTest, KeepsOtherFilesInAFolderThatItRebuilds) {
     WriteFileContent(store.Folder(kUsb) + L"\\stranger");
 
     EXPECT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
@@ -90,7 +90,7 @@ TEST_F(FixFolderTest, KeepsWhatIsInAFolderThatItRebuilds) {
     EXPECT_THAT(Tree(store.Folder(kUsb)), IsSupersetOf({L"stranger", L"usbaapl64.inf"}));
 }
 
-TEST_F(FixFolderTest, RemovesTheFoldersWithTheirContent) {
+TEST_F(FixFolderTest, RemovesTheFoldersAndTheirContent) {
     WriteFileContent(store.Folder(kUsb) + L"\\a\\b");
     WriteFileContent(store.Folder(kNet) + L"\\c");
     WriteFileContent(store.Folder(L"another.inf_amd64_1234") + L"\\d");
@@ -101,11 +101,11 @@ TEST_F(FixFolderTest, RemovesTheFoldersWithTheirContent) {
                 ElementsAre(L"another.inf_amd64_1234", L"another.inf_amd64_1234\\d"));
 }
 
-TEST_F(FixFolderTest, Returns0ForARemovalWhereNothingIsThere) {
+TEST_F(FixFolderTest, Returns0WhenThereIsNothingToRemove) {
     EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
 }
 
-TEST_F(FixFolderTest, LeavesTheSecondUsbFolderOf32BitSystemsAloneOn64Bit) {
+TEST_F(FixFolderTest, LeavesTheSecondUsbFolderOf32BitWindowsAloneOn64Bit) {
     WriteFileContent(store.Folder(kUsb32Second) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
@@ -124,7 +124,7 @@ TEST_F(FixFolderTest, RemovesAllThreeFoldersOn32Bit) {
     EXPECT_THAT(store.Content(), IsEmpty());
 }
 
-TEST_F(FixFolderTest, Returns1For32BitFoldersThatARepairFilledBecauseOneOfTheirFilesIsReadOnly) {
+TEST_F(FixFolderTest, Returns1ForARemovalAfterA32BitRepairBecauseOneFileIsReadOnly) {
     os.Is64Bit(false);
     ASSERT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
     const PrivateTemporaryDirectory another;
@@ -134,7 +134,7 @@ TEST_F(FixFolderTest, Returns1For32BitFoldersThatARepairFilledBecauseOneOfTheirF
     EXPECT_THAT(Tree(store.Folder(kUsb32Second)), ElementsAre(L"usbaapl.PNF"));
 }
 
-// A folder that holds a file in use cannot be removed.
+// Puts a file in use into a folder, which then cannot be removed.
 class FolderInUse {
 public:
     explicit FolderInUse(const std::wstring& folder) {
@@ -147,7 +147,7 @@ private:
     UniqueFile file_;
 };
 
-TEST_F(FixFolderTest, Returns1WhenTheUsbFolderOutlivesItsRemovalButStillRemovesTheNetworkFolder) {
+TEST_F(FixFolderTest, Returns1WhenTheUsbFolderStaysButStillRemovesTheNetworkFolder) {
     const FolderInUse usb(store.Folder(kUsb));
     WriteFileContent(store.Folder(kNet) + L"\\c");
 
@@ -156,13 +156,13 @@ TEST_F(FixFolderTest, Returns1WhenTheUsbFolderOutlivesItsRemovalButStillRemovesT
     EXPECT_FALSE(Exists(store.Folder(kNet)));
 }
 
-TEST_F(FixFolderTest, Returns1WhenTheNetworkFolderOutlivesItsRemoval) {
+TEST_F(FixFolderTest, Returns1WhenTheNetworkFolderStays) {
     const FolderInUse net(store.Folder(kNet));
 
     EXPECT_EQ(1, helper.FixFolder(kRemove, kWithFolders));
 }
 
-TEST_F(FixFolderTest, Returns1BeforeTheOtherFoldersAreTouchedWhenTheSecondUsbFolderStays) {
+TEST_F(FixFolderTest, Returns1WithoutTouchingTheOtherFoldersWhenTheSecondUsbFolderStays) {
     os.Is64Bit(false);
     const FolderInUse second(store.Folder(kUsb32Second));
     WriteFileContent(store.Folder(kUsb32) + L"\\a");
@@ -174,14 +174,14 @@ TEST_F(FixFolderTest, Returns1BeforeTheOtherFoldersAreTouchedWhenTheSecondUsbFol
     EXPECT_TRUE(Exists(store.Folder(kNet32) + L"\\a"));
 }
 
-TEST_F(FixFolderTest, StagesAlsoForARemoval) {
+TEST_F(FixFolderTest, StagesForARemovalToo) {
     EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
 
     EXPECT_TRUE(Exists(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf"));
     EXPECT_EQ(L"", StagedUsbInfPath);
 }
 
-TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFolders) {
+TEST_F(FixFolderTest, OnlyStagesForARepairWithoutFolders) {
     WriteFileContent(store.Folder(kUsb) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRepair, kStagingOnly));
@@ -189,7 +189,7 @@ TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFolders) {
     EXPECT_THAT(store.Content(), ElementsAre(kUsb, std::wstring(kUsb) + L"\\a"));
 }
 
-TEST_F(FixFolderTest, OnlyStagesWhenItIsNotToFixFoldersAndNotToRepair) {
+TEST_F(FixFolderTest, OnlyStagesForARemovalWithoutFolders) {
     WriteFileContent(store.Folder(kUsb) + L"\\a");
 
     EXPECT_EQ(0, helper.FixFolder(kRemove, kStagingOnly));
@@ -219,7 +219,8 @@ TEST_F(FixFolderTest, WritesNoLineOfItsOwn) {
     EXPECT_THAT(output.messages, AllOf(Not(IsEmpty()), Each(StartsWith(L"CopyDrivers usbapp :"))));
 }
 
-// Replaces nothing, but notes down what the routine asks of the system, in order.
+// Notes the system calls of the routine in order. Listing processes, securing folders and copying
+// files fail; everything else is real.
 class FixFolderOrderTest : public FixFolderTest {
 protected:
     void Note(std::string step) { steps.push_back(std::move(step)); }
@@ -286,7 +287,7 @@ protected:
     }};
 };
 
-TEST_F(FixFolderOrderTest, GoesThroughARebuildInThisOrder) {
+TEST_F(FixFolderOrderTest, RebuildsInThisOrder) {
     EXPECT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
 
     EXPECT_THAT(steps, ElementsAre("processes", "token", "SeRestorePrivilege", "SeBackupPrivilege",
@@ -296,7 +297,7 @@ TEST_F(FixFolderOrderTest, GoesThroughARebuildInThisOrder) {
                                    "secure netaapl64.inf_amd64_56f23639c9617984", "copy"));
 }
 
-TEST_F(FixFolderOrderTest, MakesAndSecuresTheSecondUsbFolderBetweenTheOtherTwo) {
+TEST_F(FixFolderOrderTest, CreatesAndSecuresTheSecondUsbFolderBetweenTheOtherTwo) {
     os.Is64Bit(false);
 
     EXPECT_EQ(4, helper.FixFolder(kRepair, kWithFolders));
@@ -310,7 +311,7 @@ TEST_F(FixFolderOrderTest, MakesAndSecuresTheSecondUsbFolderBetweenTheOtherTwo) 
                                    "secure netaapl.inf_x86_84f98e613445a1f8", "copy"));
 }
 
-TEST_F(FixFolderOrderTest, SecuresAFolderAlsoWhenItIsThereAlready) {
+TEST_F(FixFolderOrderTest, SecuresAFolderThatAlreadyExists) {
     std::filesystem::create_directory(store.Folder(kUsb));
 
     helper.FixFolder(kRepair, kWithFolders);
@@ -318,7 +319,7 @@ TEST_F(FixFolderOrderTest, SecuresAFolderAlsoWhenItIsThereAlready) {
     EXPECT_THAT(steps, Contains("secure usbaapl64.inf_amd64_c0e4d8c2aef471b7"));
 }
 
-TEST_F(FixFolderOrderTest, AdjustsPrivilegesInATokenOpenedForThatAndForQueries) {
+TEST_F(FixFolderOrderTest, OpensItsTokenToAdjustPrivilegesAndToQuery) {
     helper.FixFolder(kRepair, kStagingOnly);
 
     EXPECT_EQ(0x28u, tokenAccess);
@@ -334,7 +335,7 @@ TEST_F(FixFolderOrderTest, LeavesTheTokenOpen) {
     EXPECT_TRUE(::GetHandleInformation(tokens[0], &flags));
 }
 
-TEST_F(FixFolderOrderTest, DoesNothingAtAllOnWindowsXp) {
+TEST_F(FixFolderOrderTest, DoesNothingOnWindowsXp) {
     os.Version(5, 1);
 
     EXPECT_EQ(2, helper.FixFolder(kRepair, kWithFolders));
@@ -345,26 +346,26 @@ TEST_F(FixFolderOrderTest, DoesNothingAtAllOnWindowsXp) {
     EXPECT_EQ(L"", helper.usbStorePath);
 }
 
-TEST_F(FixFolderOrderTest, TakesAVersionThatItCannotAskForAsOld) {
+TEST_F(FixFolderOrderTest, TreatsAnUnknownVersionAsTooOld) {
     os.WithoutRtlGetVersion();
 
     EXPECT_EQ(2, helper.FixFolder(kRepair, kWithFolders));
 }
 
-TEST_F(FixFolderOrderTest, ComparesTheVersionWithoutASign) {
+TEST_F(FixFolderOrderTest, ComparesTheVersionAsUnsigned) {
     os.Version(0x80000000, 0);
 
     EXPECT_EQ(0, helper.FixFolder(kRepair, kStagingOnly));
 }
 
-TEST_F(FixFolderOrderTest, GoesOnWithoutAToken) {
+TEST_F(FixFolderOrderTest, ContinuesWithoutAToken) {
     const FakeApi<"OpenProcessToken", decltype(::OpenProcessToken)> none(
         [](HANDLE, DWORD, HANDLE*) { return FALSE; });
 
     EXPECT_EQ(0, helper.FixFolder(kRepair, kStagingOnly));
 }
 
-TEST_F(FixFolderOrderTest, AsksForTheVersionWithTheSizeOfTheRecord) {
+TEST_F(FixFolderOrderTest, PassesTheRecordSizeWhenItAsksForTheVersion) {
     helper.FixFolder(kRepair, kStagingOnly);
 
     EXPECT_EQ(276u, os.askedWithSize);
