@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(FixHelper, StartsWithEmptyPathsAndItsTwoFlags) {
+TEST(FixHelper, StartsWithEmptyPathsAndDefaultFlags) {
     const auto helper = std::make_shared<FixHelper>();
 
     EXPECT_EQ(L"", helper->usbStorePath);
@@ -24,7 +24,7 @@ TEST(FixHelper, StartsWithEmptyPathsAndItsTwoFlags) {
     EXPECT_TRUE(helper->reservedOn);
 }
 
-TEST(FixHelper, HoldsItsMembersInTheDeclaredOrderAndNothingElse) {
+TEST(FixHelper, HoldsItsMembersInOrderWithNothingBetween) {
     static_assert(std::is_standard_layout_v<FixHelper> && !std::is_polymorphic_v<FixHelper>);
     constexpr std::size_t string = sizeof(std::wstring);
 
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(, InitStorePaths,
                                          StoreRow{"Ten32", 10, 0, false, kLaterX86}),
                          [](const auto& row) { return row.param.name; });
 
-TEST(FixHelper, KeepsASecondFolderNameThatItHasWhereTheTableGivesNone) {
+TEST(FixHelper, KeepsItsSecondFolderNameWhereTheTableHasNone) {
     FakeOs os;
     os.Is64Bit(true);
     FixHelper helper;
@@ -114,7 +114,7 @@ TEST(FixHelper, KeepsASecondFolderNameThatItHasWhereTheTableGivesNone) {
     EXPECT_EQ(L"C:\\Windows\\System32\\DriverStore\\FileRepository\\kept", helper.usbStorePath2);
 }
 
-TEST(FixHelper, StartsThePathsAnewWhenTheyAreFilledTwice) {
+TEST(FixHelper, ReplacesThePathsWhenTheyAreFilledAgain) {
     FakeOs os;
     os.Is64Bit(true);
     FixHelper helper;
