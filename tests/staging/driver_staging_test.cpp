@@ -44,11 +44,11 @@ TEST_F(WriteDriverResourceTest, ReplacesALongerFile) {
     EXPECT_TRUE(DriverResource() == FileContent(path));
 }
 
-TEST_F(WriteDriverResourceTest, IsFalseWhenTheFileCannotBeCreated) {
+TEST_F(WriteDriverResourceTest, ReturnsFalseWhenTheFileCannotBeCreated) {
     EXPECT_FALSE(WriteDriverResource(folder / L"no such folder\\driver.7z"));
 }
 
-TEST_F(WriteDriverResourceTest, LeavesAnEmptyFileAndIsTrueWithoutTheResource) {
+TEST_F(WriteDriverResourceTest, ReturnsTrueAndLeavesAnEmptyFileWithoutTheResource) {
     g_libraryModule = ::GetModuleHandleW(L"kernel32");
 
     EXPECT_TRUE(WriteDriverResource(path));
@@ -57,7 +57,7 @@ TEST_F(WriteDriverResourceTest, LeavesAnEmptyFileAndIsTrueWithoutTheResource) {
     EXPECT_EQ("", FileContent(path));
 }
 
-TEST_F(WriteDriverResourceTest, IsTrueWhenTheWriteFails) {
+TEST_F(WriteDriverResourceTest, ReturnsTrueWhenTheWriteFails) {
     const FakeApi<"WriteFile", decltype(::WriteFile)> full(
         [](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return FALSE; });
 
@@ -123,7 +123,7 @@ TEST_F(StageDriverPackageTest, UnpacksTheDriverFoldersIntoTheStagingFolder) {
                       L"appleusbdevice\\x64\\AppleUsb.inf", L"appleusbdevice\\x86", L"path.txt"}));
 }
 
-TEST_F(StageDriverPackageTest, KeepsTheFoldersOfTheNewerPackagesEmptyFor32Bit) {
+TEST_F(StageDriverPackageTest, LeavesThe32BitFoldersOfTheNewerPackagesEmpty) {
     ASSERT_TRUE(helper.StageDriverPackage());
 
     EXPECT_THAT(Tree(temp.StagingFolder() + L"\\applekis\\x86"), IsEmpty());
@@ -139,7 +139,7 @@ TEST_F(StageDriverPackageTest, KeepsTheReadOnlyAttributeOfThePrecompiledInf) {
     EXPECT_NE(0u, attributes & FILE_ATTRIBUTE_READONLY);
 }
 
-TEST_F(StageDriverPackageTest, RecordsTheStagingFolderWithoutABackslashAtItsEnd) {
+TEST_F(StageDriverPackageTest, RecordsTheStagingFolderWithoutATrailingBackslash) {
     EXPECT_TRUE(helper.StageDriverPackage());
 
     EXPECT_EQ(temp.folder.Path() + L"\\mendloft", helper.stagingDir);
@@ -151,7 +151,7 @@ TEST_F(StageDriverPackageTest, LeavesTheArchiveFileInPlace) {
     EXPECT_TRUE(DriverResource() == FileContent(temp.ArchiveFile()));
 }
 
-TEST_F(StageDriverPackageTest, ReusesAStagingFolderAndRemovesNothingFromIt) {
+TEST_F(StageDriverPackageTest, ReusesAnExistingStagingFolderAndRemovesNothingFromIt) {
     WriteFileContent(temp.ArchiveFile(), "an old archive");
     WriteFileContent(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf", "an old file");
     WriteFileContent(temp.StagingFolder() + L"\\stranger", "keep me");
@@ -163,7 +163,7 @@ TEST_F(StageDriverPackageTest, ReusesAStagingFolderAndRemovesNothingFromIt) {
     EXPECT_EQ("keep me", FileContent(temp.StagingFolder() + L"\\stranger"));
 }
 
-TEST_F(StageDriverPackageTest, CreatesOnlyAStagingFolderThatIsNotThere) {
+TEST_F(StageDriverPackageTest, CreatesTheStagingFolderOnlyWhenItIsMissing) {
     int creations = 0;
     const FakeApi<"CreateDirectoryW", decltype(::CreateDirectoryW)> create(
         [&](const wchar_t* path, SECURITY_ATTRIBUTES* security) {
@@ -179,7 +179,7 @@ TEST_F(StageDriverPackageTest, CreatesOnlyAStagingFolderThatIsNotThere) {
     EXPECT_EQ(1, creations);
 }
 
-// Windows' shell deletes read-only files when it is told not to ask; Wine's refuses them.
+// Windows' shell deletes read-only files when told not to ask. Wine's refuses to.
 class ShellThatDeletesReadOnlyFiles {
     FakeApi<"SHFileOperationW", decltype(::SHFileOperationW)> shell_{
         [this](SHFILEOPSTRUCTW* operation) {
@@ -195,7 +195,7 @@ TEST_F(StageDriverPackageTest, StagesASecondTimeOverTheReadOnlyFile) {
     EXPECT_TRUE(helper.StageDriverPackage());
 }
 
-TEST_F(StageDriverPackageTest, FailsOverAFileThatCannotBeDeleted) {
+TEST_F(StageDriverPackageTest, FailsWhenAFileInTheWayCannotBeDeleted) {
     ASSERT_TRUE(helper.StageDriverPackage());
     FixHelper second;
     const FakeApi<"SHFileOperationW", decltype(::SHFileOperationW)> refusal(
@@ -229,7 +229,7 @@ TEST_F(StageDriverPackageTest, AsksForTheTemporaryDirectoryWithRoomFor260Charact
     EXPECT_EQ(260u, room);
 }
 
-TEST_F(StageDriverPackageTest, FailsWhereTheTemporaryDirectoryDoesNotFit) {
+TEST_F(StageDriverPackageTest, FailsWhenTheTemporaryDirectoryDoesNotFit) {
     const FakeApi<"GetTempPathW", decltype(::GetTempPathW)> tooLong(
         [](DWORD, wchar_t*) -> DWORD { return 300; });
 
@@ -249,8 +249,8 @@ protected:
     FixHelper helper;
 };
 
-// 260 characters are the most that a path has room for: "mendloft" takes 8, "\driver.7z" 10 more.
-TEST_P(StageUnderALongDirectory, StaysInsideItsBuffers) {
+// A path has room for 260 characters. "mendloft" takes 8 of them, "\driver.7z" another 10.
+TEST_P(StageUnderALongDirectory, StaysWithinItsBuffers) {
     const std::wstring directory = L"C:\\" + std::wstring(GetParam().length - 4, L'd') + L"\\";
     const FakeApi<"GetTempPathW", decltype(::GetTempPathW)> temp(
         [&](DWORD, wchar_t* path) -> DWORD {
@@ -286,7 +286,7 @@ INSTANTIATE_TEST_SUITE_P(, StageUnderALongDirectory,
                                                        false}),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(StageDriverPackageTest, FailsOverAFileNamedLikeTheStagingFolder) {
+TEST_F(StageDriverPackageTest, FailsWhenAFileHasTheNameOfTheStagingFolder) {
     WriteFileContent(temp.StagingFolder(), "a file");
 
     EXPECT_FALSE(helper.StageDriverPackage());
@@ -314,7 +314,7 @@ TEST_F(StageDriverPackageTest, FailsWithoutTheResource) {
     EXPECT_EQ(L"", helper.stagingDir);
 }
 
-TEST_F(StageDriverPackageTest, FailsWhenTheArchiveIsWrittenShort) {
+TEST_F(StageDriverPackageTest, FailsWhenTheArchiveIsCutShort) {
     FakeApi<"WriteFile", decltype(::WriteFile)>* real = nullptr;
     FakeApi<"WriteFile", decltype(::WriteFile)> half(
         [&](HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* overlapped) {
@@ -325,7 +325,7 @@ TEST_F(StageDriverPackageTest, FailsWhenTheArchiveIsWrittenShort) {
     EXPECT_FALSE(helper.StageDriverPackage());
 }
 
-TEST_F(StageDriverPackageTest, KeepsAnEarlierStagingFolderWhenItFails) {
+TEST_F(StageDriverPackageTest, KeepsThePreviousStagingFolderWhenItFails) {
     helper.stagingDir = L"earlier";
     g_libraryModule = ::GetModuleHandleW(L"kernel32");
 
