@@ -26,7 +26,7 @@ TEST(InstallerCommandLine, RemovesForZero) {
               InstallerCommandLine(kTool, kInf, 0));
 }
 
-TEST(InstallerCommandLine, LooksAtTheLowByteOnly) {
+TEST(InstallerCommandLine, LooksOnlyAtTheLowByte) {
     EXPECT_EQ(L"t -d \"i\"", InstallerCommandLine(L"t", L"i", 256));
     EXPECT_EQ(L"t -i \"i\"", InstallerCommandLine(L"t", L"i", 0x7FFFFF02));
     EXPECT_EQ(L"t -i \"i\"", InstallerCommandLine(L"t", L"i", -1));
@@ -47,21 +47,21 @@ protected:
     CapturedStandardOutput output;
 };
 
-TEST_F(RunInfInstallerTest, StartsTheToolWaitsForItAndHasDevicesEnumerated) {
+TEST_F(RunInfInstallerTest, StartsTheToolWaitsForItAndRescansDevices) {
     EXPECT_EQ(0, Run());
 
     EXPECT_THAT(installer.calls, ElementsAre("start", "wait", "locate", "reenumerate"));
     EXPECT_THAT(installer.commandLines, ElementsAre(InstallerCommandLine(kTool, kInf, 1)));
 }
 
-TEST_F(RunInfInstallerTest, StartsTheToolWithoutAWindowAndWithNothingElse) {
+TEST_F(RunInfInstallerTest, StartsTheToolWithoutAWindowAndOtherwiseWithDefaults) {
     Run();
 
     EXPECT_EQ(0x08000000u, installer.creationFlags);
     EXPECT_TRUE(installer.onlyTheCommandLineWasGiven);
 }
 
-TEST_F(RunInfInstallerTest, FillsOnlyTheSizeOfTheStartUpRecord) {
+TEST_F(RunInfInstallerTest, SetsOnlyTheSizeInTheStartupRecord) {
     Run();
 
     STARTUPINFOW expected{};
@@ -89,7 +89,7 @@ TEST_F(RunInfInstallerTest, ClosesTheProcessAndThenTheThread) {
     EXPECT_THAT(closed, ElementsAre(installer.process, installer.thread));
 }
 
-TEST_F(RunInfInstallerTest, IsDoneAlsoWhenTheEnumerationFails) {
+TEST_F(RunInfInstallerTest, SucceedsEvenWhenTheRescanFails) {
     installer.locateResult = CR_FAILURE;
 
     EXPECT_EQ(0, Run());
@@ -107,7 +107,7 @@ TEST_F(RunInfInstallerTest, ReportsAToolThatCannotBeStartedToTheDebuggerOutput) 
     EXPECT_THAT(installer.calls, ElementsAre("start"));
 }
 
-TEST_F(RunInfInstallerTest, ReportsAToolThatCannotBeStartedToTheStandardOutput) {
+TEST_F(RunInfInstallerTest, ReportsAToolThatCannotBeStartedToStandardOutput) {
     installer.startError = ERROR_BAD_EXE_FORMAT;
 
     EXPECT_EQ(-3, Run(ConsolePrintW));

@@ -37,7 +37,7 @@ TEST(LibraryFolder, AsksForTheLibrarysModuleWithRoomFor260Characters) {
 TEST(LibraryFolder, SurvivesAPathThatFillsItsBuffer) {
     const FakeApi<"GetModuleFileNameW", decltype(::GetModuleFileNameW)> cut(
         [](HMODULE, wchar_t* path, DWORD size) {
-            std::wmemset(path, L'x', size);  // as old systems do: cut and not terminated
+            std::wmemset(path, L'x', size);  // as on Windows XP: cut off and not terminated
             path[2] = L'\\';
             return size;
         });
@@ -45,14 +45,14 @@ TEST(LibraryFolder, SurvivesAPathThatFillsItsBuffer) {
     EXPECT_EQ(L"xx", LibraryFolder());
 }
 
-TEST(LibraryFolder, IsEmptyWhenTheSystemDoesNotTell) {
+TEST(LibraryFolder, IsEmptyWhenTheSystemCallFails) {
     const FakeApi<"GetModuleFileNameW", decltype(::GetModuleFileNameW)> fails(
         [](HMODULE, wchar_t*, DWORD) -> DWORD { return 0; });
 
     EXPECT_EQ(L"", LibraryFolder());
 }
 
-TEST(InstallerToolPath, IsFilesInfBelowTheLibraryByBitness) {
+TEST(InstallerToolPath, DependsOnTheBitnessOfWindows) {
     FakeOs os;
 
     os.Is64Bit(true);
@@ -61,15 +61,15 @@ TEST(InstallerToolPath, IsFilesInfBelowTheLibraryByBitness) {
     EXPECT_EQ(L"C:\\lib\\files\\inf\\InfInstallerx86.exe", InstallerToolPath(L"C:\\lib"));
 }
 
-TEST(DrivePrefix, IsCutFromTheCommonFilesPath) {
+TEST(DrivePrefix, IsTheStartOfTheCommonFilesPath) {
     EXPECT_EQ(L"C:", DrivePrefix(L"D:\\apps\\host", L"C:\\Program Files\\Common Files"));
 }
 
-TEST(DrivePrefix, IsCutAtThePlaceOfTheFirstSeparatorInTheLibraryFolder) {
+TEST(DrivePrefix, EndsAtTheIndexOfTheFirstSeparatorInTheLibraryFolder) {
     EXPECT_EQ(L"C:\\Pro", DrivePrefix(L"abcdef\\x", L"C:\\Program Files\\Common Files"));
 }
 
-TEST(DrivePrefix, KnowsSlashesForSeparatorsToo) {
+TEST(DrivePrefix, AcceptsSlashesAsSeparators) {
     EXPECT_EQ(L"C:", DrivePrefix(L"D:/apps\\host", L"C:\\Program Files\\Common Files"));
 }
 
@@ -77,7 +77,7 @@ TEST(DrivePrefix, IsEmptyForALibraryOnANetworkShare) {
     EXPECT_EQ(L"", DrivePrefix(L"\\\\server\\share", L"C:\\Program Files\\Common Files"));
 }
 
-TEST(DrivePrefix, IsTheWholePathForALibraryFolderWithoutSeparator) {
+TEST(DrivePrefix, IsTheWholePathForALibraryFolderWithoutASeparator) {
     EXPECT_EQ(L"C:\\Program Files\\Common Files",
               DrivePrefix(L"D:", L"C:\\Program Files\\Common Files"));
 }
@@ -92,7 +92,7 @@ TEST(CommonFilesFolder, IsThe32BitOne) {
               CommonFilesFolder());
 }
 
-TEST(CommonFilesFolder, IsAskedForWithoutAWindowAndNotCreated) {
+TEST(CommonFilesFolder, IsLookedUpWithoutAWindowAndNotCreated) {
     struct {
         HWND owner;
         int folder;
@@ -112,7 +112,7 @@ TEST(CommonFilesFolder, IsAskedForWithoutAWindowAndNotCreated) {
     EXPECT_EQ(FALSE, seen.create);
 }
 
-TEST(CommonFilesFolder, IsEmptyWhenTheSystemDoesNotTellWhateverItLeavesBehind) {
+TEST(CommonFilesFolder, IsEmptyWhenTheSystemCallFailsWhateverItLeavesInTheBuffer) {
     const FakeApi<"SHGetSpecialFolderPathW", BOOL WINAPI(HWND, LPWSTR, int, BOOL)> fails(
         [](HWND, wchar_t* path, int, BOOL) {
             std::wcscpy(path, L"rubbish");

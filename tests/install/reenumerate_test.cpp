@@ -42,7 +42,7 @@ protected:
     CapturedStandardOutput output;
 };
 
-TEST_F(ReenumerateDevicesTest, EnumeratesFromTheRootOfTheDeviceTree) {
+TEST_F(ReenumerateDevicesTest, RescansFromTheRootOfTheDeviceTree) {
     EXPECT_EQ(1, ReenumerateDevices());
 
     EXPECT_THAT(calls, ElementsAre("locate", "reenumerate"));
@@ -54,7 +54,7 @@ TEST_F(ReenumerateDevicesTest, EnumeratesFromTheRootOfTheDeviceTree) {
     EXPECT_EQ("", output.Text());
 }
 
-TEST_F(ReenumerateDevicesTest, SkipsTheEnumerationWhenTheRootIsNotFound) {
+TEST_F(ReenumerateDevicesTest, SkipsTheRescanWhenTheRootIsNotFound) {
     locateResult = 0xD;
 
     EXPECT_EQ(0, ReenumerateDevices());
@@ -63,7 +63,7 @@ TEST_F(ReenumerateDevicesTest, SkipsTheEnumerationWhenTheRootIsNotFound) {
     EXPECT_EQ("CM_Locate_DevNode failed: d\n", output.Text());
 }
 
-TEST_F(ReenumerateDevicesTest, ReportsAFailedEnumerationInBareLowerCaseHexadecimal) {
+TEST_F(ReenumerateDevicesTest, ReportsTheErrorCodeOfAFailedRescanInBareLowerCaseHexadecimal) {
     reenumerateResult = 0xAB;
 
     EXPECT_EQ(0, ReenumerateDevices());

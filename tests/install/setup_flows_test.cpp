@@ -13,14 +13,11 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
-using testing::StartsWith;
 
-// What Apple's own software installs, where it installs it. The test puts files there and the
-// fixture takes them away.
+// Where Apple's own software installs its drivers. Tests put files there; the fixture removes them.
 constexpr const wchar_t* kAppleFolder = L"C:\\Program Files\\Common Files\\Apple";
 
 // A library in a folder of its own with the installer tool beside it; 64-bit Windows 10 unless a
@@ -61,8 +58,7 @@ protected:
         }};
 };
 
-// ---- What all five flows have in common
-// -------------------------------------------------------------
+// --- All five flows ------------------------------------------------------------------------------
 
 struct FlowRow {
     const char* name;
@@ -81,7 +77,7 @@ protected:
 
     static std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
-    // The messages of the flow, whichever channel they went to, without those of the driver copy.
+    // The messages of the flow on either channel, without those of the driver copy.
     std::string Messages() {
         std::string all = GetParam().usesConsole ? console.Text() : std::string();
         for (const std::wstring& message : debug.messages) {
@@ -131,7 +127,7 @@ TEST_P(EverySetupFlow, ReportsAToolThatCannotBeStarted) {
     EXPECT_EQ(Announced() + "CreateProcess failed (193).\n", Messages());
 }
 
-TEST_P(EverySetupFlow, HasDevicesEnumeratedAfterTheToolHasEnded) {
+TEST_P(EverySetupFlow, RescansDevicesAfterTheToolHasEnded) {
     Run();
 
     EXPECT_THAT(installer.calls, ElementsAre("start", "wait", "locate", "reenumerate"));
@@ -172,8 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "SetUpAppleUsbDeviceDriver inf path: "}),
     [](const auto& row) { return row.param.name; });
 
-// ---- The two older packages: installed INF first, then the staged one
-// -------------------------------
+// --- USB and network packages: the installed INF first, then the staged one ----------------------
 
 struct InstalledRow {
     const char* name;
@@ -225,7 +220,7 @@ INSTANTIATE_TEST_SUITE_P(
             L"C:\\Program Files\\Common Files\\Apple\\Mobile Device Support\\NetDrivers\\netaapl.inf"}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(SetupFlowTest, LooksForAnInstalledInfOnTheDriveOfTheCommonFiles) {
+TEST_F(SetupFlowTest, LooksForAnInstalledInfOnTheDriveOfTheCommonFilesFolder) {
     std::vector<std::wstring> looked;
     FakeApi<"PathFileExistsW", decltype(::PathFileExistsW)>* real = nullptr;
     FakeApi<"PathFileExistsW", decltype(::PathFileExistsW)> exists([&](const wchar_t* path) {
@@ -246,13 +241,13 @@ TEST_F(SetupFlowTest, LooksForAnInstalledInfOnTheDriveOfTheCommonFiles) {
         looked.front());
 }
 
-TEST_F(SetupFlowTest, RebuildsTheDriverStoreFoldersOnTheWayToAStagedUsbInf) {
+TEST_F(SetupFlowTest, RebuildsTheDriverStoreFoldersBeforeItUsesAStagedUsbInf) {
     EXPECT_EQ(0, helper.SetUpUsbDriver(1));
 
     EXPECT_TRUE(Exists(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\usbaapl64.inf")));
 }
 
-TEST_F(SetupFlowTest, RemovesTheDriverStoreFoldersOnTheWayToAStagedUsbInf) {
+TEST_F(SetupFlowTest, RemovesTheDriverStoreFoldersBeforeItUsesAStagedUsbInf) {
     WriteFileContent(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
 
     EXPECT_EQ(0, helper.SetUpUsbDriver(0));
@@ -262,7 +257,7 @@ TEST_F(SetupFlowTest, RemovesTheDriverStoreFoldersOnTheWayToAStagedUsbInf) {
                 ElementsAre(Tool64() + L" -d \"" + Staged(L"usb\\x64\\usbaapl64.inf") + L"\""));
 }
 
-TEST_F(SetupFlowTest, TakesTheStaged32BitUsbInfOn32BitWindows) {
+TEST_F(SetupFlowTest, UsesTheStaged32BitUsbInfOn32BitWindows) {
     os.Is64Bit(false);
 
     EXPECT_EQ(0, helper.SetUpUsbDriver(0));
@@ -285,7 +280,7 @@ TEST_F(SetupFlowTest, FindsNoStagedNetInfForARemoval) {
     EXPECT_TRUE(HasStaged());
 }
 
-TEST_F(SetupFlowTest, RemovesTheNetPackageByAnInfThatAnInstallationRemembered) {
+TEST_F(SetupFlowTest, RemovesTheNetPackageWithTheInfThatAnInstallationRemembered) {
     ASSERT_EQ(0, helper.SetUpNetDriver(1));
     FixHelper second;
 
@@ -306,7 +301,7 @@ TEST_F(SetupFlowTest, ReusesTheRememberedUsbInfAndDoesNotStageAgain) {
     EXPECT_EQ(L"", second.stagingDir);
 }
 
-TEST_F(SetupFlowTest, EndsWithAMissingInfWhenTheRememberedFileIsGone) {
+TEST_F(SetupFlowTest, ReportsAMissingInfWhenTheRememberedFileIsGone) {
     StagedUsbInfPath = L"C:\\gone\\usbaapl64.inf";
 
     EXPECT_EQ(-1, helper.SetUpUsbDriver(1));
@@ -327,7 +322,7 @@ TEST_F(SetupFlowTest, PrefersAnInstalledInfToARememberedOne) {
     EXPECT_THAT(installer.commandLines, ElementsAre(Tool64() + L" -i \"" + installed + L"\""));
 }
 
-TEST_F(SetupFlowTest, KeepsTheUsbPathWithoutAStagingFolderForLaterCalls) {
+TEST_F(SetupFlowTest, RemembersTheUsbPathEvenWithoutAStagingFolder) {
     os.Version(5, 1);
 
     EXPECT_EQ(-1, helper.SetUpUsbDriver(1));
@@ -337,7 +332,7 @@ TEST_F(SetupFlowTest, KeepsTheUsbPathWithoutAStagingFolderForLaterCalls) {
     EXPECT_EQ(L"\\usb\\x64\\usbaapl64.inf", StagedUsbInfPath);
 }
 
-TEST_F(SetupFlowTest, FindsNoNetInfOnAnOldSystem) {
+TEST_F(SetupFlowTest, FindsNoNetInfOnWindowsXp) {
     os.Version(5, 1);
 
     EXPECT_EQ(-1, helper.SetUpNetDriver(1));
@@ -345,8 +340,7 @@ TEST_F(SetupFlowTest, FindsNoNetInfOnAnOldSystem) {
     EXPECT_THAT(debug.messages, ElementsAre(L"SetUpNetDriver inf not exsit: \n"));
 }
 
-// ---- The three newer packages: always from the archive, staged on every call
-// ------------------------
+// --- The newer packages: always from the archive, staged on every call ---------------------------
 
 TEST_F(SetupFlowTest, StagesOnEveryCallForANewerPackageAndTouchesNoDriverStoreFolder) {
     const CapturedStandardOutput console;
@@ -405,7 +399,7 @@ INSTANTIATE_TEST_SUITE_P(
                                     L"appleusbdevice\\x86\\AppleUsb.inf"}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(SetupFlowTest, LooksForANewerPackageAtTheRootOfTheDriveOnAnOldSystem) {
+TEST_F(SetupFlowTest, LooksForANewerPackageAtTheRootOfTheDriveOnWindowsXp) {
     CapturedStandardOutput console;
     os.Version(5, 1);
 
@@ -417,10 +411,9 @@ TEST_F(SetupFlowTest, LooksForANewerPackageAtTheRootOfTheDriveOnAnOldSystem) {
         console.Text());
 }
 
-// ---- The argument
-// -----------------------------------------------------------------------------------
+// --- The argument --------------------------------------------------------------------------------
 
-TEST_F(SetupFlowTest, TakesTheLowByteOfItsArgument) {
+TEST_F(SetupFlowTest, LooksOnlyAtTheLowByteOfItsArgument) {
     WriteFileContent(store.Folder(L"usbaapl64.inf_amd64_c0e4d8c2aef471b7\\a"));
 
     EXPECT_EQ(0, helper.SetUpUsbDriver(256));
