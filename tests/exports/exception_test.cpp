@@ -12,8 +12,8 @@
 
 namespace {
 
-// An item of the driver archive whose size cannot be read. In a host, whose compiler's runtime is
-// not the one inside the library, the process would end; here both are one.
+// An item of the driver archive whose size cannot be read. A host has a C++ runtime of its own, so
+// there the exception would end the process. Here the exports share the runtime of the test.
 class AnUnreadableItem : public testing::Test {
 protected:
     template <typename Call>
@@ -44,7 +44,7 @@ TEST_F(AnUnreadableItem, LeavesStagingAsAnException) {
     EXPECT_EQ(L"", helper.stagingDir);
 }
 
-TEST_F(AnUnreadableItem, LeavesNoFileOpenBehind) {
+TEST_F(AnUnreadableItem, LeavesNoFileOpen) {
     EXPECT_EQ(STG_E_READFAULT, ThrownBy([&] { (void)helper.StageDriverPackage(); }));
 
     RemoveTree(temp.StagingFolder());
@@ -69,7 +69,7 @@ TEST_F(AnUnreadableItem, LeavesASetupExportBeforeItsResultLine) {
     EXPECT_TRUE(output.messages.empty());
 }
 
-TEST_F(AnUnreadableItem, DoesNotSpoilTheNextCall) {
+TEST_F(AnUnreadableItem, DoesNotAffectTheNextCall) {
     ThrownBy([&] { (void)helper.StageDriverPackage(); });
     const PrivateTemporaryDirectory another;
     const HandlerProperty readable{

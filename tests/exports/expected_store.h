@@ -5,8 +5,7 @@
 
 #include "support/fake_os.h"
 
-// The driver-store folders that belong to the Windows version and bitness of the prefix, written
-// out.
+// The driver-store folders for the Windows version and bitness of the prefix.
 struct ExpectedStore {
     std::vector<std::wstring> usb;  // one or two
     std::wstring net;
@@ -31,7 +30,7 @@ struct ExpectedStore {
             L"netaapl.inf_x86_84f98e613445a1f8"};
 }
 
-// Windows XP is refused; the library does nothing there.
+// The library does nothing on Windows XP.
 [[nodiscard]] inline bool PrefixIsTooOld() {
     return PrefixVersion() == "5.1";
 }

@@ -33,7 +33,7 @@ TEST_F(LibraryFile, ExportsNoData) {
     EXPECT_TRUE(image.ExportsOnlyCode());
 }
 
-TEST_F(LibraryFile, IsA32BitLibraryThatMayLieAnywhereAndWhoseDataIsNotRun) {
+TEST_F(LibraryFile, IsARelocatable32BitLibraryWithNonExecutableData) {
     const IMAGE_NT_HEADERS32& headers = image.Headers();
     const WORD flags = headers.OptionalHeader.DllCharacteristics;
     const auto& relocations = headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC];
@@ -46,19 +46,19 @@ TEST_F(LibraryFile, IsA32BitLibraryThatMayLieAnywhereAndWhoseDataIsNotRun) {
     EXPECT_EQ(IMAGE_SUBSYSTEM_WINDOWS_GUI, headers.OptionalHeader.Subsystem);
 }
 
-TEST_F(LibraryFile, NeedsNothingButWindows) {
+TEST_F(LibraryFile, ImportsOnlyFromWindows) {
     EXPECT_THAT(image.ImportedModules(),
                 UnorderedElementsAre("ADVAPI32.DLL", "KERNEL32.DLL", "MSVCRT.DLL", "OLE32.DLL",
                                      "OLEAUT32.DLL", "SETUPAPI.DLL", "SHELL32.DLL", "SHLWAPI.DLL",
                                      "USER32.DLL", "WSOCK32.DLL"));
 }
 
-TEST_F(LibraryFile, TakesSocketsFromWsock32) {
+TEST_F(LibraryFile, ImportsSocketsFromWsock32) {
     EXPECT_THAT(image.ImportedFrom("WSOCK32.DLL"),
                 IsSupersetOf({"WSAStartup", "socket", "connect", "closesocket", "recv"}));
 }
 
-TEST_F(LibraryFile, TakesTheConfigurationManagerFromSetupApi) {
+TEST_F(LibraryFile, ImportsTheConfigurationManagerFromSetupApi) {
     EXPECT_THAT(image.ImportedFrom("SETUPAPI.DLL"),
                 UnorderedElementsAre("CM_Locate_DevNodeW", "CM_Reenumerate_DevNode"));
 }
@@ -67,7 +67,7 @@ TEST_F(LibraryFile, NeverCleansUpWindowsSockets) {
     EXPECT_THAT(image.ImportedFrom("WSOCK32.DLL"), Not(Contains("WSACleanup")));
 }
 
-TEST_F(LibraryFile, LooksUpTheNativeSystemServicesAtRunTime) {
+TEST_F(LibraryFile, LooksUpNativeSystemFunctionsAtRunTime) {
     EXPECT_EQ(0u, image.ImportedModules().count("NTDLL.DLL"));
     EXPECT_THAT(image.ImportedFrom("KERNEL32.DLL"), Not(Contains("GetNativeSystemInfo")));
 }
@@ -110,7 +110,7 @@ TEST_F(LibraryFile, CarriesA7zArchive) {
               std::string(static_cast<const char*>(::LockResource(loaded)), 6));
 }
 
-TEST_F(LibraryFile, TellsItsVersion) {
+TEST_F(LibraryFile, HasAVersionResource) {
     const std::wstring path = LoadedLibrary::BuiltPath();
     const DWORD size = ::GetFileVersionInfoSizeW(path.c_str(), nullptr);
     std::vector<char> version(size);

@@ -12,7 +12,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 using Names = std::vector<std::wstring>;
 
-// The export on the system as the prefix shows it.
+// Calls the export on the Windows version and bitness of the prefix.
 class MendloftFolder : public testing::Test {
 protected:
     std::int32_t Call(std::int32_t repair) { return library.Call("MendloftFolder", repair); }
@@ -103,7 +103,7 @@ TEST_F(MendloftFolderFromVistaOn, WritesOneLinePerFileForTheFirstUsbFolderAndThe
     EXPECT_THAT(output.messages, UnorderedElementsAreArray(lines));
 }
 
-TEST_F(MendloftFolderFromVistaOn, LeavesTheArchiveOfTheResourceInTheStagingFolder) {
+TEST_F(MendloftFolderFromVistaOn, LeavesTheDriverArchiveInTheStagingFolder) {
     EXPECT_EQ(4, Call(1));
 
     const HRSRC resource = ::FindResourceW(library.Module(), MAKEINTRESOURCEW(102), L"DRIVER");
@@ -125,7 +125,7 @@ TEST_F(MendloftFolderFromVistaOn, RemovesTheFoldersOfThisSystem) {
     EXPECT_THAT(output.messages, IsEmpty());
 }
 
-TEST_F(MendloftFolderFromVistaOn, TakesAnArgumentWithAnEmptyLowByteForFalse) {
+TEST_F(MendloftFolderFromVistaOn, TreatsAnArgumentWithLowByteZeroAsFalse) {
     WriteFileContent(store.Folder(expected.net) + L"\\file");
 
     EXPECT_EQ(0, Call(0x100));
@@ -133,11 +133,11 @@ TEST_F(MendloftFolderFromVistaOn, TakesAnArgumentWithAnEmptyLowByteForFalse) {
     EXPECT_THAT(store.Content(), IsEmpty());
 }
 
-TEST_F(MendloftFolderFromVistaOn, TakesAnyOtherLowByteForTrue) {
+TEST_F(MendloftFolderFromVistaOn, TreatsAnyOtherLowByteAsTrue) {
     EXPECT_EQ(4, Call(0x80));
 }
 
-TEST_F(MendloftFolderFromVistaOn, RemovesWhatItRepairedUnlessAReadOnlyFileWasAmongIt) {
+TEST_F(MendloftFolderFromVistaOn, RemovesWhatItRebuiltUnlessAFileIsReadOnly) {
     ASSERT_EQ(4, Call(1));
     const PrivateTemporaryDirectory another;
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// What the headers of a loaded module say.
+// Reads the headers of a loaded module.
 class PeImage {
 public:
     explicit PeImage(HMODULE module) : base_(reinterpret_cast<const std::uint8_t*>(module)) {}
@@ -27,11 +27,11 @@ public:
         return names;
     }
 
-    // The number of exports, those without a name included.
+    // The number of exports, including those without a name.
     [[nodiscard]] DWORD ExportCount() const { return Exports().NumberOfFunctions; }
     [[nodiscard]] std::string ExportedLibraryName() const { return At<char>(Exports().Name); }
 
-    // Whether every export lies in a section that holds code, and so is a function.
+    // Whether every export lies in a code section, and so is a function.
     [[nodiscard]] bool ExportsOnlyCode() const {
         const IMAGE_EXPORT_DIRECTORY& exports = Exports();
         const DWORD* addresses = At<DWORD>(exports.AddressOfFunctions);
@@ -39,7 +39,7 @@ public:
                            [this](DWORD address) { return IsCode(address); });
     }
 
-    // The modules that are imported from, in upper case.
+    // The imported modules, in upper case.
     [[nodiscard]] std::set<std::string> ImportedModules() const {
         std::set<std::string> names;
         VisitImports([&](const IMAGE_IMPORT_DESCRIPTOR&, const std::string& module) {
@@ -48,7 +48,7 @@ public:
         return names;
     }
 
-    // The functions that are imported by name from one module, given in upper case.
+    // The functions imported by name from one module, whose name is given in upper case.
     [[nodiscard]] std::set<std::string> ImportedFrom(const std::string& wanted) const {
         std::set<std::string> names;
         VisitImports([&](const IMAGE_IMPORT_DESCRIPTOR& entry, const std::string& module) {

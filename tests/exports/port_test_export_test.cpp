@@ -32,14 +32,14 @@ TEST_F(AmdPortTest, IsFalseForPort0) {
     EXPECT_FALSE(library.PortTest(0));
 }
 
-TEST_F(AmdPortTest, LooksAtTheLow16BitsOfThePort) {
+TEST_F(AmdPortTest, LooksOnlyAtTheLow16BitsOfThePort) {
     const LoopbackListener listener;
 
     EXPECT_TRUE(library.PortTest(65536 + listener.Port()));
     EXPECT_TRUE(library.PortTest(listener.Port() - 65536));
 }
 
-TEST_F(AmdPortTest, SendsNothingAndHangsUp) {
+TEST_F(AmdPortTest, SendsNothingAndClosesTheConnection) {
     const LoopbackListener listener;
 
     library.PortTest(listener.Port());
@@ -49,7 +49,7 @@ TEST_F(AmdPortTest, SendsNothingAndHangsUp) {
     EXPECT_EQ(0, ::recv(peer.Get(), &byte, 1, 0));
 }
 
-TEST_F(AmdPortTest, WritesNothing) {
+TEST_F(AmdPortTest, WritesNoMessages) {
     CapturedStandardOutput console;
     const LoopbackListener listener;
 

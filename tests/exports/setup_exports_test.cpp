@@ -14,16 +14,16 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// One setup export, with every text of its own written out.
+// One setup export and the texts that are its own.
 struct Flow {
     const char* exportName;
     const char* resultLine;      // up to the number
-    const char* ownName;         // what its other lines begin with
+    const char* ownName;         // the start of its other lines
     const char* missing;         // "exsit" or "exist"
     bool usesConsole;            // standard output rather than the debugger output
     const wchar_t* installed64;  // where Apple's software puts the INF; null for the newer packages
     const wchar_t* installed32;
-    const wchar_t* staged64;  // behind the staging folder
+    const wchar_t* staged64;  // below the staging folder
     const wchar_t* staged32;
     bool has32BitFiles;     // in the archive
     bool stagedForRemoval;  // whether a removal finds a staged INF
@@ -94,8 +94,7 @@ protected:
     std::wstring host = parent / L"host application with blanks";
 };
 
-// ---- Every flow x install and remove x installed INF there or not x tool there or not
-// ------------
+// --- Every flow x install or remove x with or without an installed INF x with or without a tool --
 
 enum class Inf { kInstalled, kNotInstalled };
 enum class ToolFile { kThere, kMissing };
@@ -121,7 +120,7 @@ protected:
         return TheFlow().installed64 != nullptr && std::get<Inf>(GetParam()) == Inf::kInstalled;
     }
 
-    // The path that the flow settles on when no INF is installed.
+    // The path that the flow chooses when no INF is installed.
     [[nodiscard]] std::wstring StagedInf() const {
         const bool remembersNothing = TheFlow().exportName == std::string_view("SetUpNetDriver") &&
                                       (PrefixIsTooOld() || Argument() == 0);
@@ -142,7 +141,7 @@ protected:
         return ToolIs(ToolFile::kMissing) ? -2 : 0;
     }
 
-    // The flow's own lines, on whichever channel.
+    // The flow's own lines, on either channel.
     [[nodiscard]] std::string ExpectedLines() const {
         const std::string own = TheFlow().ownName;
         const std::string missing = TheFlow().missing;
@@ -157,13 +156,13 @@ protected:
         return lines;
     }
 
-    // What Wine's configuration manager makes the library say once the tool has run.
-    [[nodiscard]] std::string ExpectedEnumerationLine() const {
+    // The library reports this after the tool has run, because Wine's configuration manager fails.
+    [[nodiscard]] std::string ExpectedRescanLine() const {
         return ExpectedResult() == 0 ? "CM_Locate_DevNode failed: 13\n" : "";
     }
 };
 
-TEST_P(EverySetupExport, GivesItsResultItsMessagesAndItsCommandLine) {
+TEST_P(EverySetupExport, GivesItsResultMessagesAndCommandLine) {
     CapturedStandardOutput console;
     std::string debug;
     {
@@ -179,13 +178,13 @@ TEST_P(EverySetupExport, GivesItsResultItsMessagesAndItsCommandLine) {
 
     const std::string result = TheFlow().resultLine + std::to_string(ExpectedResult());
     EXPECT_EQ((TheFlow().usesConsole ? "" : ExpectedLines()) + result, debug);
-    EXPECT_EQ((TheFlow().usesConsole ? ExpectedLines() : "") + ExpectedEnumerationLine(),
+    EXPECT_EQ((TheFlow().usesConsole ? ExpectedLines() : "") + ExpectedRescanLine(),
               console.Text());
     if (ExpectedResult() != 0) {
         EXPECT_THAT(Runs(), IsEmpty());
         return;
     }
-    // The system itself puts quotes around a program whose path holds blanks, once it has found it.
+    // Wine puts quotes around a program path with blanks once it has resolved it.
     const std::wstring option = Argument() == 0 ? L" -d \"" : L" -i \"";
     ASSERT_EQ(1u, Runs().size());
     EXPECT_EQ(L"\"" + Tool() + L"\"" + option + ChosenInf() + L"\"", Runs().front().commandLine);
@@ -206,8 +205,7 @@ INSTANTIATE_TEST_SUITE_P(, EverySetupExport,
                                           testing::Values(ToolFile::kThere, ToolFile::kMissing)),
                          RowName);
 
-// ---- What the table above does not say
-// ------------------------------------------------------------
+// --- Other behaviour -----------------------------------------------------------------------------
 
 class SetupExportsFromVistaOn : public SetupExports {
 protected:
@@ -218,7 +216,7 @@ protected:
     CapturedStandardOutput console;
 };
 
-TEST_F(SetupExportsFromVistaOn, WaitForTheToolAndDoNotReadItsExitCode) {
+TEST_F(SetupExportsFromVistaOn, WaitForTheToolAndIgnoreItsExitCode) {
     ::SetEnvironmentVariableW(L"MENDLOFT_RECORDER_WAIT_MS", L"300");
     ::SetEnvironmentVariableW(L"MENDLOFT_RECORDER_EXIT_CODE", L"77");
     const LoadedLibrary library(LibraryPath());
@@ -226,7 +224,7 @@ TEST_F(SetupExportsFromVistaOn, WaitForTheToolAndDoNotReadItsExitCode) {
     EXPECT_EQ(0, library.Call("SetUpUSBDriver", 1));
 
     ASSERT_EQ(1u, Runs().size());
-    EXPECT_EQ(77u, Runs().front().exitCode);  // written at its end, so it has ended
+    EXPECT_EQ(77u, Runs().front().exitCode);  // the tool writes it when it ends
 }
 
 TEST_F(SetupExportsFromVistaOn, ReuseTheStagedInfOnTheSecondCallInOneProcess) {
@@ -240,7 +238,7 @@ TEST_F(SetupExportsFromVistaOn, ReuseTheStagedInfOnTheSecondCallInOneProcess) {
     EXPECT_EQ(2u, Runs().size());
 }
 
-TEST_F(SetupExportsFromVistaOn, StageAgainWhenTheLibraryIsLoadedAnew) {
+TEST_F(SetupExportsFromVistaOn, StageAgainWhenTheLibraryIsReloaded) {
     ASSERT_EQ(0, LoadedLibrary(LibraryPath()).Call("SetUpUSBDriver", 1));
     const PrivateTemporaryDirectory another;
 
@@ -265,7 +263,7 @@ TEST_F(SetupExportsFromVistaOn, RemoveForAnArgumentOf256) {
     EXPECT_THAT(Runs().front().commandLine, HasSubstr(L" -d \""));
 }
 
-TEST_F(SetupExportsFromVistaOn, ReportAToolThatIsNoProgram) {
+TEST_F(SetupExportsFromVistaOn, ReportAToolThatIsNotAProgram) {
     std::filesystem::remove(Tool());
     WriteFileContent(Tool(), "no program");
     const LoadedLibrary library(LibraryPath());
@@ -278,7 +276,7 @@ TEST_F(SetupExportsFromVistaOn, ReportAToolThatIsNoProgram) {
     EXPECT_EQ(L"SetUpUsbDriver ret: -3", output.messages.back());
 }
 
-TEST_F(SetupExportsFromVistaOn, HandThePathOfTheToolToTheSystemWithoutQuotes) {
+TEST_F(SetupExportsFromVistaOn, PassTheToolPathToWindowsWithoutQuotes) {
     const LoadedLibrary library(LibraryPath());
     const FakeInstaller installer(library.Module());
 
@@ -290,7 +288,7 @@ TEST_F(SetupExportsFromVistaOn, HandThePathOfTheToolToTheSystemWithoutQuotes) {
                                              : L"\\usb\\x86\\usbaapl.inf\"")));
 }
 
-TEST_F(SetupExportsFromVistaOn, SayNothingAboutAnEnumerationThatSucceeds) {
+TEST_F(SetupExportsFromVistaOn, WriteNothingWhenTheRescanSucceeds) {
     const LoadedLibrary library(LibraryPath());
     const FakeInstaller installer(library.Module());
 
@@ -300,7 +298,7 @@ TEST_F(SetupExportsFromVistaOn, SayNothingAboutAnEnumerationThatSucceeds) {
     EXPECT_EQ("", console.Text());
 }
 
-TEST_F(SetupExportsFromVistaOn, SayThatAnEnumerationFailedAndSucceedAllTheSame) {
+TEST_F(SetupExportsFromVistaOn, ReportAFailedRescanAndStillSucceed) {
     const LoadedLibrary library(LibraryPath());
     FakeInstaller installer(library.Module());
     installer.reenumerateResult = 0x2F;
@@ -310,7 +308,7 @@ TEST_F(SetupExportsFromVistaOn, SayThatAnEnumerationFailedAndSucceedAllTheSame) 
     EXPECT_EQ("CM_Reenumerate_DevNode failed: 2f\n", console.Text());
 }
 
-TEST_F(SetupExportsFromVistaOn, KeepTheFolderOfTheLibraryApartFromThatOfTheProgram) {
+TEST_F(SetupExportsFromVistaOn, LookForTheToolBesideTheLibraryAndNotTheProgram) {
     ASSERT_NE(ProgramFolder(), host);
     const LoadedLibrary library(LibraryPath());
 
@@ -319,8 +317,8 @@ TEST_F(SetupExportsFromVistaOn, KeepTheFolderOfTheLibraryApartFromThatOfTheProgr
     EXPECT_THAT(Runs().front().commandLine, HasSubstr(host));
 }
 
-// With the project's own installer tool in the place of the recorder. Wine publishes a package
-// under its own name.
+// Has the project's own installer tool in place of the recorder. Wine publishes an INF file under
+// its original name.
 class SetupExportsWithTheInstallerTool : public SetupExportsFromVistaOn {
 protected:
     SetupExportsWithTheInstallerTool() {
@@ -340,7 +338,7 @@ protected:
     [[nodiscard]] static std::wstring Neighbour() { return L"C:\\windows\\inf\\oem77.inf"; }
 };
 
-TEST_F(SetupExportsWithTheInstallerTool, PublishThePackageAndTakeItBack) {
+TEST_F(SetupExportsWithTheInstallerTool, PublishThePackageAndRemoveItAgain) {
     WriteFileContent(Neighbour(), "[Version]\r\nSignature=\"$Windows NT$\"\r\n");
     const LoadedLibrary library(LibraryPath());
 
@@ -361,7 +359,7 @@ protected:
     CapturedStandardOutput console;
 };
 
-TEST_F(SetupExportsOn64Bit, ReportAToolThatIsNoProgramOnTheStandardOutput) {
+TEST_F(SetupExportsOn64Bit, ReportAToolThatIsNotAProgramOnStandardOutput) {
     std::filesystem::remove(Tool());
     WriteFileContent(Tool(), "no program");
     const LoadedLibrary library(LibraryPath());
