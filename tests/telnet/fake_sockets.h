@@ -22,8 +22,8 @@ using FakeCloseSocket = FakeApi<"closesocket", decltype(::closesocket)>;
 using FakeCreateThread = FakeApi<"CreateThread", decltype(::CreateThread)>;
 using FakeStartup = FakeApi<"WSAStartup", decltype(::WSAStartup)>;
 
-// Takes note of every send instead of sending. Each reports what `results` says next, and the whole
-// length when that is used up.
+// Records every send instead of sending. Each call returns the next of `results`, or the whole
+// length when none is left.
 class RecordedSends {
 public:
     struct Call {
@@ -37,7 +37,7 @@ public:
     std::vector<Call> calls;
     std::vector<int> results;
 
-    // The bytes of all calls in a row.
+    // The bytes of all calls, one after the other.
     [[nodiscard]] std::string Wire() const {
         std::string wire;
         for (const Call& call : calls) wire += call.bytes;
@@ -69,7 +69,7 @@ private:
     }};
 };
 
-// Gives the receive thread these chunks, one for each call, and then ends the connection.
+// Hands these chunks to the receive thread, one per call, and then ends the connection.
 class ScriptedRecv {
 public:
     explicit ScriptedRecv(std::vector<std::string> chunks) : chunks_(std::move(chunks)) {}
@@ -96,7 +96,7 @@ private:
     }};
 };
 
-// Lets sockets be closed and counts how often each was.
+// Closes sockets as usual and counts how often each one was closed.
 class CountedCloses {
 public:
     [[nodiscard]] std::ptrdiff_t Of(SOCKET socket) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Twelve characters, all of them "." before.
+// A buffer of twelve characters, all "." before the call, and the result of the call.
 struct Formatted {
     std::array<char, 12> buffer;
     int result;
@@ -53,11 +53,11 @@ TEST(FormatBounded, WritesNothingWithALimitOfZero) {
     EXPECT_EQ("............", formatted.Bytes());
 }
 
-TEST(FormatBounded, TakesAWideStringForACapitalS) {
+TEST(FormatBounded, ExpectsAWideStringForACapitalS) {
     EXPECT_EQ(std::string("ab\0.........", 12), Bounded(8, "%S", L"ab").Bytes());
 }
 
-TEST(FormatBounded, KnowsTheRuntimesSizeOf64BitNumbers) {
+TEST(FormatBounded, UnderstandsTheSizePrefixI64) {
     EXPECT_EQ(std::string("5000000000\0.", 12), Bounded(11, "%I64d", 5'000'000'000LL).Bytes());
 }
 
@@ -70,7 +70,7 @@ TEST(FormatUnbounded, FormatsLikeSprintf) {
     EXPECT_EQ(std::string("007ab\0......", 12), std::string(buffer.data(), buffer.size()));
 }
 
-TEST(FormatUnbounded, KnowsNoLimit) {
+TEST(FormatUnbounded, HasNoLimit) {
     const std::string longText(100'000, 'x');
     std::string buffer(longText.size() + 1, '.');
 

@@ -7,14 +7,14 @@
 #include <string_view>
 #include <vector>
 
-// What the line splitter does, written once more in the plainest way: look for the beginning of a
-// line, look for its end, and go on behind it. `slack` are the two bytes behind the chunk.
+// A plain model of the line splitter: find the beginning of a line, find its end, and continue
+// after it. `slack` is the two bytes after the chunk.
 inline std::vector<std::string> ModelSplit(const std::string& chunk, const std::string& slack) {
     std::vector<std::string> texts;
     std::optional<std::size_t> lastLineFeed;
     std::size_t at = 0;
     while (true) {
-        // As signed characters the bytes from 0x20 to 0x7F are those that are not below the blank.
+        // As signed characters, only the bytes from 0x20 to 0x7F are not less than a blank.
         while (at < chunk.size() && static_cast<signed char>(chunk[at]) < ' ') {
             at += chunk[at] == '\xFF' ? 3u : 1u;
         }
@@ -33,7 +33,7 @@ inline std::vector<std::string> ModelSplit(const std::string& chunk, const std::
     return texts;
 }
 
-// Up to `longest` bytes, mostly those that the splitter tells apart.
+// Up to `longest` bytes, mostly those that mean something to the splitter.
 inline std::string RandomChunk(std::mt19937& random, std::size_t longest) {
     constexpr std::string_view bytes("ab \x7F\n\n\r\xFF\xFF\xFB\x1F\x80\0", 13);
     std::string chunk(std::uniform_int_distribution<std::size_t>(0, longest)(random), '\0');

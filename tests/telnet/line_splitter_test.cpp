@@ -15,7 +15,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The chunk lies in a block of its very size and slack, for the heap check behind every test.
+// The chunk and its slack fill a heap block exactly, so that a read past them meets the guard page
+// of the preset `guarded`.
 std::vector<std::string> Split(const std::string& chunk,
                                const std::string& slack = std::string(2, '\0')) {
     const std::string all = chunk + slack;
@@ -33,7 +34,7 @@ TEST(SplitLines, GivesACompleteLineWithItsEndAndThenItsLineFeedAlone) {
     EXPECT_THAT(Split("abc\r\n"), ElementsAre("abc\r\n", "\n"));
 }
 
-TEST(SplitLines, GivesTheBeginningOfALineThatHasNoEndYet) {
+TEST(SplitLines, GivesTheBeginningOfAnUnfinishedLine) {
     EXPECT_THAT(Split("abc"), ElementsAre("abc"));
 }
 
@@ -84,7 +85,7 @@ TEST(SplitLines, SkipsATelnetCommandBeforeALine) {
     EXPECT_THAT(Split("\xFF\xFB\x01hi\n"), ElementsAre("hi\n", "\n"));
 }
 
-TEST(SplitLines, SkipsTheTwoBytesOfACommandUnseen) {
+TEST(SplitLines, SkipsTheTwoBytesAfterACommandByteWhateverTheyAre) {
     EXPECT_THAT(Split("\xFF\n\xFF"
                       "ab\xFF\n"),
                 ElementsAre("ab\xFF\n", "\n"));
@@ -102,23 +103,23 @@ TEST(SplitLines, SkipsCommandsBetweenLines) {
                 ElementsAre("a\n", "b\n", "\n"));
 }
 
-TEST(SplitLines, GivesWhatWasDroppedBehindTheLastLineTogetherWithItsLineFeed) {
+TEST(SplitLines, GivesTheBytesDroppedAfterTheLastLineTogetherWithItsLineFeed) {
     EXPECT_THAT(Split("a\n\r\x01\x80"), ElementsAre("a\n", "\n\r\x01\x80"));
 }
 
-TEST(SplitLines, ReachesTwoBytesBehindTheChunkForACommandByteAtItsEnd) {
+TEST(SplitLines, ReadsTwoBytesPastTheChunkForACommandByteAtItsEnd) {
     EXPECT_THAT(Split("a\n\xFF", "xy"), ElementsAre("a\n", "\n\xFFxy"));
 }
 
-TEST(SplitLines, ReachesOneByteBehindTheChunkForTwoCommandBytesAtItsEnd) {
+TEST(SplitLines, ReadsOneBytePastTheChunkForTwoCommandBytesAtItsEnd) {
     EXPECT_THAT(Split("a\n\xFF\xFB", "xy"), ElementsAre("a\n", "\n\xFF\xFBx"));
 }
 
-TEST(SplitLines, ReachesNoFurtherThanACommandThatJustFits) {
+TEST(SplitLines, ReadsNothingPastTheChunkForACommandThatJustFits) {
     EXPECT_THAT(Split("a\n\xFF\xFB\x01", "xy"), ElementsAre("a\n", "\n\xFF\xFB\x01"));
 }
 
-TEST(SplitLines, GivesNothingForACutCommandWithoutALineBefore) {
+TEST(SplitLines, GivesNothingForATruncatedCommandWithoutALineBeforeIt) {
     EXPECT_THAT(Split("\r\n\xFF", "xy"), IsEmpty());
 }
 
@@ -127,7 +128,7 @@ TEST(SplitLines, GivesTheLinesOfAFullReceiveBuffer) {
                 ElementsAre(std::string(8191, 'x') + "\n", "\n"));
 }
 
-TEST(SplitLines, GivesForRandomChunksWhatThePlainModelGives) {
+TEST(SplitLines, AgreesWithTheModelOnRandomChunks) {
     std::mt19937 random(20'240'607);
     for (int round = 0; round < 20'000; ++round) {
         const std::string chunk = RandomChunk(random, 40);

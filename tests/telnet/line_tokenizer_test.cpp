@@ -15,7 +15,6 @@ namespace {
 using TELNET::g_tokens;
 using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 class LineTokenizer : public testing::Test {
@@ -29,7 +28,7 @@ protected:
     TELNET::LineTokenizer tokenizer;
 };
 
-TEST_F(LineTokenizer, CutsWordsSingleCharactersAQuotedWordAndACommentApart) {
+TEST_F(LineTokenizer, SeparatesWordsSingleCharactersAQuotedWordAndAComment) {
     EXPECT_THAT(Tokens("set a=(1, \"x y\") # comment"),
                 ElementsAre("set", "a", "=", "(", "1", ",", "x y", ")"));
 }
@@ -42,9 +41,9 @@ TEST_F(LineTokenizer, ReturnsTheTokenArrayOfTheProcess) {
     EXPECT_EQ(2, count);
 }
 
-class LineTokenizerOnNothing : public testing::TestWithParam<const char*> {};
+class LineTokenizerWithoutTokens : public testing::TestWithParam<const char*> {};
 
-TEST_P(LineTokenizerOnNothing, ReturnsNullAndCountsZero) {
+TEST_P(LineTokenizerWithoutTokens, ReturnsNullAndCountsZero) {
     TELNET::LineTokenizer tokenizer;
     std::string line = GetParam();
     std::int32_t count = -1;
@@ -53,14 +52,14 @@ TEST_P(LineTokenizerOnNothing, ReturnsNullAndCountsZero) {
     EXPECT_EQ(0, count);
 }
 
-INSTANTIATE_TEST_SUITE_P(, LineTokenizerOnNothing,
+INSTANTIATE_TEST_SUITE_P(, LineTokenizerWithoutTokens,
                          testing::Values("", " \t\r\n", "#", "# a b", "  #a"));
 
-TEST_F(LineTokenizer, TakesBlanksTabsAndLineEndsForSeparators) {
+TEST_F(LineTokenizer, TreatsBlanksTabsAndLineEndsAsSeparators) {
     EXPECT_THAT(Tokens(" a\tb\nc\rd \t\r\n e\r\n"), ElementsAre("a", "b", "c", "d", "e"));
 }
 
-TEST_F(LineTokenizer, TakesOtherControlCharactersForPartsOfWords) {
+TEST_F(LineTokenizer, TreatsOtherControlCharactersAsPartsOfWords) {
     EXPECT_THAT(Tokens("a\x01\x0B"
                        "b c\x7F"),
                 ElementsAre("a\x01\x0B"
@@ -68,16 +67,16 @@ TEST_F(LineTokenizer, TakesOtherControlCharactersForPartsOfWords) {
                             "c\x7F"));
 }
 
-TEST_F(LineTokenizer, TakesBytesAbove7FForPartsOfWords) {
+TEST_F(LineTokenizer, TreatsBytesAbove7FAsPartsOfWords) {
     EXPECT_THAT(Tokens("\x80\xE9t\xE9 \xFF=\xA0"),
                 ElementsAre("\x80\xE9t\xE9", "\xFF", "=", "\xA0"));
 }
 
-TEST_F(LineTokenizer, TakesEachSingleCharacterForATokenOfItsOwn) {
+TEST_F(LineTokenizer, MakesEachSingleCharacterATokenOfItsOwn) {
     EXPECT_THAT(Tokens(",()=[]{}"), ElementsAre(",", "(", ")", "=", "[", "]", "{", "}"));
 }
 
-TEST_F(LineTokenizer, TakesOtherPunctuationForPartsOfWords) {
+TEST_F(LineTokenizer, TreatsOtherPunctuationAsPartsOfWords) {
     EXPECT_THAT(Tokens("a;b:c.d<e>f'g'!%&*+-/?@\\^_`|~"),
                 ElementsAre("a;b:c.d<e>f'g'!%&*+-/?@\\^_`|~"));
 }
@@ -86,11 +85,11 @@ TEST_F(LineTokenizer, EndsAWordAtASingleCharacterAndKeepsBoth) {
     EXPECT_THAT(Tokens("a=b,c"), ElementsAre("a", "=", "b", ",", "c"));
 }
 
-TEST_F(LineTokenizer, TakesSingleCharactersAcrossBlanks) {
+TEST_F(LineTokenizer, SkipsBlanksBetweenSingleCharacters) {
     EXPECT_THAT(Tokens("( ) ,, ="), ElementsAre("(", ")", ",", ",", "="));
 }
 
-TEST_F(LineTokenizer, LeavesASingleCharacterBeforeAWordInTheLine) {
+TEST_F(LineTokenizer, LeavesASingleCharacterBeforeAWordUnchangedInTheLine) {
     char line[] = "(a";
     std::int32_t count = 0;
 
@@ -101,7 +100,7 @@ TEST_F(LineTokenizer, LeavesASingleCharacterBeforeAWordInTheLine) {
     EXPECT_EQ(line + 1, tokens[1]);
 }
 
-TEST_F(LineTokenizer, OverwritesASingleCharacterBehindAWord) {
+TEST_F(LineTokenizer, OverwritesASingleCharacterAfterAWord) {
     char line[] = "a(";
     std::int32_t count = 0;
 
@@ -112,23 +111,23 @@ TEST_F(LineTokenizer, OverwritesASingleCharacterBehindAWord) {
     EXPECT_STREQ("(", tokens[1]);
 }
 
-TEST_F(LineTokenizer, EndsAtACommentBehindABlank) {
+TEST_F(LineTokenizer, EndsAtACommentAfterABlank) {
     EXPECT_THAT(Tokens("a b #c d"), ElementsAre("a", "b"));
 }
 
-TEST_F(LineTokenizer, LeavesAWordUnendedBeforeANumberSign) {
+TEST_F(LineTokenizer, StopsAtANumberSignInAWordWithoutEndingTheWord) {
     EXPECT_THAT(Tokens("a bc#d e"), ElementsAre("a", "bc#d e"));
 }
 
-TEST_F(LineTokenizer, TakesANumberSignBehindALeadingSingleCharacterForAWord) {
+TEST_F(LineTokenizer, TreatsANumberSignAfterALeadingSingleCharacterAsAWord) {
     EXPECT_THAT(Tokens("=#x y"), ElementsAre("=", "#x y"));
 }
 
-TEST_F(LineTokenizer, TakesANumberSignBehindAWordsSingleCharacterForAComment) {
+TEST_F(LineTokenizer, TreatsANumberSignAfterAWordAndASingleCharacterAsAComment) {
     EXPECT_THAT(Tokens("a=#x y"), ElementsAre("a", "="));
 }
 
-TEST_F(LineTokenizer, TakesANumberSignBehindASingleCharacterAndABlankForAComment) {
+TEST_F(LineTokenizer, TreatsANumberSignAfterASingleCharacterAndABlankAsAComment) {
     EXPECT_THAT(Tokens("= #x y"), ElementsAre("="));
 }
 
@@ -136,27 +135,27 @@ TEST_F(LineTokenizer, KeepsBlanksAndSingleCharactersInsideQuotes) {
     EXPECT_THAT(Tokens("\"a (b), c\" d"), ElementsAre("a (b), c", "d"));
 }
 
-TEST_F(LineTokenizer, EndsAQuotedWordAtANumberSign) {
+TEST_F(LineTokenizer, StopsAtANumberSignInAQuotedWord) {
     EXPECT_THAT(Tokens("\"a#b\" c"), ElementsAre("a#b\" c"));
 }
 
-TEST_F(LineTokenizer, KeepsANumberSignInAQuotedWordBehindALeadingSingleCharacter) {
+TEST_F(LineTokenizer, KeepsANumberSignInAQuotedWordAfterALeadingSingleCharacter) {
     EXPECT_THAT(Tokens("=\"a#b\" c"), ElementsAre("=", "a#b", "c"));
 }
 
-TEST_F(LineTokenizer, EndsAQuotedWordBehindAWordsSingleCharacterAtANumberSign) {
+TEST_F(LineTokenizer, StopsAtANumberSignInAQuotedWordAfterAWordAndASingleCharacter) {
     EXPECT_THAT(Tokens("x=\"a#b\" c"), ElementsAre("x", "=", "a#b\" c"));
 }
 
-TEST_F(LineTokenizer, TakesAnUnclosedQuotedWordToTheEnd) {
+TEST_F(LineTokenizer, ExtendsAnUnclosedQuotedWordToTheEnd) {
     EXPECT_THAT(Tokens("a \"b c"), ElementsAre("a", "b c"));
 }
 
-TEST_F(LineTokenizer, TakesAnUnclosedQuotedWordBehindASingleCharacterToTheEnd) {
+TEST_F(LineTokenizer, ExtendsAnUnclosedQuotedWordAfterASingleCharacterToTheEnd) {
     EXPECT_THAT(Tokens("=\"b c"), ElementsAre("=", "b c"));
 }
 
-TEST_F(LineTokenizer, TakesAQuoteAtTheVeryEndForAnEmptyWord) {
+TEST_F(LineTokenizer, TreatsAQuoteAtTheVeryEndAsAnEmptyWord) {
     EXPECT_THAT(Tokens("a \""), ElementsAre("a", ""));
 }
 
@@ -164,11 +163,11 @@ TEST_F(LineTokenizer, KeepsEmptyQuotedWords) {
     EXPECT_THAT(Tokens("\"\" =\"\" x"), ElementsAre("", "=", "", "x"));
 }
 
-TEST_F(LineTokenizer, GoesOnRightBehindAClosingQuote) {
+TEST_F(LineTokenizer, ContinuesRightAfterAClosingQuote) {
     EXPECT_THAT(Tokens("\"a\"b\"c\"=\"d\"e"), ElementsAre("a", "b\"c\"", "=", "d", "e"));
 }
 
-TEST_F(LineTokenizer, TakesAQuoteInsideAWordForPartOfIt) {
+TEST_F(LineTokenizer, TreatsAQuoteInsideAWordAsPartOfIt) {
     EXPECT_THAT(Tokens("a\"b c\"d"), ElementsAre("a\"b", "c\"d"));
 }
 
@@ -183,15 +182,15 @@ TEST_F(LineTokenizer, StopsAt512SingleCharacters) {
     EXPECT_THAT(Tokens(std::string(600, '(')), testing::AllOf(SizeIs(512), Each("(")));
 }
 
-TEST_F(LineTokenizer, Takes512TokensAndNoWordBehindTheLastSingleCharacter) {
+TEST_F(LineTokenizer, IgnoresAWordAfter512SingleCharacters) {
     EXPECT_THAT(Tokens(std::string(512, '(') + "word"), testing::AllOf(SizeIs(512), Each("(")));
 }
 
-TEST_F(LineTokenizer, TakesNoSingleCharacterBehindTheLastWord) {
+TEST_F(LineTokenizer, IgnoresASingleCharacterAfterAWordThatIsToken512) {
     EXPECT_THAT(Tokens(std::string(511, '(') + "word)").back(), "word");
 }
 
-TEST_F(LineTokenizer, OverwritesTheTokensOfTheLineBefore) {
+TEST_F(LineTokenizer, OverwritesTheTokensOfThePreviousLine) {
     (void)Tokens("one two");
 
     (void)Tokens("=");
@@ -236,7 +235,7 @@ TEST(LineTokenizerTables, HoldEveryCharacterAsAText) {
     }
 }
 
-TEST(LineTokenizerFields, BeginEmpty) {
+TEST(LineTokenizerFields, StartEmpty) {
     const OpenTokenizer tokenizer;
 
     EXPECT_FALSE(tokenizer.ownsBuffer);
@@ -245,7 +244,7 @@ TEST(LineTokenizerFields, BeginEmpty) {
     EXPECT_EQ('"', tokenizer.quote);
 }
 
-TEST(LineTokenizerFields, LieInTheirOrder) {
+TEST(LineTokenizerFields, LieInOrder) {
     const OpenTokenizer tokenizer;
 
     const std::vector<const void*> places{&tokenizer.ownsBuffer, &tokenizer.buffer,
@@ -277,8 +276,8 @@ TEST(LineTokenizerBuffer, IsLeftAloneWhenNotOwned) {
     EXPECT_EQ('x', notOfTheHeap);
 }
 
-// What the tokenizer does, written once more on a line that stays as it is. A token that the
-// tokenizer leaves unended is always the last one and reaches to the end of the line.
+// A model of the tokenizer that leaves the line as it is. A token that the tokenizer does not end
+// with a zero byte is always the last one and extends to the end of the line.
 class Model {
 public:
     explicit Model(std::string_view line) : line_(line) {}
@@ -300,8 +299,8 @@ private:
         if (tokens_.size() < 512) tokens_.emplace_back(token);
     }
 
-    // Takes everything up to one of `ends` and steps past that one; returns it. Past the end of the
-    // line, or before a "#" in `ends`, the rest of the line is the token and nothing follows.
+    // Takes everything up to one of `ends`, steps past that character and returns it. When there is
+    // none, or it is "#", the rest of the line is the last token and the result is zero.
     char Take(std::string_view ends) {
         const std::size_t end = line_.find_first_of(ends, at_);
         if (end == std::string_view::npos || line_[end] == '#') {
@@ -351,7 +350,7 @@ std::string RandomLine(std::mt19937& random, std::size_t longest, std::string_vi
     return line;
 }
 
-TEST_F(LineTokenizer, GivesForRandomShortLinesWhatThePlainModelGives) {
+TEST_F(LineTokenizer, AgreesWithTheModelOnRandomShortLines) {
     std::mt19937 random(20'240'608);
     for (int round = 0; round < 20'000; ++round) {
         const std::string line = RandomLine(random, 30, "abc\xE9   \t\r\n\"\"\"##,()=[]{}");
@@ -360,7 +359,7 @@ TEST_F(LineTokenizer, GivesForRandomShortLinesWhatThePlainModelGives) {
     }
 }
 
-TEST_F(LineTokenizer, GivesForRandomLongLinesWhatThePlainModelGives) {
+TEST_F(LineTokenizer, AgreesWithTheModelOnRandomLongLines) {
     std::mt19937 random(20'240'609);
     for (int round = 0; round < 500; ++round) {
         const std::string line = RandomLine(random, 2047, "ab  ,(=\"\t");

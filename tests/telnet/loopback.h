@@ -10,13 +10,13 @@
 
 #include "platform/unique_handle.h"
 
-// Real sockets on the loopback address, for the far end of what is tested. Ports are the system's
-// choice. Reading gives up after ten seconds: a test that waits in vain fails and does not hang.
+// Real sockets on the loopback address, for the far end of a tested connection. The system chooses
+// the ports. Reading times out after ten seconds, so that a test fails rather than hangs.
 
 struct SocketTraits {
     using Value = SOCKET;
     static Value Empty() noexcept { return INVALID_SOCKET; }
-    // Not inlined, so that tests may close sockets both inside and outside of a fake's life: see
+    // Not inlined, so that a test may close sockets both during a fake's life and outside it: see
     // the note on imports in fake_api.h.
     [[gnu::noinline]] static void Close(Value value) noexcept { ::closesocket(value); }
 };
@@ -56,8 +56,8 @@ public:
 
     [[nodiscard]] std::uint16_t Port() const { return port_; }
 
-    // The next connection. Connections that nobody accepts wait in the system's queue, so a test
-    // can connect first and accept afterwards, without a second thread.
+    // Accepts the next connection. Connections wait in the system's queue until they are accepted,
+    // so a test can connect first and accept afterwards, without a second thread.
     [[nodiscard]] UniqueSocket Accept() const {
         UniqueSocket accepted(::accept(socket_.Get(), nullptr, nullptr));
         Require(static_cast<bool>(accepted), "accept");
@@ -77,7 +77,7 @@ private:
     std::uint16_t port_ = 0;
 };
 
-// A port on which nobody listens any more.
+// A port on which nobody listens.
 inline std::uint16_t ClosedPort() {
     return LoopbackListener().Port();
 }
@@ -101,7 +101,7 @@ inline void SendText(const UniqueSocket& socket, const std::string& text) {
     ::send(socket.Get(), text.data(), static_cast<int>(text.size()), 0);
 }
 
-// Reads `size` bytes, or fewer when the connection ends before.
+// Reads `size` bytes, or fewer when the connection ends earlier.
 inline std::string ReceiveBytes(const UniqueSocket& socket, std::size_t size) {
     std::string bytes(size, '\0');
     std::size_t have = 0;

@@ -31,7 +31,7 @@ public:
     using MyTelnet::tokenizer;
 };
 
-// The tests' way to the fields of exactly a client or a server.
+// Open protected fields of a TelnetClient and a TelnetServer to the tests.
 struct Fields : TELNET::TelnetClient {
     static HANDLE Thread(TelnetClient& client) { return (client.*&Fields::thread).Get(); }
 };
@@ -49,13 +49,13 @@ std::vector<std::string> Parse(Endpoint& endpoint, const std::string& text) {
 
 class ConnectedEndpoint : public testing::Test {
 protected:
-    // Ends the connection from the peer's side, with everything that the peer has sent queued.
+    // Ends the connection from the peer's side and waits until all that the peer sent is queued.
     void PeerEnds() {
         peer.Reset();
         (void)::WaitForSingleObject(Fields::Thread(*endpoint.client), 10'000);
     }
 
-    // What reached the peer; ends the connection.
+    // Ends the connection and returns what reached the peer.
     std::string Wire() {
         endpoint.client->Close();
         return ReceiveAll(peer);
@@ -82,7 +82,7 @@ TEST_F(ConnectedEndpoint, SendsFormattedText) {
     EXPECT_EQ("value=42\n", Wire());
 }
 
-TEST_F(ConnectedEndpoint, FormatsATextOnlyOnce) {
+TEST_F(ConnectedEndpoint, FormatsTextOnlyOnce) {
     EXPECT_TRUE(endpoint.Send(0, "%s", "100%d %n %s"));
 
     EXPECT_EQ("100%d %n %s", Wire());
@@ -100,7 +100,7 @@ TEST_F(ConnectedEndpoint, CutsLongerTextTo2047Characters) {
     EXPECT_EQ(std::string(2047, 'x'), Wire());
 }
 
-TEST_F(ConnectedEndpoint, ReportsTrueAlsoWhenSendingFails) {
+TEST_F(ConnectedEndpoint, ReturnsTrueEvenWhenSendingFails) {
     PeerEnds();
 
     EXPECT_TRUE(endpoint.Send(0, "text"));
@@ -116,7 +116,7 @@ TEST_F(ConnectedEndpoint, ReceivesTheLinesOfItsPeer) {
     EXPECT_EQ(nullptr, endpoint.Receive(&tag));
 }
 
-TEST_F(ConnectedEndpoint, GivesTheTagOfItsConnection) {
+TEST_F(ConnectedEndpoint, ReturnsTheTagOfALine) {
     endpoint.client->PushMessage("text", 4, 7);
 
     (void)endpoint.Receive(&tag);
@@ -124,7 +124,7 @@ TEST_F(ConnectedEndpoint, GivesTheTagOfItsConnection) {
     EXPECT_EQ(7, tag);
 }
 
-TEST_F(ConnectedEndpoint, GivesATagOfZeroWhenThereIsNoLine) {
+TEST_F(ConnectedEndpoint, SetsTheTagToZeroWhenThereIsNoLine) {
     EXPECT_EQ(nullptr, endpoint.Receive(&tag));
 
     EXPECT_EQ(0, tag);
@@ -157,7 +157,7 @@ TEST(MyTelnet, IsAClientWhateverItsModeFlagAndThirdArgumentSay) {
     EXPECT_EQ(nullptr, endpoint.server);
 }
 
-TEST(MyTelnet, TakesTheLow16BitsOfItsPort) {
+TEST(MyTelnet, UsesOnlyTheLow16BitsOfItsPort) {
     const LoopbackListener listener;
 
     EXPECT_TRUE(Endpoint(65536 + listener.Port()).IsReady());
@@ -181,7 +181,7 @@ TEST_F(UnconnectedEndpoint, SendsNothing) {
     EXPECT_FALSE(endpoint.Send(0, "text"));
 }
 
-TEST_F(UnconnectedEndpoint, ReceivesNothingWithATagOfZero) {
+TEST_F(UnconnectedEndpoint, ReceivesNothingAndSetsTheTagToZero) {
     EXPECT_EQ(nullptr, endpoint.Receive(&tag));
 
     EXPECT_EQ(0, tag);
@@ -214,7 +214,7 @@ TEST_F(UnconnectedEndpoint, ParsesTheFirst2047CharactersOfALine) {
                 ElementsAre(std::string(2047, 'x')));
 }
 
-TEST_F(UnconnectedEndpoint, ClearsTheRestOfTheLineBefore) {
+TEST_F(UnconnectedEndpoint, ClearsTheRestOfThePreviousLine) {
     (void)Parse(endpoint, std::string(2047, 'x'));
 
     (void)Parse(endpoint, "a");
@@ -234,14 +234,14 @@ TEST(MyTelnet, ReleasesEverythingThroughItsAbstractBase) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
-TEST(MyTelnet, TellsThatItIsAServerWhereAClassDerivedFromItMakesItOne) {
+TEST(MyTelnet, ReportsAServerWhenADerivedClassMakesItOne) {
     Endpoint endpoint{ClosedPort()};
     endpoint.isServer = true;
 
     EXPECT_TRUE(endpoint.IsServer());
 }
 
-TEST(MyTelnet, ReleasesItsServerWhenItIsOne) {
+TEST(MyTelnet, ReleasesItsServer) {
     const std::uint16_t port = ClosedPort();
     CountedCloses closes;
     const SOCKET listening = MakeSocket().Detach();
@@ -255,7 +255,7 @@ TEST(MyTelnet, ReleasesItsServerWhenItIsOne) {
     EXPECT_EQ(1, closes.Of(listening));
 }
 
-TEST(MyTelnet, HasItsVirtualOperationsInTheirSlots) {
+TEST(MyTelnet, HasItsVirtualFunctionsInTheirSlots) {
     EXPECT_EQ(0u, SlotOf(&TELNET::Telnet::IsServer));
     EXPECT_EQ(1u, SlotOf(&TELNET::Telnet::IsConnected));
     EXPECT_EQ(2u, SlotOf(&TELNET::Telnet::Send));
@@ -263,7 +263,7 @@ TEST(MyTelnet, HasItsVirtualOperationsInTheirSlots) {
     EXPECT_EQ(4u, SlotOf(&TELNET::Telnet::ParseLine));
 }
 
-TEST(MyTelnet, HasItsFieldsInTheirOrder) {
+TEST(MyTelnet, HasItsFieldsInOrder) {
     const Endpoint endpoint{ClosedPort()};
 
     const std::vector<const void*> places{&endpoint.isServer, &endpoint.connected, &endpoint.active,

@@ -26,7 +26,7 @@ protected:
         TELNET::SendFramed(kSocket, block, how);
     }
 
-    // The offset in the payload at which call `index` began.
+    // The offset in the payload at which call `index` begins.
     [[nodiscard]] std::ptrdiff_t Offset(const std::string& payload, std::size_t index) const {
         return sends.calls.at(index).data - payload.data();
     }
@@ -34,7 +34,7 @@ protected:
     RecordedSends sends;
 };
 
-TEST(NxBlock, IsAnEmptyOneForEveryClientAtFirst) {
+TEST(NxBlock, IsEmptyAndForEveryClientByDefault) {
     const TELNET::NxBlock block;
 
     EXPECT_EQ(0u, block.clientId);
@@ -49,7 +49,7 @@ TEST_F(SendFramed, PutsTheNamedTagsAndLineEndsAroundThePayload) {
     EXPECT_EQ("\r\n<NxBlock=log>payload</NxBlock>\r\n", sends.Wire());
 }
 
-TEST_F(SendFramed, SendsHeaderPayloadAndTrailerInCallsOfTheirOwnWithoutFlags) {
+TEST_F(SendFramed, SendsHeaderPayloadAndTrailerInSeparateCallsWithoutFlags) {
     Send("log", "payload");
 
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 7, 12));
@@ -58,14 +58,14 @@ TEST_F(SendFramed, SendsHeaderPayloadAndTrailerInCallsOfTheirOwnWithoutFlags) {
 }
 
 TEST_F(SendFramed, SendsThePayloadAsItIs) {
-    const std::string payload("\0%s\r\n</NxBlock>\r\n\xFF", 19);
+    const std::string payload("\0%s\r\n</NxBlock>\r\n\xFF\0", 19);
 
     Send("raw", payload);
 
     EXPECT_EQ("\r\n<NxBlock=raw>" + payload + "</NxBlock>\r\n", sends.Wire());
 }
 
-TEST_F(SendFramed, TakesTheNameForTextAndNotForAFormat) {
+TEST_F(SendFramed, TreatsTheNameAsTextAndNotAsAFormat) {
     Send("%s%n", "");
 
     EXPECT_EQ("\r\n<NxBlock=%s%n></NxBlock>\r\n", sends.Wire());
@@ -77,13 +77,13 @@ TEST_F(SendFramed, KeepsTheTagsAroundAnEmptyName) {
     EXPECT_EQ("\r\n<NxBlock=>x</NxBlock>\r\n", sends.Wire());
 }
 
-TEST_F(SendFramed, SendsAnEmptyPayloadWithoutACallOfItsOwnWhenInPieces) {
+TEST_F(SendFramed, MakesNoCallForAnEmptyPayloadInPieces) {
     Send("log", "");
 
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 12));
 }
 
-TEST_F(SendFramed, SendsAnEmptyPayloadWithACallOfItsOwnWhenWhole) {
+TEST_F(SendFramed, MakesOneCallForAnEmptyPayloadSentWhole) {
     Send("log", "", Payload::kWhole);
 
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 0, 12));
@@ -113,7 +113,7 @@ TEST_F(SendFramed, SendsTheHeaderInOneCallForTheLongestNameThatFitsItsBuffer) {
     EXPECT_EQ("\r\n<NxBlock=" + std::string(243, 'n') + ">", sends.calls.at(0).bytes);
 }
 
-TEST_F(SendFramed, SendsTheHeaderInOneCallForANameThatIsOneTooLong) {
+TEST_F(SendFramed, SendsTheHeaderInOneCallForANameOneCharacterTooLong) {
     Send(std::string(244, 'n'), "");
 
     EXPECT_EQ("\r\n<NxBlock=" + std::string(244, 'n') + ">", sends.calls.at(0).bytes);
@@ -125,7 +125,7 @@ TEST_F(SendFramed, SendsTheHeaderInOneCallForAVeryLongName) {
     EXPECT_EQ("\r\n<NxBlock=" + std::string(100'000, 'n') + ">", sends.calls.at(0).bytes);
 }
 
-TEST_F(SendFramed, GoesOnBehindWhatAShortSendHasTaken) {
+TEST_F(SendFramed, ContinuesAfterTheBytesThatAShortSendTook) {
     const std::string payload(2000, 'x');
     sends.results = {15, 10, 1024};
 
@@ -144,7 +144,7 @@ TEST_F(SendFramed, EndsThePayloadAtOnceWhenItsFirstSendFails) {
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 1024, 12));
 }
 
-TEST_F(SendFramed, TriesAFailedPieceAgainFromOneByteBefore) {
+TEST_F(SendFramed, RetriesAFailedPieceFromOneByteEarlier) {
     const std::string payload(2000, 'x');
     sends.results = {15, 1024, -1};
 
@@ -154,7 +154,7 @@ TEST_F(SendFramed, TriesAFailedPieceAgainFromOneByteBefore) {
     EXPECT_EQ(1023, Offset(payload, 3));
 }
 
-TEST_F(SendFramed, WalksBackToTheBeginningOnAConnectionThatIsGone) {
+TEST_F(SendFramed, StepsBackToTheBeginningOnALostConnection) {
     sends.results = {15, 3, -1, -1, -1, -1};
 
     Send("log", "payload");
@@ -162,7 +162,7 @@ TEST_F(SendFramed, WalksBackToTheBeginningOnAConnectionThatIsGone) {
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 7, 4, 5, 6, 7, 12));
 }
 
-TEST_F(SendFramed, SendsTheRestAlsoWhenTheHeaderFails) {
+TEST_F(SendFramed, SendsTheRestEvenWhenTheHeaderFails) {
     sends.results = {-1};
 
     Send("log", "payload");
@@ -170,7 +170,7 @@ TEST_F(SendFramed, SendsTheRestAlsoWhenTheHeaderFails) {
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 7, 12));
 }
 
-TEST_F(SendFramed, GivesTheSameWireForRandomBlocksInPiecesAndWhole) {
+TEST_F(SendFramed, SendsTheSameBytesForRandomBlocksInPiecesAndWhole) {
     std::mt19937 random(20'240'610);
     for (int round = 0; round < 300; ++round) {
         const std::string name(std::uniform_int_distribution<std::size_t>(0, 500)(random), 'n');

@@ -39,7 +39,7 @@ TEST(TestServicePort, IsFalseForPortZero) {
     EXPECT_FALSE(TestServicePort(65536));
 }
 
-TEST(TestServicePort, LooksAtTheLow16BitsOnly) {
+TEST(TestServicePort, LooksOnlyAtTheLow16BitsOfThePort) {
     const LoopbackListener listener;
 
     EXPECT_TRUE(TestServicePort(65536 + listener.Port()));
@@ -58,7 +58,8 @@ TEST(TestServicePort, IsTrueWhereAListenerNeverAccepts) {
     EXPECT_TRUE(TestServicePort(listener.Port()));
 }
 
-// A service that greets every connection with a text, and then hangs up or waits for that.
+// A service that greets every connection with a text, and then hangs up or waits for the other end
+// to hang up.
 class Service {
 public:
     enum Manner { kHangsUp, kWaits };
@@ -90,7 +91,7 @@ private:
     std::thread thread_;
 };
 
-// Tests the port twenty times and counts the answers that were true.
+// Tests the port twenty times and counts how often the answer is true.
 int TrueOfTwenty(std::int32_t port) {
     int count = 0;
     for (int i = 0; i < 20; ++i) count += TestServicePort(port) ? 1 : 0;
@@ -121,7 +122,7 @@ TEST(TestServicePort, IsTrueForAServiceThatOpensWithATelnetCommand) {
     EXPECT_EQ(20, TrueOfTwenty(service.Port()));
 }
 
-TEST(TestServicePort, IsTrueForAServiceThatSendsMuch) {
+TEST(TestServicePort, IsTrueForAServiceThatSendsALot) {
     const Service service(std::string(100'000, 'x') + "\n", Service::kHangsUp);
 
     EXPECT_EQ(20, TrueOfTwenty(service.Port()));
@@ -130,7 +131,7 @@ TEST(TestServicePort, IsTrueForAServiceThatSendsMuch) {
 TEST(TestServicePort, ReceivesATelnetCommandWithoutAnEndpointToAnswerIt) {
     const LoopbackListener listener;
     const ScriptedRecv recv({"\xFF\xFB\x01", "\xFF"});
-    // Lets the receive thread come to its end before the teardown begins.
+    // Lets the receive thread end before the teardown begins.
     const FakeCreateThread create([&](auto... arguments) {
         const HANDLE thread = create.Real(arguments...);
         (void)::WaitForSingleObject(thread, 10'000);
@@ -230,7 +231,7 @@ TEST(TestServicePort, IsFalseWithoutASocketAndLeavesNothingBehind) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
-TEST(TestServicePort, IsFalseWhenStartingWindowsSocketsFailedAndSoDoesTheSocket) {
+TEST(TestServicePort, IsFalseWhenBothStartingWindowsSocketsAndCreatingTheSocketFail) {
     const LoopbackListener listener;
     const FakeStartup startup([](WORD, WSADATA*) { return WSASYSNOTREADY; });
     const FakeSocket socket([](int, int, int) { return INVALID_SOCKET; });
@@ -249,7 +250,7 @@ TEST(TestServicePort, IsFalseWhenConnectFailsAndLeavesNothingBehind) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
-TEST(TestServicePort, IsFalseForAnyConnectResultButZero) {
+TEST(TestServicePort, IsFalseForAnyConnectResultOtherThanZero) {
     const LoopbackListener listener;
     const FakeConnect connect([](SOCKET, const sockaddr*, int) { return 1; });
 

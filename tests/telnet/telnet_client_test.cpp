@@ -30,12 +30,12 @@ public:
     std::vector<std::int32_t> connects;
     void OnConnect(std::int32_t reserved) override { connects.push_back(reserved); }
 
-    // Whether the receive thread has ended, or does so within ten seconds.
+    // Whether the receive thread ends within ten seconds.
     [[nodiscard]] bool ThreadEnds() const {
         return ::WaitForSingleObject(thread.Get(), 10'000) == WAIT_OBJECT_0;
     }
 
-    // All queued texts.
+    // Takes all queued texts.
     std::vector<std::string> Texts() {
         std::vector<std::string> texts;
         std::int32_t tag = -1;
@@ -57,7 +57,7 @@ public:
 
 // --- Connecting ----------------------------------------------------------------------------------
 
-TEST(TelnetClient, BeginsIdle) {
+TEST(TelnetClient, StartsIdle) {
     const Client client;
 
     EXPECT_EQ(INVALID_SOCKET, client.socket);
@@ -77,11 +77,11 @@ TEST(TelnetClient, StartsWindowsSocketsWithVersion2Point2) {
     EXPECT_THAT(versions, ElementsAre(0x0202));
 }
 
-TEST(TelnetClient, NeverCleansWindowsSocketsUp) {
+TEST(TelnetClient, NeverCleansUpWindowsSockets) {
     EXPECT_THROW(ImportPatch(::GetModuleHandleW(nullptr), "WSACleanup", nullptr), std::logic_error);
 }
 
-TEST(TelnetClient, ConnectsAlsoWhenStartingWindowsSocketsReportsAFailure) {
+TEST(TelnetClient, ConnectsEvenWhenStartingWindowsSocketsReportsAFailure) {
     const LoopbackListener listener;
     const FakeStartup startup([](WORD, WSADATA*) { return WSASYSNOTREADY; });
 
@@ -128,7 +128,7 @@ TEST(TelnetClient, CreatesATcpSocket) {
     EXPECT_THAT(arguments, ElementsAre(2, 1, 6));
 }
 
-TEST(TelnetClient, ReportsFalseAndConnectsNothingWithoutASocket) {
+TEST(TelnetClient, ReturnsFalseAndDoesNotConnectWithoutASocket) {
     const FakeSocket socket([](int, int, int) { return INVALID_SOCKET; });
     bool tried = false;
     const FakeConnect connect([&](SOCKET, const sockaddr*, int) {
@@ -144,7 +144,7 @@ TEST(TelnetClient, ReportsFalseAndConnectsNothingWithoutASocket) {
     EXPECT_THAT(client.connects, IsEmpty());
 }
 
-// Connects to port 0x1234 with a connect that fails, and returns the address it was given.
+// Connects to port 0x1234 through a connect that fails, and returns the address passed to it.
 std::string ConnectedAddress() {
     std::string address;
     const FakeConnect connect([&](SOCKET, const sockaddr* name, int size) {
@@ -156,11 +156,11 @@ std::string ConnectedAddress() {
     return address;
 }
 
-TEST(TelnetClient, ConnectsToTheLoopbackAddressInSixteenBytes) {
+TEST(TelnetClient, PassesTheLoopbackAddressInSixteenBytes) {
     EXPECT_EQ(std::string("\x02\0\x12\x34\x7F\0\0\x01\0\0\0\0\0\0\0\0", 16), ConnectedAddress());
 }
 
-TEST(TelnetClient, AsksNoResolverForTheLoopbackAddress) {
+TEST(TelnetClient, DoesNotResolveTheLoopbackAddress) {
     bool asked = false;
     const FakeApi<"gethostbyname", decltype(::gethostbyname)> resolver([&](const char*) {
         asked = true;
@@ -172,7 +172,7 @@ TEST(TelnetClient, AsksNoResolverForTheLoopbackAddress) {
     EXPECT_FALSE(asked);
 }
 
-TEST(TelnetClient, TakesTheResolversFirstAddressAndFamilyWhenTheTextIsNotUnderstood) {
+TEST(TelnetClient, UsesTheResolversFirstAddressAndFamilyWhenTheTextIsNotUnderstood) {
     const FakeApi<"inet_addr", decltype(::inet_addr)> noAddress(
         [](const char*) { return INADDR_NONE; });
     std::string asked;
@@ -208,7 +208,7 @@ TEST(TelnetClient, KeepsTheSocketOfAFailedConnectUntilItCloses) {
     EXPECT_EQ(INVALID_SOCKET, client.socket);
 }
 
-TEST(TelnetClient, ClosesTheSocketOfAFailedConnectAtItsEnd) {
+TEST(TelnetClient, ClosesTheSocketOfAFailedConnectWhenDestroyed) {
     const std::uint16_t port = ClosedPort();
     CountedCloses closes;
     SOCKET kept = INVALID_SOCKET;
@@ -260,7 +260,7 @@ TEST(TelnetClient, StartsItsThreadWithTheSystemsDefaultsAfterOnConnect) {
     EXPECT_EQ(1u, connectsBefore);
 }
 
-TEST(TelnetClient, ReportsTrueWithoutAThreadAndIsIdle) {
+TEST(TelnetClient, ReturnsTrueWithoutAThreadAndIsIdle) {
     const LoopbackListener listener;
     CountedCloses closes;
     SOCKET opened = INVALID_SOCKET;
@@ -292,7 +292,7 @@ TEST(TelnetClient, EndsTheConnectionAndItsThreadOnClose) {
     EXPECT_EQ("", ReceiveAll(peer));
 }
 
-TEST(TelnetClient, ClosesNothingASecondTime) {
+TEST(TelnetClient, ClosesItsSocketOnlyOnce) {
     const LoopbackListener listener;
     CountedCloses closes;
     SOCKET opened = INVALID_SOCKET;
@@ -307,7 +307,7 @@ TEST(TelnetClient, ClosesNothingASecondTime) {
     EXPECT_EQ(1, closes.Of(opened));
 }
 
-TEST(TelnetClient, ClosesAnIdleClientWithoutACall) {
+TEST(TelnetClient, ClosesAnIdleClientWithoutASystemCall) {
     CountedCloses closes;
     Client client;
 
@@ -316,7 +316,7 @@ TEST(TelnetClient, ClosesAnIdleClientWithoutACall) {
     EXPECT_EQ(0, closes.Of(INVALID_SOCKET));
 }
 
-TEST(TelnetClient, ClosesTheSocketUnderItsLockAndWaitsOutsideOfIt) {
+TEST(TelnetClient, ClosesTheSocketUnderItsLockAndWaitsWithoutIt) {
     const LoopbackListener listener;
     Client client;
     (void)client.Connect(nullptr, listener.Port());
@@ -392,7 +392,7 @@ TEST(TelnetClient, EndsItsThreadWithExitCodeZero) {
     EXPECT_EQ(0u, code);
 }
 
-TEST(TelnetClient, LeavesNoThreadAndNoHandleBehindWhenThePeerClosedFirst) {
+TEST(TelnetClient, LeavesNoThreadAndNoHandleWhenThePeerClosesFirst) {
     const LoopbackListener listener;
     const CountsAround counts([&] {
         Client client;
@@ -404,7 +404,7 @@ TEST(TelnetClient, LeavesNoThreadAndNoHandleBehindWhenThePeerClosedFirst) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
-// Lets the receive thread linger behind the end of its routine.
+// Keeps the receive thread running for a while after its routine has ended.
 struct LingeringThread {
     LPTHREAD_START_ROUTINE routine = nullptr;
     void* parameter = nullptr;
@@ -428,7 +428,7 @@ struct LingeringThread {
         }};
 };
 
-TEST(TelnetClient, WaitsForItsThreadAlsoWhenTheThreadHasAlreadyClosedTheSocket) {
+TEST(TelnetClient, WaitsForItsThreadEvenWhenTheThreadHasAlreadyClosedTheSocket) {
     const LoopbackListener listener;
     LingeringThread lingering;
     {
@@ -465,7 +465,7 @@ TEST(TelnetClient, WaitsForItsThreadAgainWhenAWaitFails) {
     EXPECT_EQ(3, waits);
 }
 
-TEST(TelnetClient, ClosesFromItsThreadOnlyASocketThatIsStillItsOwn) {
+TEST(TelnetClient, ClosesOnItsThreadOnlyASocketThatIsStillItsOwn) {
     const LoopbackListener listener;
     CountedCloses closes;
     Client client;
@@ -501,7 +501,7 @@ TEST(TelnetClient, ConnectsAgainAfterThePeerClosed) {
     EXPECT_THAT(client.Texts(), ElementsAre("again\n", "\n"));
 }
 
-TEST(TelnetClient, ClosesTheConnectionBeforeWhenItConnectsAgain) {
+TEST(TelnetClient, ClosesThePreviousConnectionWhenItConnectsAgain) {
     const LoopbackListener listener;
     Client client;
     (void)client.Connect(nullptr, listener.Port());
@@ -524,7 +524,7 @@ TEST(TelnetClient, IsIdleAfterItFailsToConnectAgain) {
 
 // --- Receiving -----------------------------------------------------------------------------------
 
-// Lets a client receive these chunks and then end, and gives what it has queued.
+// Lets a client receive these chunks until the connection ends, and returns what it has queued.
 std::vector<std::string> Received(std::vector<std::string> chunks, Client& client) {
     const LoopbackListener listener;
     const ScriptedRecv recv(std::move(chunks));
@@ -578,7 +578,7 @@ TEST(TelnetClient, QueuesALineThatFillsTheBuffer) {
                 ElementsAre(std::string(8191, 'x') + "\n", "\n"));
 }
 
-TEST(TelnetClient, ReadsZeroBytesBehindACommandThatAFullBufferCutsOff) {
+TEST(TelnetClient, ReadsZeroBytesAfterACommandThatAFullBufferCutsOff) {
     Client client;
     const LoopbackListener listener;
     const ScriptedRecv recv({std::string(8190, 'x') + "\n\xFF"});
@@ -590,7 +590,7 @@ TEST(TelnetClient, ReadsZeroBytesBehindACommandThatAFullBufferCutsOff) {
     EXPECT_EQ(std::string("\n\xFF\0\0\0", 5), std::string(client.messages.back()->text.get(), 5));
 }
 
-TEST(TelnetClient, ReadsNothingOfAnEarlierChunkBehindACommandThatIsCutOff) {
+TEST(TelnetClient, ReadsNothingOfAnEarlierChunkAfterACommandThatIsCutOff) {
     Client client;
     const LoopbackListener listener;
     const ScriptedRecv recv({"secret\n", "a\n\xFF"});
@@ -601,7 +601,7 @@ TEST(TelnetClient, ReadsNothingOfAnEarlierChunkBehindACommandThatIsCutOff) {
     EXPECT_EQ(std::string("\n\xFF\0\0\0", 5), std::string(client.messages.back()->text.get(), 5));
 }
 
-TEST(TelnetClient, QueuesForRandomChunksWhatThePlainModelGives) {
+TEST(TelnetClient, AgreesWithTheModelOnRandomChunks) {
     std::mt19937 random(20'240'611);
     std::vector<std::string> chunks;
     std::vector<std::string> expected;
@@ -626,7 +626,7 @@ TEST(TelnetClient, NeverFillsTheSpareQueue) {
 
 // --- Telnet options ------------------------------------------------------------------------------
 
-// Stands for the endpoint of the process, for as long as it lives.
+// Is the current endpoint of the process while it lives.
 class OptionEndpoint : public TELNET::Telnet {
 public:
     OptionEndpoint() { TELNET::g_currentTelnet = this; }
@@ -648,7 +648,7 @@ public:
     std::vector<std::string> formats;
 };
 
-TEST(TelnetOptions, HaveNobodyToAnswerThemAtFirst) {
+TEST(TelnetOptions, HaveNoEndpointToAnswerThemAtFirst) {
     EXPECT_EQ(nullptr, TELNET::g_currentTelnet);
 }
 
@@ -709,7 +709,7 @@ protected:
         peer = listener.Accept();
     }
 
-    // What reached the peer, up to the end of the connection.
+    // Ends the connection and returns what reached the peer.
     std::string Wire() {
         client.Close();
         return ReceiveAll(peer);
@@ -807,7 +807,7 @@ TEST_F(TelnetClientSends, ABlockWithANameThatIsLongerThanTheHeadersBuffer) {
     EXPECT_EQ("\r\n<NxBlock=" + name + ">payload</NxBlock>\r\n", Wire());
 }
 
-TEST(TelnetClient, ReportsTrueForSendsThatReachNobody) {
+TEST(TelnetClient, ReturnsTrueForSendsThatReachNobody) {
     Client client;
     const TELNET::NxBlock block{0, "data", "payload", 7};
 
@@ -818,13 +818,13 @@ TEST(TelnetClient, ReportsTrueForSendsThatReachNobody) {
 
 // --- Layout --------------------------------------------------------------------------------------
 
-TEST(TelnetClient, HasItsVirtualOperationsInTheirSlots) {
+TEST(TelnetClient, HasItsVirtualFunctionsInTheirSlots) {
     EXPECT_EQ(1u, SlotOf(&TELNET::TelnetClient::SendFormat));
     EXPECT_EQ(2u, SlotOf(&TELNET::TelnetClient::SendBlock));
     EXPECT_EQ(3u, SlotOf(&TELNET::TelnetClient::SendRaw));
 }
 
-TEST(TelnetClient, HasItsFieldsInTheirOrderBehindTheBase) {
+TEST(TelnetClient, HasItsFieldsInOrderAfterTheBase) {
     const Client client;
 
     const std::vector<const void*> places{&client.spareQueue, &client.socketLock, &client.socket,

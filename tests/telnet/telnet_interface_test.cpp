@@ -15,8 +15,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 class Connection final : public TELNET::TelnetInterface {
 public:
     bool SendFormat(std::uint32_t, const char*, ...) override { return true; }
@@ -40,13 +38,13 @@ protected:
     std::int32_t tag = 99;
 };
 
-TEST_F(ReceivedLineQueue, GivesNullAndLeavesTheTagAloneWhenEmpty) {
+TEST_F(ReceivedLineQueue, ReturnsNullAndLeavesTheTagAloneWhenEmpty) {
     EXPECT_EQ(nullptr, connection.PopMessage(&tag));
 
     EXPECT_EQ(99, tag);
 }
 
-TEST_F(ReceivedLineQueue, GivesBackATextAndItsTag) {
+TEST_F(ReceivedLineQueue, ReturnsATextAndItsTag) {
     Push("line\n", -5);
 
     EXPECT_STREQ("line\n", connection.PopMessage(&tag));
@@ -54,7 +52,7 @@ TEST_F(ReceivedLineQueue, GivesBackATextAndItsTag) {
     EXPECT_EQ(-5, tag);
 }
 
-TEST_F(ReceivedLineQueue, GivesTheOldestTextFirst) {
+TEST_F(ReceivedLineQueue, ReturnsTheOldestTextFirst) {
     Push("one", 1);
     Push("two", 2);
     Push("three", 3);
@@ -66,7 +64,7 @@ TEST_F(ReceivedLineQueue, GivesTheOldestTextFirst) {
     EXPECT_EQ(nullptr, connection.PopMessage(&tag));
 }
 
-TEST_F(ReceivedLineQueue, KeepsACopyOfTheBytesWithAZeroByteBehindThem) {
+TEST_F(ReceivedLineQueue, KeepsACopyOfTheBytesFollowedByAZeroByte) {
     std::string text("a\0b?", 4);
     connection.PushMessage(text.data(), 3, 0);
     text = "xxxx";
@@ -74,7 +72,7 @@ TEST_F(ReceivedLineQueue, KeepsACopyOfTheBytesWithAZeroByteBehindThem) {
     EXPECT_EQ(std::string("a\0b\0", 4), std::string(connection.PopMessage(&tag), 4));
 }
 
-TEST_F(ReceivedLineQueue, TakesNothingOfLengthZeroOrLess) {
+TEST_F(ReceivedLineQueue, IgnoresTextOfLengthZeroOrLess) {
     connection.PushMessage("text", 0, 1);
     connection.PushMessage("text", -1, 1);
     connection.PushMessage(nullptr, INT_MIN, 1);
@@ -82,7 +80,7 @@ TEST_F(ReceivedLineQueue, TakesNothingOfLengthZeroOrLess) {
     EXPECT_EQ(nullptr, connection.PopMessage(&tag));
 }
 
-TEST_F(ReceivedLineQueue, LosesATextThatThereIsNoMemoryFor) {
+TEST_F(ReceivedLineQueue, LosesATextWhenThereIsNoMemoryForIt) {
     connection.PushMessage("text", INT_MAX, 1);
     Push("next");
 
@@ -93,7 +91,7 @@ class LineWithoutMemory : public testing::TestWithParam<int> {};
 
 TEST_P(LineWithoutMemory, IsLost) {
     Connection connection;
-    // As many as fill the first part of the queue: the next line needs another part as well.
+    // Fills the first block of the queue, so that the next line needs another block as well.
     while (connection.messages.size() < 127) connection.PushMessage("line", 4, 0);
     bool happened = false;
     const CountsAround counts([&] {
@@ -109,7 +107,7 @@ TEST_P(LineWithoutMemory, IsLost) {
 
 INSTANTIATE_TEST_SUITE_P(OfItsAllocation, LineWithoutMemory, testing::Values(1, 2, 3));
 
-TEST_F(ReceivedLineQueue, KeepsTheTextThatWasGivenLastWhenThereIsNoOther) {
+TEST_F(ReceivedLineQueue, KeepsTheLastTextWhenThereIsNoOther) {
     Push("text");
     const char* const text = connection.PopMessage(&tag);
 
@@ -119,8 +117,9 @@ TEST_F(ReceivedLineQueue, KeepsTheTextThatWasGivenLastWhenThereIsNoOther) {
     EXPECT_EQ(text, connection.lastText.get());
 }
 
-TEST_F(ReceivedLineQueue, FreesTheTextBeforeWithTheNextOne) {
-    if (!ProcessCounts::IncludeAllocations()) GTEST_SKIP() << "allocates elsewhere";
+TEST_F(ReceivedLineQueue, FreesThePreviousTextWhenItReturnsTheNextOne) {
+    if (!ProcessCounts::IncludeAllocations())
+        GTEST_SKIP() << "the heap counts leave allocations out";
     Push("one");
     Push("two");
     (void)connection.PopMessage(&tag);
@@ -133,7 +132,8 @@ TEST_F(ReceivedLineQueue, FreesTheTextBeforeWithTheNextOne) {
 }
 
 TEST_F(ReceivedLineQueue, HoldsALineInOneBlockForItsTextAndOneForItsRecord) {
-    if (!ProcessCounts::IncludeAllocations()) GTEST_SKIP() << "allocates elsewhere";
+    if (!ProcessCounts::IncludeAllocations())
+        GTEST_SKIP() << "the heap counts leave allocations out";
     (void)ProcessCounts::Now();
     const ProcessCounts before = ProcessCounts::Now();
 
@@ -177,7 +177,7 @@ TEST(TelnetInterface, DoesNothingOnConnect) {
     EXPECT_TRUE(connection.messages.empty());
 }
 
-TEST(TelnetInterface, FreesItsTextsWithItself) {
+TEST(TelnetInterface, FreesItsTextsWhenDestroyed) {
     const CountsAround counts([&] {
         Connection connection;
         std::int32_t tag = 0;
@@ -200,7 +200,7 @@ TEST(TelnetInterface, HoldsItsHoldLockForLife) {
     EXPECT_FALSE(entered);
 }
 
-TEST(TelnetInterface, TriesItsHoldLockAndLeavesItOnceAtItsEnd) {
+TEST(TelnetInterface, TriesItsHoldLockAndLeavesItOnceWhenDestroyed) {
     auto connection = std::make_unique<Connection>();
     const void* const holdLock = &connection->holdLock;
     std::string calls;
@@ -220,7 +220,7 @@ TEST(TelnetInterface, TriesItsHoldLockAndLeavesItOnceAtItsEnd) {
     EXPECT_EQ("try leave ", calls);
 }
 
-TEST(TelnetInterface, EndsOnAnotherThreadToo) {
+TEST(TelnetInterface, CanBeDestroyedOnAnotherThread) {
     const CountsAround counts([] {
         auto connection = std::make_unique<Connection>();
         std::thread([&] { connection.reset(); }).join();
@@ -239,13 +239,13 @@ TEST(TelnetInterface, NeverFillsItsSpareQueue) {
     EXPECT_TRUE(connection.spareQueue.empty());
 }
 
-TEST(TelnetInterface, HasItsVirtualOperationsInTheirSlots) {
+TEST(TelnetInterface, HasItsVirtualFunctionsInTheirSlots) {
     EXPECT_EQ(0u, SlotOf(&TELNET::TelnetInterface::OnConnect));
     EXPECT_EQ(1u, SlotOf(&TELNET::TelnetInterface::SendFormat));
     EXPECT_EQ(2u, SlotOf(&TELNET::TelnetInterface::SendBlock));
 }
 
-TEST(TelnetInterface, HasItsFieldsInTheirOrder) {
+TEST(TelnetInterface, HasItsFieldsInOrder) {
     const Connection connection;
 
     const std::vector<const void*> places{&connection.queueLock, &connection.messages,

@@ -27,12 +27,12 @@ public:
     using TelnetServer::thread;
 };
 
-// A connected client as an accept side would enter it.
+// A connected client and the record that a server has of it.
 struct ConnectedClient {
     SocketPair sockets;
     TELNET::ClientRecord record{sockets.here.Get()};
 
-    // What reached this client; ends the connection.
+    // Ends the connection and returns what reached this client.
     std::string Wire() {
         sockets.here.Reset();
         return ReceiveAll(sockets.there);
@@ -41,7 +41,7 @@ struct ConnectedClient {
 
 class TelnetServerSends : public testing::Test {
 protected:
-    // Entered out of order on purpose.
+    // Added out of order, so that the order of the sends shows.
     TelnetServerSends() {
         server.clients[30] = &third.record;
         server.clients[10] = &first.record;
@@ -58,7 +58,7 @@ protected:
     Server server;
 };
 
-TEST_F(TelnetServerSends, TextToTheClientOfThatNumberAlone) {
+TEST_F(TelnetServerSends, TextOnlyToTheClientWithThatNumber) {
     EXPECT_TRUE(server.SendFormat(20, "%s %d\n", "value", 42));
 
     EXPECT_EQ("", first.Wire());
@@ -107,7 +107,7 @@ TEST_F(TelnetServerSends, LongerTextCutTo8191Characters) {
     EXPECT_THAT(sends.Lengths(), ElementsAre(8191, 8191, 8191));
 }
 
-TEST_F(TelnetServerSends, ABlockToTheClientOfThatNumberAlone) {
+TEST_F(TelnetServerSends, ABlockOnlyToTheClientWithThatNumber) {
     const TELNET::NxBlock block{30, "data", "payload", 7};
 
     EXPECT_TRUE(server.SendBlock(&block));
@@ -164,7 +164,7 @@ TEST_F(TelnetServerSends, NoBlockToAnUnknownClient) {
     EXPECT_THAT(sends.calls, IsEmpty());
 }
 
-TEST_F(TelnetServerSends, ToTheOthersAlsoWhenOneClientIsGone) {
+TEST_F(TelnetServerSends, ToTheOthersEvenWhenOneClientIsGone) {
     first.sockets.here.Reset();
 
     EXPECT_TRUE(server.SendFormat(0, "all\n"));
@@ -173,7 +173,7 @@ TEST_F(TelnetServerSends, ToTheOthersAlsoWhenOneClientIsGone) {
     EXPECT_EQ("all\n", third.Wire());
 }
 
-// For each send of a server call, whether the receiver's lock and the next client's were free.
+// Notes at each send to the receiver whether its lock and another client's lock are free.
 struct LockWatch {
     explicit LockWatch(TELNET::ClientRecord& receiver, TELNET::ClientRecord& other)
         : receiver_(receiver), other_(other) {}
@@ -264,7 +264,7 @@ TEST_F(TelnetServerSends, BlocksOfSeveralThreadsOneAfterTheOther) {
     EXPECT_EQ(2 * each, whole);
 }
 
-TEST(TelnetServer, ReportsFalseWhenThereIsNoClientAtAll) {
+TEST(TelnetServer, ReturnsFalseWhenThereIsNoClient) {
     Server server;
     const TELNET::NxBlock block{0, "data", "payload", 7};
 
@@ -272,7 +272,7 @@ TEST(TelnetServer, ReportsFalseWhenThereIsNoClientAtAll) {
     EXPECT_FALSE(server.SendBlock(&block));
 }
 
-TEST(TelnetServer, BeginsIdle) {
+TEST(TelnetServer, StartsIdle) {
     const Server server;
 
     EXPECT_EQ(INVALID_SOCKET, server.listenSocket);
@@ -321,7 +321,7 @@ TEST(TelnetServer, ClosesItsListeningSocketOnceAndWaitsForItsThread) {
     EXPECT_EQ(nullptr, accepting.server.thread.Get());
 }
 
-TEST(TelnetServer, ClosesWithItself) {
+TEST(TelnetServer, ClosesWhenDestroyed) {
     const CountsAround counts([] { const Accepting accepting; });
 
     EXPECT_EQ(counts.before, counts.after);
@@ -340,12 +340,12 @@ TEST(TelnetServer, LeavesItsClientsToTheirOwner) {
     EXPECT_EQ("alive", client.Wire());
 }
 
-TEST(TelnetServer, HasItsVirtualOperationsInTheirSlots) {
+TEST(TelnetServer, HasItsVirtualFunctionsInTheirSlots) {
     EXPECT_EQ(1u, SlotOf(&TELNET::TelnetServer::SendFormat));
     EXPECT_EQ(2u, SlotOf(&TELNET::TelnetServer::SendBlock));
 }
 
-TEST(TelnetServer, HasItsFieldsInTheirOrderBehindTheBase) {
+TEST(TelnetServer, HasItsFieldsInOrderAfterTheBase) {
     const Server server;
 
     const std::vector<const void*> places{&server.spareQueue, &server.listenLock,
@@ -354,7 +354,7 @@ TEST(TelnetServer, HasItsFieldsInTheirOrderBehindTheBase) {
     EXPECT_THAT(places, testing::WhenSorted(testing::ElementsAreArray(places)));
 }
 
-TEST(ClientRecord, BeginsWithoutASocketUnlessGivenOne) {
+TEST(ClientRecord, StartsWithoutASocketUnlessGivenOne) {
     EXPECT_EQ(INVALID_SOCKET, TELNET::ClientRecord().socket);
     EXPECT_EQ(7u, TELNET::ClientRecord(7).socket);
 }

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-// The number of a virtual member function's slot. GCC and Clang keep one more than its offset in
-// the pointer to the member.
+// The number of a virtual member function's slot. In a pointer to member, GCC and Clang store the
+// slot's offset plus one.
 template <typename Member>
 [[nodiscard]] std::size_t SlotOf(Member member) {
     std::uintptr_t word = 0;
