@@ -7,7 +7,7 @@ namespace tools {
 namespace {
 
 // A process without a console may have either value for "none".
-bool IsOpen(HANDLE output) {
+bool IsOpen(const void* output) {
     return output != nullptr && output != INVALID_HANDLE_VALUE;
 }
 
