@@ -55,6 +55,7 @@ def show_times(results):
 
 
 def show_ratios(results):
+    """Prints the ratios in the same round and those of the fastest runs."""
     # What slows the machine down for a while slows both sides of a round, but not always alike; the
     # fastest run of each side met the least of it.
     head = ["archive", *(f"{upper} / {lower}" for upper, lower in RATIOS)]

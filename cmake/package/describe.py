@@ -27,7 +27,8 @@ def source_time(source):
     if "SOURCE_DATE_EPOCH" in os.environ:
         return max(int(os.environ["SOURCE_DATE_EPOCH"]), START_OF_ZIP_TIME)
     commit = subprocess.run(
-        ["git", "-C", source, "log", "-1", "--format=%ct"], capture_output=True, text=True
+        ["git", "-C", source, "log", "-1", "--format=%ct"],
+        capture_output=True, text=True, check=False,
     )
     return int(commit.stdout) if commit.returncode == 0 else START_OF_ZIP_TIME
 
@@ -41,6 +42,7 @@ def identifier(kind, name):
 
 
 def spdx_package(component):
+    """A component of components.json, as SPDX has it."""
     package = {
         "SPDXID": identifier("Package", component["name"]),
         "name": component["name"],
@@ -108,6 +110,7 @@ def bill_of_materials(components, root, names, seconds):
 
 
 def describe_installation(arguments):
+    """Writes the bill of materials and the sums; the sums cover the bill too."""
     root = Path(arguments.root)
     # The manifest names files without DESTDIR in front, which the root has.
     destination = os.environ.get("DESTDIR", "")
@@ -115,17 +118,19 @@ def describe_installation(arguments):
     documents = root / arguments.documents
     documents.mkdir(parents=True, exist_ok=True)
 
-    components = [component for component in json.loads(Path(arguments.components).read_text())
+    described = json.loads(Path(arguments.components).read_text(encoding="utf-8"))
+    components = [component for component in described
                   if "only with" not in component or component["only with"] in names]
     bill = bill_of_materials(components, root, names, source_time(arguments.source))
-    (documents / SBOM).write_text(json.dumps(bill, indent=2) + "\n")
+    (documents / SBOM).write_text(json.dumps(bill, indent=2) + "\n", encoding="utf-8")
 
     names = sorted([*names, f"{arguments.documents}/{SBOM}"])
     sums = [f"{digest(root / name, 'sha256')}  {name}\n" for name in names]
-    (documents / SUMS).write_text("".join(sums))
+    (documents / SUMS).write_text("".join(sums), encoding="utf-8")
 
 
 def rewrite_zip(arguments):
+    """Puts the archive in the canonical form, in place."""
     original = Path(arguments.file)
     rewritten = original.with_suffix(".new")
     when = time.gmtime(source_time(arguments.source))[:6]

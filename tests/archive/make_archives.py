@@ -72,6 +72,7 @@ class SevenZip:
 
 
 def seven_zip_archives(pack, folder):
+    """7z archives of the tree with each method and option that matters to the reader."""
     def archive(name, *options):
         pack.pack(folder / f"{name}.7z", "-t7z", *options)
 
@@ -100,7 +101,6 @@ def zip_archives(pack, folder):
     with zipfile.ZipFile(folder / "without-folders.zip", "w") as archive:
         archive.writestr(zipfile.ZipInfo("plain.txt"), b"plain")
         archive.writestr(zipfile.ZipInfo("deep/deeper/deepest.txt"), b"deep")
-    (folder / "without-folders.zip").rename(folder / "without-folders.zip")
 
 
 def lzma86(content, filtered):
@@ -119,31 +119,38 @@ def single_file_archives(folder):
     (folder / "sample-x86.lzma86").write_bytes(lzma86(SAMPLE, filtered=True))
 
 
-def cabinet(files, mszip):
-    """A cabinet with one folder. The names are ASCII."""
+def cabinet_entries(files):
+    """The file entries of a cabinet with one folder."""
     dos_date, dos_time = (2010 - 1980) << 9 | 1 << 5 | 1, 0
-    entries, content = b"", b""
+    entries, position = b"", 0
     for name, data in files.items():
         attributes = 0x21 if name == READ_ONLY else 0x20
-        entries += struct.pack("<IIHHHH", len(data), len(content), 0, dos_date, dos_time, attributes)
+        entries += struct.pack("<IIHHHH", len(data), position, 0, dos_date, dos_time, attributes)
         entries += name.replace("/", "\\").encode("ascii") + b"\0"
-        content += data
+        position += len(data)
+    return entries
 
-    blocks, count = b"", 0
-    for start in range(0, len(content), 0x8000):
-        plain = content[start:start + 0x8000]
-        packed = plain
-        if mszip:
-            deflate = zlib.compressobj(9, zlib.DEFLATED, -15)
-            packed = b"CK" + deflate.compress(plain) + deflate.flush()
-        blocks += struct.pack("<IHH", 0, len(packed), len(plain)) + packed
-        count += 1
 
+def cabinet_block(plain, mszip):
+    """A data block of a cabinet; holds at most 32 KB."""
+    packed = plain
+    if mszip:
+        deflate = zlib.compressobj(9, zlib.DEFLATED, -15)
+        packed = b"CK" + deflate.compress(plain) + deflate.flush()
+    return struct.pack("<IHH", 0, len(packed), len(plain)) + packed
+
+
+def cabinet(files, mszip):
+    """A cabinet with one folder. The names are ASCII."""
+    content = b"".join(files.values())
+    blocks = [cabinet_block(content[start:start + 0x8000], mszip)
+              for start in range(0, len(content), 0x8000)]
+    entries, data = cabinet_entries(files), b"".join(blocks)
     files_at = 36 + 8
     data_at = files_at + len(entries)
-    header = struct.pack("<4sIIIIIBBHHHHH", b"MSCF", 0, data_at + len(blocks), 0, files_at, 0, 3, 1, 1,
+    header = struct.pack("<4sIIIIIBBHHHHH", b"MSCF", 0, data_at + len(data), 0, files_at, 0, 3, 1, 1,
                          len(files), 0, 0x4D4C, 0)
-    return header + struct.pack("<IHH", data_at, count, int(mszip)) + entries + blocks
+    return header + struct.pack("<IHH", data_at, len(blocks), int(mszip)) + entries + data
 
 
 def cab_archives(folder):
@@ -153,6 +160,7 @@ def cab_archives(folder):
 
 
 def damaged_archives(folder):
+    """Archives that are cut off, altered, empty or no archives; needs the 7z archives."""
     good = (folder / "drivers.7z").read_bytes()
 
     def flipped(position):

@@ -11,10 +11,10 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-import comparison  # noqa: E402
-from comparison import Comparison, Reference, judge, kind_of  # noqa: E402
-from mutations import LONG, mutant, sources  # noqa: E402
-from windows_side import Outcome  # noqa: E402
+import comparison
+from comparison import Comparison, Reference, judge, kind_of
+from mutations import LONG, mutant, sources
+from windows_side import Outcome
 
 MB = 1 << 20
 INVALID_NAME = 0x8007007B
@@ -22,7 +22,8 @@ INVALID_NAME = 0x8007007B
 
 class ComparisonTest(unittest.TestCase):
     def setUp(self):
-        self.place = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.place = Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.place)
         self.archive = self.place / "archive"
         self.out = self.place / "out"
 

@@ -18,7 +18,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "archive"))
 
-from make_archives import TIME, cabinet, lzma86, machine_code  # noqa: E402
+from make_archives import TIME, cabinet, lzma86, machine_code
 
 # Small, so that thousands of archives can be unpacked, and yet of several blocks where a format has any.
 TREE = {
@@ -189,7 +189,7 @@ def prepend(source, data, _start, _end):
     data[:0] = source.randbytes(source.choice((1, 4, 100)))
 
 
-def set_dictionary(source, data, start, end):
+def set_dictionary(source, data, _start, end):
     """One of the sizes that the Lzma format knows, up to the largest."""
     at = end - 12  # the size of the content follows it
     size = source.choice((2, 3)) << source.randrange(11, 31)
@@ -230,7 +230,7 @@ def damage_directory(source, kind, data):
     return data
 
 
-def damage_anywhere(source, kind, data):
+def damage_anywhere(source, _kind, data):
     for _ in range(source.choice((1, 1, 2, 4))):
         if len(data) > 0:
             source.choice(ANYWHERE)(source, data, 0, len(data))
@@ -245,10 +245,9 @@ def mutant(kind, number):
     return bytes(way(source, kind, data))
 
 
-def main():
-    kind, number, file = sys.argv[1:]
+def main(kind, number, file):
     Path(file).write_bytes(mutant(kind, int(number)))
 
 
 if __name__ == "__main__":
-    main()
+    main(*sys.argv[1:])

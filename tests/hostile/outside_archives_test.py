@@ -15,8 +15,8 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
-from comparison import count_lines, judge  # noqa: E402
-from windows_side import Workspace  # noqa: E402
+from comparison import count_lines, judge
+from windows_side import Workspace
 
 FOLDER = os.environ.get("MENDLOFT_OUTSIDE_ARCHIVES")
 SECONDS = 900  # that one archive may take
@@ -30,7 +30,8 @@ class OutsideArchives(unittest.TestCase):
     def setUp(self):
         self.workspace = Workspace()
         self.addCleanup(self.workspace.close)
-        self.scratch = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.scratch = Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.scratch)
 
     def test_are_unpacked_as_7_zip_unpacks_them(self):
         archives = sorted(path for path in Path(FOLDER).rglob("*") if path.is_file())

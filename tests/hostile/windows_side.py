@@ -55,7 +55,7 @@ class Workspace:
 
     def __init__(self):
         PREFIXES.mkdir(parents=True, exist_ok=True)
-        self._lock = open(PREFIXES / f"{PREFIX}.lock", "w")
+        self._lock = os.open(PREFIXES / f"{PREFIX}.lock", os.O_CREAT | os.O_WRONLY)
         fcntl.flock(self._lock, fcntl.LOCK_EX)
         self.drive_c = PREFIXES / PREFIX / "drive_c"
         if not self.drive_c.exists():
@@ -66,7 +66,7 @@ class Workspace:
 
     def close(self):
         shutil.rmtree(self.folder)
-        self._lock.close()
+        os.close(self._lock)
 
     def place(self, number):
         """The folder that holds one "archive", and "out" when the library has unpacked any of it."""

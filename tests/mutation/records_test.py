@@ -1,5 +1,6 @@
 """The choice of mutants, the table of explanations, the kept results and the report."""
 
+import shutil
 import tempfile
 import unittest
 from pathlib import Path
@@ -80,7 +81,7 @@ class Explanations(unittest.TestCase):
 
     def test_need_a_reason(self):
         with self.assertRaises(WrongTable):
-            equivalent.read(_ROW.split("why")[0])
+            equivalent.read(_ROW.partition("why")[0])
 
     def test_do_not_explain_a_mutant_twice(self):
         with self.assertRaises(WrongTable):
@@ -113,14 +114,14 @@ class Outcome(unittest.TestCase):
 class Results(unittest.TestCase):
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="mendloft-mutation-test-")
-        self.addCleanup(folder.cleanup)
-        self.path = Path(folder.name) / "results.jsonl"
+        folder = Path(tempfile.mkdtemp(prefix="mendloft-mutation-test-"))
+        self.addCleanup(shutil.rmtree, folder)
+        self.path = folder / "results.jsonl"
         self.results = ResultFile(self.path)
         self.first, self.second = two_mutants()
 
-    def add(self, mutant, outcome, how=""):
-        self.results.add(Result(*key_of(mutant), outcome, how, 1.5))
+    def add(self, mutant, result, how=""):
+        self.results.add(Result(*key_of(mutant), result, how, 1.5))
 
     def report(self, table=""):
         return summary([self.first, self.second], self.results, Table(equivalent.read(table)))

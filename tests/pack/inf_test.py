@@ -2,7 +2,8 @@
 
 import unittest
 
-import support  # noqa: F401  (finds the package)
+# It puts the package on the path.
+import support  # pylint: disable=unused-import
 from mendloft_pack.inf import Inf, NotInf
 
 VERSION = """[Version]

@@ -16,6 +16,7 @@ class DirectoryReader(PackTest):
     """Reads what 7-Zip packed in many ways; 7-Zip's own listing tells what must come out."""
 
     def check(self, *options):
+        """Packs with these options and compares what is read; returns the directory."""
         (self.tree / "empty.txt").write_bytes(b"")
         (self.tree / "empty folder").mkdir()
         self.seven_zip(*options)

@@ -22,9 +22,8 @@ class PackTest(unittest.TestCase):
     """A test with a work folder that holds a complete tree of driver packages."""
 
     def setUp(self):
-        work = tempfile.TemporaryDirectory(prefix="mendloft-pack-test-")
-        self.addCleanup(work.cleanup)
-        self.work = Path(work.name)
+        self.work = Path(tempfile.mkdtemp(prefix="mendloft-pack-test-"))
+        self.addCleanup(shutil.rmtree, self.work)
         self.tree = self.work / "packages"
         shutil.copytree(DRIVERS, self.tree)
         self.archive = self.work / "driver.7z"

@@ -14,18 +14,19 @@ def danger(path):
         return "it is empty"
     if any("\ud800" <= character <= "\udfff" for character in path):
         return "it is no Unicode text"
-    for part in path.split("/"):
-        if not part:
-            return "it starts or ends with a slash, or two of them follow each other"
-        if part in (".", ".."):
-            return f'it holds the step "{part}"'
-        if found := _FORBIDDEN.search(part):
-            return f"Windows forbids the character {printable(found.group())} in names"
-        if part.endswith((".", " ")):
-            return "a part of it ends with a dot or a space, which Windows drops"
-        if _DEVICE.match(part):
-            return f'"{part}" is a device on Windows'
-    return None
+    return next(filter(None, map(_danger_in_part, path.split("/"))), None)
+
+
+def _danger_in_part(part):
+    if not part:
+        return "it starts or ends with a slash, or two of them follow each other"
+    if part in (".", ".."):
+        return f'it holds the step "{part}"'
+    if found := _FORBIDDEN.search(part):
+        return f"Windows forbids the character {printable(found.group())} in names"
+    if part.endswith((".", " ")):
+        return "a part of it ends with a dot or a space, which Windows drops"
+    return f'"{part}" is a device on Windows' if _DEVICE.match(part) else None
 
 
 def printable(path):

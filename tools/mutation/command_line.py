@@ -150,8 +150,8 @@ class _Crew:
                         print(f"{result.seconds:5.1f} s  {result.outcome:<12}  {mutant.id}  "
                               f"{result.change}  {result.how}", flush=True)
                 workspace.write(group[0].file, text)
-        except Exception as error:  # pylint: disable=broad-except  (raised again by `work`)
-            self._error = error
+        except Exception as error:  # pylint: disable=broad-exception-caught
+            self._error = error  # `work` raises it again, in its own thread
 
 
 def _programs(mutants):

@@ -6,7 +6,6 @@ import shutil
 import subprocess
 import time
 from dataclasses import dataclass
-from pathlib import Path
 
 PREFIX = "win64-10.0"
 
