@@ -7,7 +7,8 @@ import unittest
 import zlib
 
 from support import PackTest, reseal, technical_listing
-from mendloft_pack.sevenzip_format import DamagedArchive, Directory
+from mendloft_pack.sevenzip_format import Directory
+from mendloft_pack.sevenzip_values import DamagedArchive
 
 MUTATIONS = 4000
 
@@ -71,6 +72,17 @@ class DirectoryReader(PackTest):
         data = b"7z\xbc\xaf\x27\x1c\0\4" + struct.pack("<I", zlib.crc32(start)) + start
 
         self.assertEqual(([], []), (Directory(data).items, Directory(data).methods))
+
+    def test_refuses_an_item_without_content_that_comes_after_the_list_of_empty_files(self):
+        names = "a\0b\0".encode("utf-16-le")
+        without_content, empty_files = 14, 15
+        header = bytes([1, 5, 2, without_content, 1, 0b10000000, empty_files, 1, 0b10000000,
+                        without_content, 1, 0b11000000, 17, len(names) + 1, 0, *names, 0, 0])
+        start = struct.pack("<QQI", 0, len(header), zlib.crc32(header))
+        data = (b"7z\xbc\xaf\x27\x1c\0\4" + struct.pack("<I", zlib.crc32(start)) + start + header)
+
+        with self.assertRaisesRegex(DamagedArchive, "^its directory is malformed$"):
+            Directory(data)
 
     def test_raises_nothing_but_its_own_error_whatever_the_directory_holds(self):
         data = self.made()

@@ -180,8 +180,8 @@ class VerifyDamage(PackTest):
 
         result = self.verify(data[:-1])
 
-        self.assertProblems(result, f"archive: it is cut off: {len(data) - 1} bytes are there, "
-                                    f"{len(data)} should be")
+        self.assertProblems(result, f"archive: it is cut off after {len(data) - 1} of "
+                                    f"{len(data)} bytes")
 
     def test_refuses_a_stump_of_any_length(self):
         data = self.made()
@@ -234,7 +234,7 @@ class VerifyDamage(PackTest):
     def test_refuses_bytes_behind_the_end(self):
         result = self.verify(self.made() + b"more")
 
-        self.assertProblems(result, "archive: 4 bytes that do not belong to it follow its end")
+        self.assertProblems(result, "archive: it is followed by 4 bytes that do not belong to it")
 
     def test_refuses_another_format(self):
         subprocess.run(["7zz", "a", "-tzip", "x.zip", "packages"], cwd=self.work,

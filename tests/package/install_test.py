@@ -50,8 +50,11 @@ FILES = [
     "tools/mendloft_pack/inf.py",
     "tools/mendloft_pack/layout.py",
     "tools/mendloft_pack/names.py",
+    "tools/mendloft_pack/sevenzip_blocks.py",
     "tools/mendloft_pack/sevenzip_format.py",
+    "tools/mendloft_pack/sevenzip_packed_directory.py",
     "tools/mendloft_pack/sevenzip_program.py",
+    "tools/mendloft_pack/sevenzip_values.py",
 ]
 # Present only if the build found what it takes to make them.
 OPTIONAL = {

@@ -9,7 +9,8 @@ from pathlib import Path
 
 from . import checks, layout, names
 from .findings import CannotWork, Findings
-from .sevenzip_format import DamagedArchive, Directory
+from .sevenzip_format import Directory
+from .sevenzip_values import DamagedArchive
 
 # Every item bears this time, so that the same files give the same bytes.
 _DEFAULT_TIME = calendar.timegm((2001, 1, 1, 0, 0, 0))
