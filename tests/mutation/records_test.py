@@ -157,16 +157,16 @@ class Results(unittest.TestCase):
         self.add(self.second, SURVIVED)
         lines, right = self.report()
         self.assertFalse(right)
-        self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); of the survivors 0 explained "
-                                             "and 1 not"), lines[-1])
+        self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); survivors: 0 explained, "
+                                             "1 unexplained;"), lines[-1])
 
     def test_count_an_explained_survivor_as_one(self):
         self.add(self.first, SURVIVED)
         self.add(self.second, CAUGHT, "failed A.B")
         lines, right = self.report(_ROW)
         self.assertTrue(right)
-        self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); of the survivors 1 explained "
-                                             "and 0 not"), lines[-1])
+        self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); survivors: 1 explained, "
+                                             "0 unexplained;"), lines[-1])
         self.assertEqual("Without what no test can catch: 1 of 1 caught (100.0 %)", lines[-2])
 
     def test_are_wrong_with_an_explanation_of_what_is_caught(self):
@@ -177,7 +177,7 @@ class Results(unittest.TestCase):
         self.add(self.first, NOT_COMPILED)
         self.add(self.second, CAUGHT, "failed A.B")
         lines, _ = self.report()
-        self.assertEqual("1 of 1 caught (100.0 %); of the survivors 0 explained and 0 not; 1 more did "
+        self.assertEqual("1 of 1 caught (100.0 %); survivors: 0 explained, 0 unexplained; 1 more did "
                          "not compile", lines[-1])
 
 
