@@ -245,9 +245,10 @@ def mutant(kind, number):
     return bytes(way(source, kind, data))
 
 
-def main(kind, number, file):
+def main(arguments):
+    kind, number, file = arguments
     Path(file).write_bytes(mutant(kind, int(number)))
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    main(sys.argv[1:])

@@ -79,7 +79,7 @@ class DirectoryReader(PackTest):
         header = bytes([1, 5, 2, without_content, 1, 0b10000000, empty_files, 1, 0b10000000,
                         without_content, 1, 0b11000000, 17, len(names) + 1, 0, *names, 0, 0])
         start = struct.pack("<QQI", 0, len(header), zlib.crc32(header))
-        data = (b"7z\xbc\xaf\x27\x1c\0\4" + struct.pack("<I", zlib.crc32(start)) + start + header)
+        data = b"7z\xbc\xaf\x27\x1c\0\4" + struct.pack("<I", zlib.crc32(start)) + start + header
 
         with self.assertRaisesRegex(DamagedArchive, "^its directory is malformed$"):
             Directory(data)

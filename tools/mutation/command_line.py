@@ -122,6 +122,7 @@ class _Crew:
         self._error = None
 
     def work(self, mutants):
+        """Tries the mutants. Raises what stopped a worker, after all have stopped."""
         groups = {}
         for mutant in mutants:
             groups.setdefault(mutant.file, []).append(mutant)
