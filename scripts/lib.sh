@@ -1,7 +1,9 @@
-# Shared by the scripts in this folder: where things lie, how a script speaks, and Wine's prefixes.
+# shellcheck shell=bash
+# Shared by the scripts in this folder: paths, messages, Wine prefixes, builds.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cache=${MENDLOFT_CACHE_DIR:-${XDG_CACHE_HOME:-$HOME/.cache}/mendloft}
+# shellcheck disable=SC2034  # only other scripts read it
 sevenzip_source=$cache/7zip
 prefixes=${MENDLOFT_PREFIXES:-$root/build/prefixes}
 script=$(basename "$0")
