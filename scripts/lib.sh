@@ -7,7 +7,7 @@ cache=${MENDLOFT_CACHE_DIR:-${XDG_CACHE_HOME:-$HOME/.cache}/mendloft}
 sevenzip_source=$cache/7zip
 prefixes=${MENDLOFT_PREFIXES:-$root/build/prefixes}
 script=$(basename "$0")
-export LC_ALL=C.UTF-8 # or Wine and 7-Zip would lose what a file name has beyond ASCII
+export LC_ALL=C.UTF-8 # Wine and 7-Zip would otherwise lose the non-ASCII characters of file names
 
 say() { printf '%s: %s\n' "$script" "$*" >&2; }
 
@@ -16,7 +16,7 @@ fail() {
     exit 1
 }
 
-# Prints what `winecfg -v` calls a Windows version.
+# Prints the name that `winecfg -v` has for the Windows version $1.
 winecfg_version() {
     case "$1" in
         5.1) echo winxp ;;
@@ -30,7 +30,7 @@ winecfg_version() {
     esac
 }
 
-# Runs a command with the folder $1 as its Wine prefix, of the bitness $2 (win32 or win64).
+# Runs a command in the Wine prefix that is the folder $1 and has the bitness $2 (win32 or win64).
 with_prefix() {
     local folder=$1 arch=$2
     shift 2
@@ -38,17 +38,17 @@ with_prefix() {
         WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe,winedbg.exe=d" "$@"
 }
 
-# Runs a command with the prefix of that name.
+# Runs a command in the project's prefix named $1.
 in_prefix() {
     local name=$1
     shift
     with_prefix "$prefixes/$name" "${name%%-*}" "$@"
 }
 
-# Makes the untouched prefix that all prefixes of one bitness are copied from; it takes some seconds.
+# Makes the prefix that all prefixes of one bitness are copied from. Takes some seconds.
 make_template() {
     local arch=$1 template=$2
-    say "making a Wine prefix to copy from ($arch)"
+    say "making a template for Wine prefixes ($arch)"
     rm -rf "$template.new"
     mkdir -p "$template.new"
     with_prefix "$template.new" "$arch" wine wineboot -i </dev/null >/dev/null 2>&1
@@ -57,8 +57,8 @@ make_template() {
     mv "$template.new" "$template"
 }
 
-# Makes the prefix of that name unless it is there: a copy of the template whose unchanging files are
-# hard links, set to the Windows version of its name.
+# Makes the prefix named $1 unless it exists. It is a copy of the template, with hard links for the files
+# that never change, and set to the Windows version in its name.
 make_prefix() {
     local name=$1 arch=${1%%-*} version template folder=$prefixes/$1
     [ ! -e "$folder/.ready" ] || return 0
@@ -73,7 +73,7 @@ make_prefix() {
         rm -rf "$folder"
         cp -al "$template" "$folder" 2>/dev/null || { rm -rf "$folder" && cp -a "$template" "$folder"; }
         local file
-        for file in "$folder"/*.reg; do # Wine rewrites these, so each prefix has its own
+        for file in "$folder"/*.reg; do # Wine rewrites these, so each prefix needs its own
             cp "$file" "$file.copy"
             mv "$file.copy" "$file"
         done
@@ -84,8 +84,8 @@ make_prefix() {
     exec 9>&-
 }
 
-# Configures and builds one of the presets: everything, or the targets that are named behind it. What
-# the tools say is shown only when they fail.
+# Configures and builds the preset $1: everything, or only the targets that follow. Shows the output of
+# the tools only when they fail.
 build() {
     local preset=$1 log=$root/build/$1.log
     shift
