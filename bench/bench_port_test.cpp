@@ -1,7 +1,7 @@
-// The port test against the least that anybody could do to ask the same: a bare socket, connect and
-// closesocket. A third contender does that and has a thread receive in between, as the port test
-// does, so that the price of a thread shows by itself. All run in this process and take turns, call
-// by call, on a port where a thread accepts and on one where nobody listens.
+// Compares the port test with the minimum that answers the same question: a bare socket, connect
+// and closesocket. A third variant also starts a thread that receives, as the port test does, and
+// so shows the cost of the thread alone. All three run in this process and take turns, call by
+// call, on a port where a thread accepts connections and on one where nothing listens.
 //
 //   bench_port_test [CALLS]
 
@@ -59,7 +59,7 @@ bool BareTestWithThread(std::uint16_t port) {
     return open;
 }
 
-// Accepts connections and closes each when its other side has.
+// Accepts connections and closes each after the other side has closed it.
 class Listener {
 public:
     Listener() {

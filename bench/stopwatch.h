@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-// How long one call of `work` takes, in microseconds.
+// Returns how long one call of `work` takes, in microseconds.
 template <typename Work>
 [[nodiscard]] double Microseconds(Work work) {
     using Clock = std::chrono::steady_clock;
@@ -14,7 +14,7 @@ template <typename Work>
     return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
 }
 
-// The middle one of the values; of an even number, the upper of the middle two.
+// Returns the middle value. Of an even number of values, it is the upper of the middle two.
 [[nodiscard]] inline double Median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());

@@ -1,9 +1,9 @@
-// Measures how long the extraction of an archive takes, in this process and by 7-Zip's console
+// Measures how long the extraction of an archive takes in this process and with 7-Zip's console
 // program.
 //
 //   bench_extract ROUNDS CONSOLE ARCHIVE
 //
-// Prints a line for each value: its name, a tab, and how many milliseconds or bytes it is.
+// Prints a line for each value: its name, a tab, and the value in milliseconds or bytes.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -42,7 +42,8 @@ void Extract(const std::wstring& archive, const std::wstring& folder) {
     if (result != 0) throw std::runtime_error("extraction ended with " + std::to_string(result));
 }
 
-// What the console program says of its own time, from the creation of its process to its last line.
+// Returns the time that the console program prints: from the creation of its process to its last
+// line.
 double TimeInside(const ProgramRun& run) {
     const std::size_t line = run.output.find("Global ");
     const std::size_t equals = run.output.find('=', line);
@@ -59,7 +60,7 @@ public:
           console_(Quoted(console)),
           own_(Quoted(ProgramFolder() + L"\\extract_once.exe")) {}
 
-    // Both sides must do the same work, and have everything they read in the system's cache.
+    // Both sides must do the same work, with everything they read in the system's cache.
     void WarmUp() const {
         const TemporaryFolder ours;
         const TemporaryFolder theirs;
@@ -78,8 +79,7 @@ public:
         Print("unpacked", std::accumulate(sizes.begin(), sizes.end(), 0.0));
     }
 
-    // One value of each kind, taken one after the other so that all see the machine in the same
-    // state.
+    // Takes one value of each kind in turn, so that all meet the machine in the same state.
     void MeasureTimes() const {
         Print("extract", TimeOfExtract());
         MeasureConsoleExtract();
@@ -124,7 +124,7 @@ private:
 
     std::wstring archive_;
     std::wstring console_;
-    std::wstring own_;  // what the console program does, by SevenZipExtractor
+    std::wstring own_;  // extract_once.exe, which extracts with SevenZipExtractor
 };
 
 void Compare(int rounds, const std::wstring& console, const std::wstring& archive) {

@@ -11,7 +11,7 @@ namespace intl = SevenZip::intl;
 
 namespace {
 
-// Takes no item's contents, and counts what did not come out well.
+// Accepts no contents, and counts the items that fail to decode.
 class TestCallback final : public intl::ComObject<IArchiveExtractCallback> {
 public:
     [[nodiscard]] int Failures() const { return failures_; }

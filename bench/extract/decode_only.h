@@ -2,6 +2,6 @@
 
 #include <string>
 
-// Decodes a 7z archive and checks its sums as ExtractTo would, by the same handler over the same
-// streams, but writes nothing. Throws a std::runtime_error when something is wrong with it.
+// Decodes a 7z archive and checks its checksums as ExtractTo does, with the same handler and
+// streams, but writes nothing. Throws std::runtime_error if the archive is damaged.
 void DecodeOnly(const std::wstring& archivePath);

@@ -1,5 +1,5 @@
-// Extracts an archive into a folder by SevenZipExtractor and does nothing else, to be measured from
-// outside like 7-Zip's console program. Does nothing at all without arguments.
+// Extracts an archive into a folder with SevenZipExtractor and does nothing else, so that it can be
+// measured from outside like 7-Zip's console program. Without arguments it does nothing at all.
 //
 //   extract_once [ARCHIVE FOLDER]
 #include <windows.h>

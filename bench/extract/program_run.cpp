@@ -10,7 +10,7 @@
 
 namespace {
 
-// A new file that a child process can write its output to.
+// Creates a file that a child process can write its output to.
 UniqueFile CreateInheritable(const std::wstring& path) {
     SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
     UniqueFile file(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inheritable,
