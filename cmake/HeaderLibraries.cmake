@@ -1,11 +1,11 @@
-# Libraries that consist of headers and come with Debian, for programs that run on Windows all the same.
-# Their headers lie in the build machine's own include folder, which must not be searched for anything
-# else, so each library is copied into a folder of its own.
+# Header-only libraries from Debian packages, which serve Windows programs as well. Debian installs the
+# headers in the build machine's own include folder. The cross compiler must not search that folder for
+# anything else, so each library is copied to a folder of its own.
 #
 #   mendloft_header_library(<target> <folder> <header> <Debian package>)
 function(mendloft_header_library target folder header package)
     find_path(MENDLOFT_${target}_HEADERS "${folder}/${header}" PATHS /usr/include
-              NO_CMAKE_FIND_ROOT_PATH DOC "The folder that has ${folder}/${header} in it")
+              NO_CMAKE_FIND_ROOT_PATH DOC "The folder that contains ${folder}/${header}")
     if(NOT MENDLOFT_${target}_HEADERS)
         message(FATAL_ERROR "${folder}/${header} is missing; run scripts/setup, or: "
                             "apt-get install --no-install-recommends ${package}")

@@ -1,12 +1,12 @@
-# What a host's developer gets: `cmake --install`, and with `cpack` the same files as a ZIP.
+# The package for developers of hosts: `cmake --install` installs it, `cpack` makes a ZIP of the same files.
 #
 #   bin/                   the library, the installer tool in files/inf, the console program
 #   include/, lib/         the header, an import library for each linker, CMake and pkg-config files
 #   tools/                 mendloft-pack, for owners of genuine driver packages
-#   share/doc/mendloft/    the docs, the examples, the licences of what is linked in, the bill of
-#                          materials (SPDX) and the SHA-256 sums of all files
+#   share/doc/mendloft/    the docs, the examples, the licences of the code that is linked in, the bill
+#                          of materials (SPDX) and the SHA-256 checksums of all files
 #
-# Included last, because the sums are taken of what was installed before.
+# Included last, because the checksums cover the files that the other install rules have installed.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -20,7 +20,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/include/mendloft/mendloft.h" DESTINATION "$
 install(PROGRAMS "${PROJECT_SOURCE_DIR}/tools/mendloft-pack" DESTINATION tools)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/tools/mendloft_pack" DESTINATION tools FILES_MATCHING PATTERN "*.py")
 
-# The linker makes the import library of its own kind, libmendloft.dll.a. The other kind takes LLVM.
+# The linker makes the import library for GNU linkers, libmendloft.dll.a. LLVM makes the other kind.
 if(NOT MSVC)
     find_program(MENDLOFT_LLVM_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14
                  DOC "LLVM's dlltool, which makes the import library for Visual Studio")
@@ -44,7 +44,7 @@ configure_package_config_file("${package_dir}/mendloft-config.cmake.in" "${PROJE
     INSTALL_DESTINATION "${config_dir}"
     PATH_VARS CMAKE_INSTALL_BINDIR CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR
     NO_CHECK_REQUIRED_COMPONENTS_MACRO)
-# Its check of the pointer's size keeps 64-bit hosts away.
+# The version file compares the size of pointers, so find_package() refuses 64-bit hosts.
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/mendloft-config-version.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/mendloft-config.cmake" "${PROJECT_BINARY_DIR}/mendloft-config-version.cmake"
         DESTINATION "${config_dir}")
@@ -68,6 +68,6 @@ set(CPACK_SOURCE_GENERATOR "")
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGE_FILE_NAME "libmendloft-${PROJECT_VERSION}-win32")
 set(CPACK_PACKAGE_CHECKSUM SHA256)
-# CPack's own archives tell when and by whom they were packed.
+# CPack's own archives contain the time of packing and the user who packed them.
 set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_BINARY_DIR}/rewrite_zip.cmake")
 include(CPack)

@@ -1,5 +1,5 @@
 # 7-Zip's archive code, from its own source tree outside of this one: extraction only, with just the
-# formats, codecs and the hasher that the library registers.
+# formats, the codecs and the hash function that the library needs.
 
 set(MENDLOFT_7ZIP_SOURCE_DIR "" CACHE PATH "The unpacked source of 7-Zip (the folder that holds C and CPP)")
 set(sevenzip_dir "${MENDLOFT_7ZIP_SOURCE_DIR}")
@@ -53,28 +53,28 @@ sevenzip_files(sources CPP/7zip/Crypto cpp
 sevenzip_files(zip_sources CPP/7zip/Archive/Zip cpp
     ZipHandler ZipIn ZipItem ZipRegister)
 
-# An object library, because a static one would drop the files whose only use is to register a format
-# or a codec from a static constructor.
+# An object library. The linker would drop files from a static one when their only purpose is a static
+# constructor that registers a format or a codec.
 add_library(sevenzip OBJECT ${sources} ${zip_sources} "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_update_stub.cpp")
 
-# Z7_ST: the coders, and so the extraction callbacks, run on the caller's thread.
+# Z7_ST makes the coders, and with them the extraction callbacks, run on the caller's thread.
 set(sevenzip_definitions Z7_EXTRACT_ONLY Z7_ST UNICODE _UNICODE)
 target_compile_definitions(sevenzip PRIVATE ${sevenzip_definitions})
 target_include_directories(sevenzip PRIVATE "${sevenzip_dir}/CPP")
 target_compile_options(sevenzip PRIVATE $<IF:$<BOOL:${MSVC}>,/w,-w>)
 
-# The Zip reader's header names two things that an extract-only build leaves out. Building these files
-# without Z7_EXTRACT_ONLY would give them other class layouts than the rest of 7-Zip has.
+# The header of the Zip reader uses two declarations that an extract-only build leaves out. Building
+# these files without Z7_EXTRACT_ONLY is no way out: their classes would differ from those of the rest.
 set(zip_shim "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_shim.h")
 set_source_files_properties(${zip_sources} "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_update_stub.cpp" PROPERTIES
     COMPILE_OPTIONS "$<IF:$<BOOL:${MSVC}>,/FI,-include>;${zip_shim}"
     OBJECT_DEPENDS "${zip_shim}")
 
-# The entry point of 7-Zip's own DLL steps aside for ours.
+# The entry point of 7-Zip's own DLL gets another name, because the library has an entry point of its own.
 set_source_files_properties("${sevenzip_dir}/CPP/7zip/Archive/DllExports2.cpp" PROPERTIES
     COMPILE_DEFINITIONS DllMain=SevenZipDllMain)
 
-# Whoever links `sevenzip_objects` links every object of it and the system libraries they call.
+# Linking `sevenzip_objects` links every object file and the system libraries that they call.
 add_library(sevenzip_objects INTERFACE)
 target_sources(sevenzip_objects INTERFACE $<TARGET_OBJECTS:sevenzip>)
 target_link_libraries(sevenzip_objects INTERFACE oleaut32 uuid user32)

@@ -1,5 +1,5 @@
-# GCC of mingw-w64, with the POSIX thread model (std::thread and friends). Included by the toolchain
-# files of the two bitnesses, which set the triplet and the package that the compiler comes in.
+# GCC of mingw-w64, with the POSIX thread model, which std::thread needs. The toolchain files of the two
+# bitnesses include this file after setting the triplet and the Debian package of the compiler.
 set(CMAKE_SYSTEM_NAME Windows)
 
 if(NOT DEFINED CMAKE_CXX_COMPILER)

@@ -1,4 +1,4 @@
-# Clang for 32-bit Windows on the headers, runtime and linker of GCC's mingw-w64.
+# Clang for 32-bit Windows, with the headers, the runtime and the linker of GCC's mingw-w64.
 set(triplet i686-w64-mingw32)
 find_program(MENDLOFT_MINGW_GCC ${triplet}-g++-posix REQUIRED)
 set(CMAKE_C_COMPILER clang)
@@ -7,7 +7,8 @@ include("${CMAKE_CURRENT_LIST_DIR}/mingw32.cmake")
 set(CMAKE_C_COMPILER_TARGET ${triplet})
 set(CMAKE_CXX_COMPILER_TARGET ${triplet})
 
-# Clang looks for GCC's folder by a bare version number; Debian names it after the thread model too.
+# Clang expects GCC's folder to be named after the version alone. On Debian the name also contains the
+# thread model.
 execute_process(COMMAND ${MENDLOFT_MINGW_GCC} -print-libgcc-file-name
                 OUTPUT_VARIABLE libgcc OUTPUT_STRIP_TRAILING_WHITESPACE)
 get_filename_component(gcc_folder "${libgcc}" DIRECTORY)

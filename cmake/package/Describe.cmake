@@ -1,5 +1,5 @@
-# The bill of materials and the sums of the installed files, and the ZIP's canonical form: all made by
-# describe.py, at installation and packing.
+# describe.py writes the bill of materials and the checksums at installation, and puts the ZIP into its
+# canonical form at packing.
 find_package(Python3 3.10 REQUIRED COMPONENTS Interpreter)
 
 file(STRINGS "${sevenzip_dir}/C/7zVersion.h" SEVENZIP_VERSION REGEX "define MY_VERSION_NUMBERS ")
@@ -21,7 +21,7 @@ if(TARGET mendloftctl)
     set(JSON_VERSION ${JSON_MAJOR}.${JSON_MINOR}.${JSON_PATCH})
 endif()
 
-# The compiler's own preprocessor knows the versions of the runtime libraries that it links.
+# The compiler's preprocessor knows the versions of the runtime libraries that it links.
 set(GCC_RUNTIME_VERSION NOASSERTION)
 set(MINGW_VERSION NOASSERTION)
 if(NOT MSVC)

@@ -1,11 +1,11 @@
-# The licences of what is linked into the library and the tools, copied from where each was installed
-# with the thing itself. THIRD-PARTY-NOTICES.md says what is what.
+# Installs the licences of the code that is linked into the library and the tools. Each is copied from
+# the place where the code itself was installed. THIRD-PARTY-NOTICES.md tells which belongs to what.
 set(licence_dir "${doc_dir}/licences")
 
 function(install_licence file name)
     if(NOT EXISTS "${file}")
-        message(WARNING "A licence that has to go with the package is missing: ${file}. Do not give the package "
-                        "away without it; name the file with -DMENDLOFT_..._LICENCE=<file>.")
+        message(WARNING "A licence that the package must contain is missing: ${file}. Do not distribute the "
+                        "package without it; name the file with -DMENDLOFT_..._LICENCE=<file>.")
         return()
     endif()
     get_filename_component(file "${file}" REALPATH)
@@ -15,7 +15,7 @@ endfunction()
 install(FILES "${sevenzip_dir}/DOC/License.txt" DESTINATION "${licence_dir}" RENAME 7-Zip.txt)
 install(FILES "${sevenzip_dir}/DOC/copying.txt" DESTINATION "${licence_dir}" RENAME LGPL-2.1.txt)
 
-# Where Debian puts the others; on other systems name the files.
+# The places are those of Debian. On other systems, set these variables.
 if(TARGET mendloftctl)
     set(MENDLOFT_CLI11_LICENCE /usr/share/doc/libcli11-dev/copyright CACHE FILEPATH "The licence of CLI11")
     set(MENDLOFT_JSON_LICENCE /usr/share/doc/nlohmann-json3-dev/copyright CACHE FILEPATH
@@ -25,7 +25,7 @@ if(TARGET mendloftctl)
 endif()
 
 if(MSVC)
-    return() # Microsoft's runtime comes with a licence of its own, which is the builder's
+    return() # the licence of Microsoft's runtime is between Microsoft and whoever builds the package
 endif()
 set(MENDLOFT_GCC_LICENCE /usr/share/doc/gcc-mingw-w64-base/copyright CACHE FILEPATH
     "The licence of GCC's runtime libraries, with the runtime library exception")

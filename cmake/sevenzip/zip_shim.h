@@ -1,5 +1,5 @@
-// Included in front of 7-Zip's Zip reader. Its handler has a member of a type that an extract-only
-// build leaves out; the reader itself uses of that type only what stands here.
+// Included before 7-Zip's Zip reader. The handler there has a member of a type that an extract-only
+// build leaves out. This declares as much of the type as the reader uses.
 #pragma once
 
 #include "Common/Common.h"

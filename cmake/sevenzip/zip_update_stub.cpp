@@ -1,5 +1,5 @@
-// The Zip handler's updating half, which an extract-only build does not contain. The handler's
-// virtual tables still name it; nobody here calls it.
+// The updating half of the Zip handler, which an extract-only build leaves out. The handler's
+// virtual tables still refer to these functions, but nothing here calls them.
 #include "7zip/Archive/Zip/ZipHandler.h"
 
 namespace NArchive::NZip {
