@@ -136,7 +136,7 @@ class InfText(unittest.TestCase):
                 Inf(line.encode("ascii"))
 
     def test_is_refused_with_text_in_front_of_the_first_section(self):
-        with self.assertRaisesRegex(NotInf, "^has a line in front of its first section: MZ$"):
+        with self.assertRaisesRegex(NotInf, "^has a line before its first section: MZ$"):
             Inf(b"MZ\r\n[Version]\r\n")
 
 

@@ -77,7 +77,7 @@ class Make(PackTest):
         result = self.make()
 
         self.assertRegex(result.stdout,
-                         r"driver\.7z: right: 31 files, \d+ bytes, packed into \d+\n$")
+                         r"driver\.7z: correct: 31 files, \d+ bytes, packed into \d+\n$")
 
     def test_gives_the_same_bytes_twice(self):
         self.assertEqual(self.made(), self.made())
@@ -106,7 +106,7 @@ class Make(PackTest):
         result = self.make(SOURCE_DATE_EPOCH="yesterday")
 
         self.assertEqual(3, result.returncode)
-        self.assertIn("SOURCE_DATE_EPOCH is no number of seconds since 1970: yesterday",
+        self.assertIn("SOURCE_DATE_EPOCH is not a number of seconds since 1970: yesterday",
                       result.stderr)
         self.assertFalse(self.archive.exists())
 
@@ -120,7 +120,7 @@ class Make(PackTest):
         self.assertProblems(
             result,
             "usb/x64/USBAAPL64.CAT: missing",
-            "usb/x64/usbaapl64.inf: its catalog does not lie beside it: USBAAPL64.CAT",
+            "usb/x64/usbaapl64.inf: its catalog is not beside it: USBAAPL64.CAT",
             "net/x86/netaapl.sys: missing",
             "path.txt: missing")
 
@@ -139,15 +139,15 @@ class Make(PackTest):
         self.assertProblems(
             result,
             "usb/x86/usbaapl.sys: is empty",
-            "net/x64/netaapl64.inf: no INF file: "
-            "has a line in front of its first section: no INF file",
-            "applekis/x64/AppleKIS.sys: is a folder, and must be a file",
-            "applersm: is a file, and must be a folder",
+            "net/x64/netaapl64.inf: not an INF file: "
+            "has a line before its first section: no INF file",
+            "applekis/x64/AppleKIS.sys: is a folder but must be a file",
+            "applersm: is a file but must be a folder",
             "applersm/x64/AppleRSM.inf: missing",
             "applersm/x64/applersm.cat: missing",
             "applersm/x64/AppleRSM.sys: missing",
             "applersm/x64/AppleRSMInterface.dll: missing",
-            "applersm/x86: lies below applersm, which is a file",
+            "applersm/x86: is below applersm, which is a file",
             "link: neither a file nor a folder",
             "driver.7z: would overwrite the archive while it is being unpacked")
 
@@ -212,8 +212,8 @@ class Make(PackTest):
         result = self.make()
 
         self.assertEqual(0, result.returncode)
-        self.assertRemarks(result, "applekis/x86/AppleKIS.sys: extra; the layout has this folder "
-                                   "empty, so that 32-bit systems find no driver of this package")
+        self.assertRemarks(result, "applekis/x86/AppleKIS.sys: extra; this folder is empty in "
+                                   "the layout, so that 32-bit systems find no driver in this package")
 
     def test_gives_names_the_spelling_of_the_layout(self):
         (self.tree / "usb").rename(self.tree / "USB")
@@ -231,7 +231,7 @@ class Make(PackTest):
 
         result = self.make()
 
-        self.assertProblems(result, "path.txt: there twice (also as PATH.TXT)")
+        self.assertProblems(result, "path.txt: occurs twice (also as PATH.TXT)")
 
     def test_refuses_names_that_windows_cannot_have(self):
         for name in ("a:b", "back\\slash", "question?", "dot.", "blank ", "nul.txt", "tab\t"):
@@ -246,14 +246,14 @@ class Make(PackTest):
             "question?: unsafe name: Windows forbids the character ? in names",
             "dot.: unsafe name: a part of it ends with a dot or a space, which Windows drops",
             "blank : unsafe name: a part of it ends with a dot or a space, which Windows drops",
-            'nul.txt: unsafe name: "nul.txt" is a device on Windows',
+            'nul.txt: unsafe name: "nul.txt" is a device name on Windows',
             "tab\\t: unsafe name: Windows forbids the character \\t in names")
 
     def test_refuses_a_name_that_is_no_text(self):
         with open(os.path.join(os.fsencode(self.tree), b"\xff"), "wb"):
             pass
 
-        self.assertProblems(self.make(), "\\udcff: unsafe name: it is no Unicode text")
+        self.assertProblems(self.make(), "\\udcff: unsafe name: it is not Unicode text")
 
     def test_accepts_paths_relative_to_the_current_folder(self):
         result = self.pack("make", "packages", "made.7z")
@@ -306,7 +306,7 @@ class MakeWithAnotherSevenZip(PackTest):
 
         result = self.stand_in('rm -f extra.txt; exec 7zz "$@"\n')
 
-        self.assertProblems(result, "archive: 7-Zip packed something else than it was given")
+        self.assertProblems(result, "archive: 7-Zip packed something other than the given files")
         self.assertFalse(self.archive.exists())
 
     def test_notices_an_archive_that_it_cannot_read(self):
@@ -314,7 +314,7 @@ class MakeWithAnotherSevenZip(PackTest):
             'for a; do case $a in */driver.7z) echo nonsense >"$a" ;; esac; done\n')
 
         self.assertEqual(3, result.returncode)
-        self.assertEqual("mendloft-pack: 7-Zip packed what cannot be read here: "
+        self.assertEqual("mendloft-pack: cannot read what 7-Zip packed: "
                          "it is not a 7z archive\n", result.stderr)
         self.assertFalse(self.archive.exists())
 

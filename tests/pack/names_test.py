@@ -18,7 +18,7 @@ class Danger(unittest.TestCase):
     def test_is_in_devices(self):
         for path in ("CON", "usb/nul", "aux.inf", "prn .txt", "com1", "LPT9.x.y", "com\u00b2",
                      "CONIN$"):
-            self.assertIn("is a device on Windows", danger(path) or "", path)
+            self.assertIn("is a device name on Windows", danger(path) or "", path)
 
     def test_is_in_steps_and_empty_parts(self):
         for path in ("", "..", "../x", "x/..", "x/./y", "/x", "x/", "x//y"):

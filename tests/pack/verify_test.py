@@ -20,7 +20,7 @@ class Verify(PackTest):
 
         self.assertEqual((0, ""), (result.returncode, result.stderr))
         self.assertRegex(result.stdout,
-                         r"driver\.7z: right: 31 files, \d+ bytes, packed into \d+\n$")
+                         r"driver\.7z: correct: 31 files, \d+ bytes, packed into \d+\n$")
 
     def test_refuses_the_unix_attributes_that_7zip_stores(self):
         self.complete_tree()
@@ -31,10 +31,10 @@ class Verify(PackTest):
         result = self.verify()
 
         self.assertEqual(1, result.returncode)
-        self.assertIn("path.txt: attributes 0x81a48020 are no plain Windows attributes "
-                      "(0x81a48000 is too much)", result.stderr)
-        self.assertIn("usb: attributes 0x41ed8010 are no plain Windows attributes "
-                      "(0x41ed8000 is too much)", result.stderr)
+        self.assertIn("path.txt: attributes 0x81a48020 are not plain Windows attributes "
+                      "(0x81a48000 is not allowed)", result.stderr)
+        self.assertIn("usb: attributes 0x41ed8010 are not plain Windows attributes "
+                      "(0x41ed8000 is not allowed)", result.stderr)
         self.assertIn("usb/x86/usbaapl.PNF: must be read-only", result.stderr)
         self.assertIn(": 47 problems\n", result.stderr)
 
@@ -64,14 +64,14 @@ class Verify(PackTest):
     def test_refuses_a_link(self):
         self.archive.write_bytes(set_attributes(self.made(), 0x21, 0x421))
 
-        self.assertProblems(self.verify(), "usb/x86/usbaapl.PNF: attributes 0x421 are no plain "
-                                           "Windows attributes (0x400 is too much)")
+        self.assertProblems(self.verify(), "usb/x86/usbaapl.PNF: attributes 0x421 are not plain "
+                                           "Windows attributes (0x400 is not allowed)")
 
     def test_refuses_attributes_of_a_folder_on_a_file(self):
         self.archive.write_bytes(set_attributes(self.made(), 0x21, 0x11))
 
         self.assertProblems(self.verify(),
-                            "usb/x86/usbaapl.PNF: attributes 0x11 do not fit a file")
+                            "usb/x86/usbaapl.PNF: attributes 0x11 are not those of a file")
 
     def test_refuses_other_methods_and_further_blocks(self):
         self.complete_tree()
@@ -79,15 +79,15 @@ class Verify(PackTest):
 
         result = self.verify()
 
-        self.assertIn("compression: 31 blocks, and not one (solid) block", result.stderr)
-        self.assertEqual(1, result.stderr.count("a block uses LZMA, and not LZMA2 with BCJ"))
+        self.assertIn("compression: 31 blocks instead of one (solid) block", result.stderr)
+        self.assertEqual(1, result.stderr.count("a block uses LZMA instead of LZMA2 with BCJ"))
 
     def test_refuses_lzma2_without_bcj(self):
         self.seven_zip("-m0=LZMA2", "-ms=on")
 
         result = self.verify()
 
-        self.assertIn("compression: a block uses LZMA2, and not LZMA2 with BCJ", result.stderr)
+        self.assertIn("compression: a block uses LZMA2 instead of LZMA2 with BCJ", result.stderr)
 
     def test_refuses_missing_items_for_the_empty_folders(self):
         self.complete_tree()
@@ -96,7 +96,7 @@ class Verify(PackTest):
 
         result = self.verify()
 
-        self.assertIn("applersm/x86: missing (an empty folder, with an item of its own)\n",
+        self.assertIn("applersm/x86: missing (an empty folder needs an item of its own)\n",
                       result.stderr)
         self.assertEqual(1, result.stderr.count("missing"))
 
@@ -107,7 +107,7 @@ class Verify(PackTest):
         result = self.verify()
 
         self.assertEqual(34, result.stderr.count(": missing"))
-        self.assertIn("compression: 0 blocks, and not one (solid) block", result.stderr)
+        self.assertIn("compression: 0 blocks instead of one (solid) block", result.stderr)
         self.assertIn(": 35 problems\n", result.stderr)
 
 
@@ -122,7 +122,7 @@ class VerifyHostileNames(PackTest):
         result = self.renamed("usb/x64/usbaapl64.sys", "../../../usbaapl4.sys")
 
         self.assertProblems(result, "usb/x64/usbaapl64.sys: missing",
-                            '../../../usbaapl4.sys: unsafe name: it holds the step ".."')
+                            '../../../usbaapl4.sys: unsafe name: it contains the step ".."')
 
     def test_refuses_a_step_upwards_with_backslashes(self):
         result = self.renamed("usb/x64/usbaapl64.sys", "..\\..\\..\\usbaapl4.sys")
@@ -136,7 +136,7 @@ class VerifyHostileNames(PackTest):
 
         self.assertProblems(result, "usb/x64/usbaapl64.sys: missing",
                             "/indows/usbaapl64.sys: unsafe name: it starts or ends with a slash, "
-                            "or two of them follow each other")
+                            "or has two slashes in a row")
 
     def test_refuses_a_drive(self):
         result = self.renamed("usb/x64/usbaapl64.sys", "C:/indows/usbaapl.sys")
@@ -166,7 +166,7 @@ class VerifyHostileNames(PackTest):
         result = self.renamed("usb/x64/usbaaplrc.dll", "USB/X64/USBAAPL64.SYS")
 
         self.assertProblems(result, "usb/x64/usbaaplrc.dll: missing",
-                            "USB/X64/USBAAPL64.SYS: there twice (also as usb/x64/usbaapl64.sys)")
+                            "USB/X64/USBAAPL64.SYS: occurs twice (also as usb/x64/usbaapl64.sys)")
 
 
 class VerifyDamage(PackTest):
@@ -220,7 +220,7 @@ class VerifyDamage(PackTest):
         result = self.pack("--7zz", program, "verify", self.archive)
 
         self.assertEqual(31, result.stderr.count(": its content is damaged\n"))
-        self.assertNotIn("came out", result.stderr)
+        self.assertNotIn("were unpacked", result.stderr)
 
     def test_compares_the_size_of_what_is_unpacked(self):
         self.made()
@@ -229,7 +229,7 @@ class VerifyDamage(PackTest):
 
         result = self.pack("--7zz", program, "verify", self.archive)
 
-        self.assertProblems(result, f"content: {size + 1} bytes came out, and not {size}")
+        self.assertProblems(result, f"content: {size + 1} bytes were unpacked instead of {size}")
 
     def test_refuses_bytes_behind_the_end(self):
         result = self.verify(self.made() + b"more")
@@ -306,8 +306,8 @@ class Manifest(PackTest):
 
         result = self.pack("verify", self.archive, "--manifest", manifest)
 
-        self.assertProblems(result, "old file.txt: in the manifest, and not in the archive",
-                            "new file.txt: in the archive, and not in the manifest",
+        self.assertProblems(result, "old file.txt: in the manifest but not in the archive",
+                            "new file.txt: in the archive but not in the manifest",
                             "usb/x64/usbaapl64.sys: differs from the manifest")
 
     def test_must_be_there_to_be_compared(self):
@@ -348,10 +348,10 @@ class CommandLine(PackTest):
         result = self.pack("--help")
 
         self.assertEqual(0, result.returncode)
-        for line in ("  0  the archive is right",
-                     "  1  something is wrong with it; every problem is listed on standard error",
+        for line in ("  0  the archive is correct",
+                     "  1  it has problems; each is listed on standard error",
                      "  2  the command line is wrong",
-                     "  3  the work cannot be done: 7-Zip is missing, a file cannot be read or "
+                     "  3  the work cannot be done: 7-Zip is missing, or a file cannot be read or "
                      "written"):
             self.assertIn(line + "\n", result.stdout)
 

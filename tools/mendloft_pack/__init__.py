@@ -1,1 +1,1 @@
-"""The driver archive: its layout, how it is packed, and what makes it right or wrong."""
+"""The driver archive: its layout, how it is packed and how it is verified."""

@@ -1,4 +1,4 @@
-"""Makes a driver archive out of a folder, and examines one."""
+"""Makes a driver archive from a folder, and examines one."""
 
 import calendar
 import os
@@ -12,13 +12,13 @@ from .findings import CannotWork, Findings
 from .sevenzip_format import Directory
 from .sevenzip_values import DamagedArchive
 
-# Every item bears this time, so that the same files give the same bytes.
+# Every item gets this time, so that the same files give the same bytes.
 _DEFAULT_TIME = calendar.timegm((2001, 1, 1, 0, 0, 0))
 
 
 @dataclass
 class Examination:
-    """What an archive holds, as far as it could be read, and everything found on the way."""
+    """What an archive holds, as far as it could be read, and what is wrong with it."""
 
     findings: Findings
     items: list
@@ -27,7 +27,11 @@ class Examination:
 
 
 def examine(archive, sevenzip):
-    """Reads an archive from end to end and checks everything about it."""
+    """Reads a whole archive and runs every check on it.
+
+    Raises CannotWork only when the file cannot be read or 7-Zip cannot be run. Whatever is wrong with
+    the archive itself is among the findings.
+    """
     try:
         data = archive.read_bytes()
     except OSError as error:
@@ -60,9 +64,10 @@ def _read_contents(archive, directory, sevenzip, result):
 
 
 def make(folder, archive, sevenzip):
-    """Packs a folder into an archive, which is written only when the examination finds no problem.
+    """Packs a folder into an archive and examines it.
 
-    An archive of that name that was there before stays as it is unless a good one takes its place.
+    The archive is written under another name first and takes its own name only when it has no
+    problems. Until then an older archive with that name stays as it is.
     """
     findings = Findings()
     tree = _read_tree(folder, findings)
@@ -76,9 +81,9 @@ def make(folder, archive, sevenzip):
         with tempfile.TemporaryDirectory(prefix=f".{archive.name}.", dir=archive.parent) as work:
             packed = _pack(spelt, Path(work), sevenzip)
             result = examine(packed, sevenzip)
-            result.findings.remarks = findings.remarks  # as the owner's files are spelt
+            result.findings.remarks = findings.remarks  # these have the names of the owner's files
             if result.contents != _files(spelt):
-                result.findings.problem("archive", "7-Zip packed something else than it was given")
+                result.findings.problem("archive", "7-Zip packed something other than the given files")
             if not result.findings.problems:
                 os.replace(packed, archive)
     except OSError as error:
@@ -91,10 +96,9 @@ def _files(tree):
 
 
 def _read_tree(root, findings):
-    """Returns (path, content) of everything in a folder; a folder's content is None.
+    """Returns (path, content) of everything in a folder; the content of a folder is None.
 
-    The folders that the layout has empty are added when they are not there: git and many archive
-    programs lose them.
+    Missing folders that are empty in the layout are added: git and many archive programs lose them.
     """
     tree = []
 
@@ -143,19 +147,19 @@ def _item_time():
     if not text:
         return _DEFAULT_TIME
     if not text.isascii() or not text.isdecimal() or len(text) > 10:
-        raise CannotWork(f"SOURCE_DATE_EPOCH is no number of seconds since 1970: {text}")
+        raise CannotWork(f"SOURCE_DATE_EPOCH is not a number of seconds since 1970: {text}")
     return int(text)
 
 
 def _make_attributes_plain(archive):
-    """7-Zip on Unix adds each item's mode to its attributes, which Windows would take for flags."""
+    """Removes the Unix modes. 7-Zip stores them in the attributes, where Windows reads them as flags."""
     data = archive.read_bytes()
     try:
         directory = Directory(data)
         attributes = [_plain_attributes(item) for item in directory.items]
         archive.write_bytes(directory.with_attributes(data, attributes))
     except DamagedArchive as error:
-        raise CannotWork(f"7-Zip packed what cannot be read here: {error}") from error
+        raise CannotWork(f"cannot read what 7-Zip packed: {error}") from error
 
 
 def _plain_attributes(item):

@@ -1,13 +1,13 @@
-"""As much of the INF format as tells for which architecture a driver package can be installed."""
+"""Reads INF files, as far as needed to tell which architecture a driver package can be installed on."""
 
 import codecs
 
 
 class NotInf(Exception):
-    """The file is no INF file."""
+    """The file is not an INF file."""
 
 
-# The entries of [Version] without which Windows takes no signed driver package.
+# Windows accepts a signed driver package only with these entries in [Version].
 _VERSION_ENTRIES = ("Signature", "Class", "ClassGuid", "Provider", "DriverVer")
 _SIGNATURES = ("$windows nt$", "$chicago$")
 
@@ -18,7 +18,7 @@ def _text(data):
     elif data.startswith(codecs.BOM_UTF8):
         text = data.decode("utf-8-sig", errors="replace")
     else:
-        text = data.decode("latin-1")  # only ASCII matters below; a code page shows in texts alone
+        text = data.decode("latin-1")  # only ASCII matters here; code pages differ in display texts
     if "\0" in text:
         raise NotInf("is not a text file")
     return text
@@ -35,6 +35,7 @@ def _without_comment(line):
 
 
 def _logical_lines(text):
+    """Yields lines without comments and blank lines; a backslash at its end joins a line to the next."""
     pending = ""
     for line in text.splitlines():
         line = pending + _without_comment(line)
@@ -53,10 +54,10 @@ def _value(text):
 
 
 class Inf:
-    """An INF file: its sections, found without regard to case, each with its lines in order."""
+    """The sections of an INF file, by name in any case, each with its lines in order."""
 
     def __init__(self, data):
-        """Reads the bytes of the file. Raises NotInf for what is no INF file."""
+        """Reads the bytes of the file. Raises NotInf if it is not an INF file."""
         self._sections = {}
         section = None
         for line in _logical_lines(_text(data)):
@@ -66,7 +67,7 @@ class Inf:
                     raise NotInf(f"has a broken section line: {line}")
                 section = self._sections.setdefault(name.strip().lower(), [])
             elif section is None:
-                raise NotInf(f"has a line in front of its first section: {line}")
+                raise NotInf(f"has a line before its first section: {line}")
             else:
                 section.append(line)
         if "version" not in self._sections:
@@ -81,7 +82,7 @@ class Inf:
         return {name.lower(): _value(value) for name, value in self._entries("Version")}
 
     def catalogs(self):
-        """Returns the names of the catalog files that [Version] names, for whatever system."""
+        """Returns the names of the catalog files in [Version], whatever system they are for."""
         return [value for name, value in self._version().items()
                 if name == "catalogfile" or name.startswith("catalogfile.")]
 
@@ -95,7 +96,7 @@ class Inf:
                     yield section, decoration.lower()
 
     def problems(self, architecture):
-        """Yields what keeps the file from being installed on "x64" or "x86"."""
+        """Yields the reasons why the file cannot be installed on "x64" or "x86"."""
         version = self._version()
         for entry in _VERSION_ENTRIES:
             if not version.get(entry.lower()):

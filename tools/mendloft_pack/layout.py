@@ -1,11 +1,11 @@
-"""The layout of the driver archive. This table is the one place that holds it.
+"""The layout of the driver archive. Everything else takes it from here.
 
-Paths are written with forward slashes, relative to the archive's root. Windows takes names without
-regard to case, and so does every comparison here: `key` gives the form that is compared.
+Paths have forward slashes and are relative to the root of the archive. As on Windows, case does not
+matter in names: `key` returns the form of a path to compare.
 """
 
-# The folders of the driver packages and the files in them. Three packages exist for x64 only; their
-# x86 folders are there all the same and are empty.
+# The folders of the driver packages and the files in them. Three packages exist for x64 only. Their
+# x86 folders exist as well, but are empty.
 _PACKAGES = {
     "usb/x64": ("usbaapl64.inf", "USBAAPL64.CAT", "usbaapl64.sys", "usbaaplrc.dll"),
     "usb/x86": ("usbaapl.inf", "USBAAPL.CAT", "usbaapl.sys", "usbaaplrc.dll", "usbaapl.PNF"),
@@ -20,12 +20,12 @@ _PACKAGES = {
     "appleusbdevice/x86": (),
 }
 
-# The text note at the root. The library never reads it.
+# A text file for people, at the root. The library never reads it.
 NOTE = "path.txt"
 
 READ_ONLY_FILES = frozenset({"usb/x86/usbaapl.PNF"})
 
-# The library writes the archive under this name into the very folder that it unpacks it into.
+# The library writes the archive under this name into the folder that it unpacks it into.
 ARCHIVE_NAME = "driver.7z"
 
 FILES = (NOTE,) + tuple(f"{folder}/{name}" for folder, names in _PACKAGES.items() for name in names)
@@ -34,8 +34,8 @@ FOLDERS = tuple(sorted({part for folder in _PACKAGES for part in (folder, folder
 
 
 def key(path):
-    """Returns the form of a path in which two paths that Windows takes for one are equal."""
-    # Character by character, as Windows does.
+    """Returns the same text for all paths that Windows takes for the same."""
+    # Windows compares character by character, so a letter that becomes two in upper case stays as it is.
     return "".join(c.upper() if len(c.upper()) == 1 else c for c in path)
 
 
@@ -43,13 +43,13 @@ _SPELLINGS = {key(path): path for path in FILES + FOLDERS}
 
 
 def spelling(path):
-    """Returns how the layout spells a path, with its folders; the parts it does not know stay."""
+    """Returns a path as the layout spells it. Parts that are not in the layout stay as they are."""
     parent, slash, name = path.rpartition("/")
     own = (spelling(parent) if parent else "") + slash + name
     return _SPELLINGS.get(key(path), own)
 
 
 def architecture(path):
-    """Returns "x64" or "x86" for what lies directly in a folder of that name, else None."""
+    """Returns "x64" or "x86" if the path is directly in a folder of that name, otherwise None."""
     parent = path.rpartition("/")[0].rpartition("/")[2].lower()
     return parent if parent in ("x64", "x86") else None

@@ -1,4 +1,4 @@
-"""Which item names are safe to unpack on Windows."""
+"""Tells which item names are safe to unpack on Windows."""
 
 import re
 
@@ -9,26 +9,29 @@ _DEVICE = re.compile(
 
 
 def danger(path):
-    """Returns why a path must not be unpacked, or None when nothing speaks against it."""
+    """Returns why a path is not safe to unpack, or None if it is."""
     if not path:
         return "it is empty"
     if any("\ud800" <= character <= "\udfff" for character in path):
-        return "it is no Unicode text"
+        return "it is not Unicode text"
     return next(filter(None, map(_danger_in_part, path.split("/"))), None)
 
 
 def _danger_in_part(part):
     if not part:
-        return "it starts or ends with a slash, or two of them follow each other"
+        return "it starts or ends with a slash, or has two slashes in a row"
     if part in (".", ".."):
-        return f'it holds the step "{part}"'
+        return f'it contains the step "{part}"'
     if found := _FORBIDDEN.search(part):
         return f"Windows forbids the character {printable(found.group())} in names"
     if part.endswith((".", " ")):
         return "a part of it ends with a dot or a space, which Windows drops"
-    return f'"{part}" is a device on Windows' if _DEVICE.match(part) else None
+    return f'"{part}" is a device name on Windows' if _DEVICE.match(part) else None
 
 
 def printable(path):
-    """Returns a path fit for a terminal: what cannot be printed becomes an escape."""
+    """Returns a path that is safe to print: unprintable characters become escapes.
+
+    Names come from archives, and a terminal would obey the control characters in them.
+    """
     return "".join(c if c.isprintable() else ascii(c)[1:-1] for c in path) or '""'

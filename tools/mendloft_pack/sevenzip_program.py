@@ -1,4 +1,4 @@
-"""Runs the native 7-Zip program, which does the compressing and the unpacking."""
+"""Runs the native 7-Zip program, which does the compression and decompression."""
 
 import os
 import shutil
@@ -9,15 +9,15 @@ from .findings import CannotWork
 
 DEFAULT = "7zz"
 
-# One solid block, LZMA2 behind the x86 filter; a directory left plain, so that its attributes can
-# be rewritten; no time but that of the last change. One thread, because the bytes must not depend
-# on the machine's cores.
+# One solid block, LZMA2 after the x86 filter. The directory stays uncompressed, so that its attributes
+# can be rewritten. Of the times only that of the last change is stored. One thread, because the bytes
+# must not depend on the number of processors.
 _PACK_OPTIONS = ("-t7z", "-m0=BCJ", "-m1=LZMA2", "-mx=9", "-ms=on", "-mhc=off", "-mmt=1",
                  "-mtm=on", "-mtc=off", "-mta=off")
 
 
 class SevenZip:
-    """The 7-Zip program of that name or path."""
+    """The 7-Zip program with that name or path. Raises CannotWork if it is missing or fails."""
 
     def __init__(self, program=DEFAULT):
         self._program = shutil.which(program)
@@ -34,26 +34,27 @@ class SevenZip:
             raise CannotWork(f"cannot run {self._program}: {error.strerror}") from error
 
     def pack(self, folder, archive):
-        """Packs everything in a folder into a new archive."""
+        """Packs everything in a folder into a new archive, without the folder itself."""
         run = self._run(["a", *_PACK_OPTIONS, "-bd", "--", archive.absolute(), "*"], folder)
         if run.returncode != 0:
             raise CannotWork(f"7-Zip could not pack: {_complaint(run)}")
 
     def contents(self, archive):
-        """Returns (the contents of all files one behind the other, None), or (None, what is wrong).
+        """Unpacks an archive in memory.
 
-        Nothing is written to disk, so the items' names do not matter.
+        Returns (the contents of all files joined, None), or (None, the reason) for a bad archive.
+        Nothing is written to disk, so hostile item names do no harm.
         """
         run = self._run(["x", "-t7z", "-so", "-bd", "--", archive.absolute()])
         return (run.stdout, None) if run.returncode == 0 else (None, _complaint(run))
 
 
 def _complaint(run):
-    """What 7-Zip says went wrong. It says so for each file of a block; here they are counted."""
+    """Returns the reasons that 7-Zip gives. It repeats one for each file of a block; here it is counted."""
     lines = [line.strip() for line in run.stderr.decode("utf-8", errors="replace").splitlines()]
-    told = [line for line in lines if line]
-    errors = [line for line in told if "ERROR" in line.upper()]
+    said = [line for line in lines if line]
+    errors = [line for line in said if "ERROR" in line.upper()]
     reasons = Counter(line.removeprefix("ERROR:").strip().split(" : ")[0]
-                      for line in errors or told)
+                      for line in errors or said)
     counted = [f"{why} ({count} times)" if count > 1 else why for why, count in reasons.items()]
     return "; ".join(counted) or f"exit code {run.returncode}"
