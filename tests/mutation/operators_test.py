@@ -1,14 +1,13 @@
-"""Where each operator finds a place, and what it writes there."""
+"""Where each operator makes a change, and which."""
 
 import unittest
 
-# It puts the package on the path.
 import support  # pylint: disable=unused-import
 from mutation.operators import mutants
 
 
 def changes(operator, text):
-    """What an operator makes of a text, as whole texts."""
+    """Returns the texts that an operator makes from a text."""
     return [one.applied_to(text) for one in mutants("src/x.cpp", text) if one.operator == operator]
 
 
@@ -17,10 +16,10 @@ class Comparison(unittest.TestCase):
     def test_becomes_its_opposite(self):
         self.assertEqual(["a != b;"], changes("comparison", "a == b;"))
 
-    def test_of_order_moves_its_limit_and_turns_round(self):
+    def test_of_order_moves_its_limit_and_is_reversed(self):
         self.assertEqual(["a <= b;", "a >= b;"], changes("comparison", "a < b;"))
 
-    def test_is_no_bracket_of_a_template(self):
+    def test_is_not_the_bracket_of_a_template(self):
         self.assertEqual([], changes("comparison", "template <typename T> std::vector<T> x;"))
 
 
@@ -29,7 +28,7 @@ class Logical(unittest.TestCase):
     def test_and_becomes_or(self):
         self.assertEqual(["a || b;"], changes("logical", "a && b;"))
 
-    def test_is_no_reference(self):
+    def test_is_not_a_reference(self):
         self.assertEqual([], changes("logical", "void f(T&& t);"))
 
 
@@ -41,7 +40,7 @@ class Negation(unittest.TestCase):
 
 class Truth(unittest.TestCase):
 
-    def test_is_turned_round_in_both_spellings(self):
+    def test_is_reversed_in_both_spellings(self):
         self.assertEqual(["f(false, FALSE);", "f(true, TRUE);"], changes("truth", "f(true, FALSE);"))
 
 
@@ -63,29 +62,29 @@ class Flag(unittest.TestCase):
 
 class Arithmetic(unittest.TestCase):
 
-    def test_turns_round(self):
+    def test_is_reversed(self):
         self.assertEqual(["x = a - 1;"], changes("arithmetic", "x = a + 1;"))
 
-    def test_counts_the_other_way(self):
+    def test_counts_in_the_other_direction(self):
         self.assertEqual(["--i;"], changes("arithmetic", "++i;"))
 
-    def test_leaves_signs_and_texts_alone(self):
+    def test_leaves_signs_and_strings_alone(self):
         self.assertEqual([], changes("arithmetic", 'x = -1; s = t + "a";'))
 
 
 class Call(unittest.TestCase):
 
-    def test_is_dropped_with_the_sign_that_its_result_is_ignored(self):
+    def test_is_dropped_with_the_cast_that_ignores_its_result(self):
         self.assertEqual(["{ ; }"], changes("call", "{ (void)::CloseHandle(x); }"))
 
-    def test_is_dropped_behind_a_condition(self):
+    def test_is_dropped_after_a_condition(self):
         self.assertEqual(["if (a(b)) ;"], changes("call", "if (a(b)) c.d();"))
 
-    def test_is_one_with_the_lambda_in_it(self):
+    def test_is_dropped_with_the_lambda_in_it(self):
         self.assertEqual(["{ ; }", "{ f([] { ; }, a); }"],
                          changes("call", "{ f([] { b(); }, a); }"))
 
-    def test_is_no_declaration(self):
+    def test_is_not_a_declaration(self):
         self.assertEqual([], changes("call", "{ Scan scan(*this, line); UniqueCom<X> y(z); }"))
 
 
@@ -94,16 +93,16 @@ class Assignment(unittest.TestCase):
     def test_is_dropped(self):
         self.assertEqual(["{ ; }"], changes("assignment", "{ *tag = message->tag; }"))
 
-    def test_is_no_definition(self):
+    def test_is_not_a_definition(self):
         self.assertEqual([], changes("assignment", "{ const int a = 1; int* b = c; T() = default; }"))
 
 
 class Return(unittest.TestCase):
 
-    def test_gives_an_empty_value(self):
+    def test_becomes_an_empty_value(self):
         self.assertEqual(["return {};"], changes("return", "return a(b) + c;"))
 
-    def test_is_left_alone_where_that_is_no_change_or_another_operators(self):
+    def test_is_left_alone_if_it_is_empty_or_has_another_operator(self):
         self.assertEqual([], changes("return", "return; return 0; return S_OK; return true;"))
 
 
@@ -112,7 +111,7 @@ class Text(unittest.TestCase):
     def test_has_its_middle_character_changed(self):
         self.assertEqual(['f(L"abxde");'], changes("text", 'f(L"abcde");'))
 
-    def test_is_not_cut_apart_inside_of_an_escape(self):
+    def test_is_not_divided_within_an_escape(self):
         self.assertEqual([r'f("\rx<");'], changes("text", r'f("\r\n<");'))
 
     def test_gains_a_character_when_it_is_empty(self):
@@ -121,7 +120,7 @@ class Text(unittest.TestCase):
     def test_may_be_a_single_character(self):
         self.assertEqual(["f('x');"], changes("text", r"f('\0');"))
 
-    def test_is_no_name_of_a_language(self):
+    def test_is_not_the_language_of_a_linkage(self):
         self.assertEqual([], changes("text", 'extern "C" {}'))
 
 
@@ -131,14 +130,14 @@ class Condition(unittest.TestCase):
         self.assertEqual(["if (!(a || b)) c();", "if (true) c();"],
                          changes("condition", "if (a || b) c();"))
 
-    def test_is_not_negated_where_another_operator_does_that(self):
+    def test_is_not_negated_if_another_operator_does_that(self):
         self.assertEqual(["if (true) c();"], changes("condition", "if (a == b) c();"))
         self.assertEqual(["if (true) c();"], changes("condition", "if (!a) c();"))
 
     def test_of_a_loop_ends_it(self):
         self.assertIn("while (false) c();", changes("condition", "while (a) c();"))
 
-    def test_that_defines_something_is_left_alone(self):
+    def test_that_defines_a_variable_is_left_alone(self):
         self.assertEqual([], changes("condition", "if (const auto x = f()) c();"))
 
 
@@ -148,7 +147,7 @@ class Arguments(unittest.TestCase):
         self.assertEqual(["f(b(c, d), a);", "f(a, b(d, c));"],
                          changes("arguments", "f(a, b(c, d));"))
 
-    def test_of_other_calls_and_of_declarations_are_left(self):
+    def test_of_other_calls_and_of_declarations_are_left_alone(self):
         self.assertEqual([], changes("arguments", "f(a); g(a, b, c); h(a, a); void i(int a, T& b);"))
 
 
@@ -159,7 +158,7 @@ class Places(unittest.TestCase):
                 'static_assert(f == 5, "6");\n')
         self.assertEqual([], mutants("src/x.cpp", text))
 
-    def test_have_names_that_tell_the_changes_of_one_line_apart(self):
+    def test_on_one_line_have_different_names(self):
         found = [one.id for one in mutants("src/x.cpp", "\nf(a == b, c == d, e);")]
         self.assertEqual(["src/x.cpp:2:comparison:0", "src/x.cpp:2:comparison:1"], found)
 

@@ -1,4 +1,4 @@
-"""The choice of mutants, the table of explanations, the kept results and the report."""
+"""The choice of mutants, the table of explanations, the stored results and the report."""
 
 import shutil
 import tempfile
@@ -26,7 +26,7 @@ why: nobody reads it,
 
 
 def two_mutants():
-    """The first change of each of two lines."""
+    """Returns the first mutant of each of two lines."""
     found = mutants("src/x.cpp", _TEXT)
     return [next(one for one in found if one.id == name)
             for name in ("src/x.cpp:2:integer:0", "src/x.cpp:3:integer:0")]
@@ -34,7 +34,7 @@ def two_mutants():
 
 class Choice(unittest.TestCase):
 
-    def test_has_of_each_file_what_its_size_asks_for(self):
+    def test_takes_mutants_of_each_file_in_proportion_to_its_size(self):
         order = spread({"large": [("large", n) for n in range(90)],
                         "small": [("small", n) for n in range(90)]}, {"large": 20, "small": 10}, "1")
         self.assertEqual(20, sum(1 for file, _ in order[:30] if file == "large"))
@@ -44,7 +44,7 @@ class Choice(unittest.TestCase):
         self.assertEqual(spread(everything, {"x": 1}, "1"), spread(everything, {"x": 1}, "1"))
         self.assertNotEqual(spread(everything, {"x": 1}, "1"), spread(everything, {"x": 1}, "2"))
 
-    def test_leaves_no_mutant_out(self):
+    def test_leaves_out_no_mutant(self):
         self.assertEqual(list(range(50)), sorted(spread({"x": list(range(50))}, {"x": 3}, "1")))
 
     def test_counts_lines_of_code(self):
@@ -57,11 +57,11 @@ class Coverage(unittest.TestCase):
         for path in (support.ROOT / "src").rglob("*.cpp"):
             self.assertTrue(coverage.programs_for(str(path.relative_to(support.ROOT))), path)
 
-    def test_prefers_the_most_exact_row(self):
+    def test_prefers_the_most_specific_row(self):
         self.assertEqual(["library_tests"],
                          [program.name for program in coverage.programs_for("src/exports/exports.cpp")])
 
-    def test_leaves_tests_out_by_a_filter(self):
+    def test_leaves_out_tests_with_a_filter(self):
         self.assertEqual(["--gtest_filter=-A.B:C.*"], coverage.Program("x", "A.B:C.*").arguments)
 
 
@@ -83,11 +83,11 @@ class Explanations(unittest.TestCase):
         with self.assertRaises(WrongTable):
             equivalent.read(_ROW.partition("why")[0])
 
-    def test_do_not_explain_a_mutant_twice(self):
+    def test_must_not_explain_a_mutant_twice(self):
         with self.assertRaises(WrongTable):
             Table(equivalent.read(_ROW + "\n" + _ROW))
 
-    def test_in_the_repository_are_about_mutants_that_are_there(self):
+    def test_in_the_repository_are_about_existing_mutants(self):
         table = (support.ROOT / "tools" / "mutation" / "equivalent.txt").read_text(encoding="utf-8")
         everything = []
         for path in (support.ROOT / "src").rglob("*.*"):
@@ -99,14 +99,14 @@ class Explanations(unittest.TestCase):
 
 class Outcome(unittest.TestCase):
 
-    def test_is_nothing_for_a_program_that_passed(self):
+    def test_is_empty_for_a_program_that_passed(self):
         self.assertEqual(("", ""), outcome(0, "[  PASSED  ] 3 tests.\n"))
 
     def test_names_the_first_failing_test(self):
         self.assertEqual(("failed A.B/Usb", "A.B/Usb"),
                          outcome(1, "x\n[  FAILED  ] A.B/Usb (1 ms)\n[  FAILED  ] C.D (1 ms)\n"))
 
-    def test_tells_a_time_out_from_a_crash(self):
+    def test_distinguishes_a_time_out_from_a_crash(self):
         self.assertEqual(("timed out", ""), outcome(124, ""))
         self.assertEqual(("crashed (exit code 134)", ""), outcome(134, "wine: Unhandled"))
 
@@ -139,12 +139,12 @@ class Results(unittest.TestCase):
         self.assertIsNone(self.results.get(self.first))
         self.assertIsNone(ResultFile(self.path).get(self.first))
 
-    def test_are_not_those_of_a_changed_line(self):
+    def test_do_not_apply_to_a_changed_line(self):
         self.add(self.first, SURVIVED)
         changed = mutants("src/x.cpp", _TEXT.replace("a =", "c ="))
         self.assertEqual([], [one for one in changed if self.results.get(one)])
 
-    def test_are_right_when_everything_is_caught(self):
+    def test_are_good_when_everything_is_caught(self):
         self.add(self.first, CAUGHT, "failed A.B")
         self.add(self.second, CAUGHT, "crashed (exit code 3)")
         lines, right = self.report()
@@ -152,7 +152,7 @@ class Results(unittest.TestCase):
         self.assertIn("Caught by: crashed 1, failed 1", lines)
         self.assertTrue(lines[-1].startswith("2 of 2 caught (100.0 %)"), lines[-1])
 
-    def test_are_wrong_with_an_open_survivor(self):
+    def test_are_bad_with_an_unexplained_survivor(self):
         self.add(self.first, CAUGHT, "failed A.B")
         self.add(self.second, SURVIVED)
         lines, right = self.report()
@@ -160,7 +160,7 @@ class Results(unittest.TestCase):
         self.assertTrue(lines[-1].startswith("1 of 2 caught (50.0 %); survivors: 0 explained, "
                                              "1 unexplained;"), lines[-1])
 
-    def test_count_an_explained_survivor_as_one(self):
+    def test_count_an_explained_survivor_as_a_survivor(self):
         self.add(self.first, SURVIVED)
         self.add(self.second, CAUGHT, "failed A.B")
         lines, right = self.report(_ROW)
@@ -169,7 +169,7 @@ class Results(unittest.TestCase):
                                              "0 unexplained;"), lines[-1])
         self.assertEqual("Without what no test can catch: 1 of 1 caught (100.0 %)", lines[-2])
 
-    def test_are_wrong_with_an_explanation_of_what_is_caught(self):
+    def test_are_bad_with_an_explanation_of_a_caught_mutant(self):
         self.add(self.first, CAUGHT, "failed A.B")
         self.assertFalse(self.report(_ROW)[1])
 

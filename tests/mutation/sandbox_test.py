@@ -1,4 +1,4 @@
-"""The sandbox: what runs in it can write to the work folder, and nowhere else."""
+"""The sandbox lets programs write to the work folder and nowhere else."""
 
 import shutil
 import subprocess
@@ -36,7 +36,7 @@ def _can_unshare():
 
 class Sandbox(unittest.TestCase):
     @unittest.skipUnless(_can_unshare(), "no namespaces here, so mutate does not work here either")
-    def test_only_the_work_folder_can_be_written(self):
+    def test_makes_only_the_work_folder_writable(self):
         with tempfile.TemporaryDirectory() as folder:
             work = Path(folder) / "work"
             work.mkdir()

@@ -1,4 +1,4 @@
-"""What the tests of mutate share."""
+"""Shared by the tests of mutate. Importing it makes the packages in tools/ importable."""
 
 import sys
 from pathlib import Path

@@ -12,7 +12,7 @@ import make_bench_archive as bench
 
 
 def program(size):
-    """A file of that size with nothing of a program but its two signatures."""
+    """Returns the bytes of a file that has only the two signatures of a program, and this size."""
     return (b"MZ".ljust(60, b"\0") + (64).to_bytes(4, "little") + b"PE\0\0").ljust(size, b"\0")
 
 
@@ -34,7 +34,7 @@ class BenchArchive(PackTest):
                                         r"3301\d{4} bytes packed into \d+ \(\d+\.\d : 1\)\n$")
         self.assertEqual(0, self.pack("verify", self.archive).returncode)
 
-    def test_holds_as_many_bytes_as_are_asked_for(self):
+    def test_holds_the_requested_number_of_bytes(self):
         (self.work / "programs").mkdir()
         for index in range(60):
             (self.work / f"programs/{index}.dll").write_bytes(program(10_000 + 1_000 * index))
@@ -46,7 +46,7 @@ class BenchArchive(PackTest):
         self.assertRegex(result.stdout, r"driver\.7z: 31 files, 22 of them programs; "
                                         r"10\d{5} bytes packed into ")
 
-    def test_is_not_made_of_too_few_programs(self):
+    def test_is_not_made_from_too_few_programs(self):
         (self.work / "one.dll").write_bytes(program(33_000_000))
 
         result = self.run_script(self.archive, "--search", self.work)
@@ -58,7 +58,7 @@ class BenchArchive(PackTest):
 
 class Choice(PackTest):
 
-    def test_counts_a_file_as_a_program_by_its_signatures(self):
+    def test_recognises_a_program_by_its_signatures(self):
         for name, data, wanted in (("a.dll", program(100), True), ("b.dll", b"MZ", False),
                                    ("c.dll", program(100).replace(b"PE", b"NE"), False),
                                    ("d.dll", b"X" * 100, False)):
@@ -72,7 +72,7 @@ class Choice(PackTest):
         self.assertEqual([(100, self.work / "c.EXE"), (200, self.work / "a.dll")],
                          bench.program_files([self.work]))
 
-    def test_takes_the_neighbours_whose_sum_is_nearest(self):
+    def test_takes_the_neighbours_with_the_nearest_total_size(self):
         programs = [(size, Path(str(size)))
                     for size in (1, 10_000_000, 12_000_000, 21_500_000, 40_000_000)]
 

@@ -1,6 +1,6 @@
 """How the build packs, verifies and embeds the driver archive.
 
-A small project of its own takes in resources/, so that nothing but resources is built.
+A small separate project includes resources/, so that nothing else is built.
 """
 
 import os
@@ -22,7 +22,7 @@ class Embedding(PackTest):
 
     def setUp(self):
         super().setUp()
-        # A blank in the paths must not matter.
+        # A space in the paths must not matter.
         self.source, self.build = self.work / "the sources", self.work / "the build"
         (self.source / "tools").mkdir(parents=True)
         shutil.copytree(ROOT / "resources", self.source / "resources")
@@ -54,7 +54,7 @@ class Embedding(PackTest):
         return (self.build / "resources/driver.7z").read_bytes()
 
     def resource_script(self, target):
-        """Returns a compiled resource, written back as a script."""
+        """Returns a compiled resource, converted back to a script."""
         compiled, = self.build.glob(f"resources/CMakeFiles/{target}.dir/*.rc.*")
         return subprocess.run(["i686-w64-mingw32-windres", "-J", "coff", "-O", "rc", compiled],
                               text=True, capture_output=True, check=True).stdout
@@ -100,7 +100,7 @@ class Embedding(PackTest):
 
         self.assertEqual(self.archive.read_bytes(), self.packed())
 
-    def test_takes_a_path_relative_to_the_current_folder(self):
+    def test_accepts_a_path_relative_to_the_current_folder(self):
         self.made()
 
         self.assertIn(f"-- Driver archive: {self.archive}",
@@ -118,7 +118,7 @@ class Embedding(PackTest):
         self.assertIn(f"{self.archive}: net/x86/netaapl.cat: missing\n", result.stdout)
         self.assertFalse((self.build / "resources/driver.7z").exists())
 
-    def test_stops_at_an_archive_that_is_not_there(self):
+    def test_stops_at_a_missing_archive(self):
         result = self.configure(MENDLOFT_DRIVER_ARCHIVE="/no/such.7z")
 
         self.assertNotEqual(0, result.returncode)
@@ -138,7 +138,7 @@ class Embedding(PackTest):
         self.assertIn("7zz is missing", result.stdout)
         self.assertIn("apt-get install 7zip", result.stdout)
 
-    def test_builds_nothing_twice(self):
+    def test_rebuilds_nothing_without_a_change(self):
         self.configured()
         self.built()
 
@@ -152,7 +152,7 @@ class Embedding(PackTest):
 
         self.assertIn("ninja: no work to do.", self.built())
 
-    def test_packs_and_embeds_anew_when_a_file_of_a_package_changes(self):
+    def test_packs_and_embeds_again_when_a_file_of_a_package_changes(self):
         self.configured()
         self.built()
         before = self.packed(), self.resource_script("mendloft_resources")
@@ -164,7 +164,7 @@ class Embedding(PackTest):
         self.assertNotEqual(before[0], self.packed())
         self.assertNotEqual(before[1], self.resource_script("mendloft_resources"))
 
-    def test_packs_anew_when_a_file_comes_or_goes(self):
+    def test_packs_again_when_a_file_is_added_or_removed(self):
         self.configured()
         self.built()
         (self.source / "resources/drivers/extra.txt").write_text("extra", encoding="ascii")
@@ -177,7 +177,7 @@ class Embedding(PackTest):
         self.assertNotEqual(0, result.returncode)
         self.assertIn("net/x64/netaapl64.sys: missing\n", result.stdout)
 
-    def test_embeds_anew_when_the_archive_of_the_owner_changes(self):
+    def test_embeds_again_when_the_archive_of_the_owner_changes(self):
         self.made()
         self.configured(MENDLOFT_DRIVER_ARCHIVE=self.archive)
         self.built()

@@ -2,7 +2,6 @@
 
 import unittest
 
-# It puts the package on the path.
 import support  # pylint: disable=unused-import
 from mendloft_pack.inf import Inf, NotInf
 
@@ -22,43 +21,43 @@ def problems(text, architecture="x64"):
 
 class InfArchitecture(unittest.TestCase):
 
-    def test_x64_is_served_by_ntamd64(self):
+    def test_x64_is_supported_by_ntamd64(self):
         self.assertEqual([], problems(
             VERSION + "[Manufacturer]\n%M%=Apple,NTamd64\n[Apple.NTamd64]\n"))
 
-    def test_x64_is_served_by_ntamd64_of_a_windows_version(self):
+    def test_x64_is_supported_by_ntamd64_with_a_windows_version(self):
         self.assertEqual([], problems(
             VERSION + "[Manufacturer]\n%M%=Apple, NTx86, NTamd64.10.0...16299\n"
                       "[Apple.NTamd64.10.0...16299]\n"))
 
-    def test_x64_is_not_served_by_an_undecorated_section(self):
+    def test_x64_is_not_supported_by_an_undecorated_section(self):
         self.assertEqual(
             ["[Manufacturer] leads to no models section for x64 (such as [Models.NTamd64])"],
             problems(VERSION + "[Manufacturer]\n%M%=Apple\n[Apple]\n"))
 
-    def test_x64_is_not_served_by_a_section_that_the_manufacturer_does_not_name(self):
+    def test_x64_is_not_supported_by_a_section_that_the_manufacturer_does_not_name(self):
         self.assertEqual(
             ["[Manufacturer] leads to no models section for x64 (such as [Models.NTamd64])"],
             problems(VERSION + "[Manufacturer]\n%M%=Apple,NTarm64\n[Apple.NTarm64]\n"
                                "[Apple.NTamd64]\n"))
 
-    def test_x64_is_not_served_by_a_section_that_is_named_but_not_there(self):
+    def test_x64_is_not_supported_by_a_section_that_is_named_but_missing(self):
         self.assertEqual(
             ["[Manufacturer] leads to no models section for x64 (such as [Models.NTamd64])"],
             problems(VERSION + "[Manufacturer]\n%M%=Apple,NTamd64\n[Apple.NTx86]\n"))
 
-    def test_x86_is_served_by_an_undecorated_section(self):
+    def test_x86_is_supported_by_an_undecorated_section(self):
         self.assertEqual([], problems(VERSION + "[Manufacturer]\n%M%=Apple\n[Apple]\n", "x86"))
 
-    def test_x86_is_served_by_a_line_that_names_the_section_alone(self):
+    def test_x86_is_supported_by_a_line_with_only_the_name_of_the_section(self):
         self.assertEqual([], problems(VERSION + "[Manufacturer]\nApple\n[Apple]\n", "x86"))
 
-    def test_x86_is_served_by_ntx86_and_by_nt_for_any_architecture(self):
+    def test_x86_is_supported_by_ntx86_and_by_nt_for_any_architecture(self):
         for decoration in ("NTx86", "ntX86.6.1", "NT", "NT.5.1"):
             self.assertEqual([], problems(
                 f"{VERSION}[Manufacturer]\n%M%=Apple,{decoration}\n[apple.{decoration}]\n", "x86"))
 
-    def test_x86_is_not_served_by_ntamd64(self):
+    def test_x86_is_not_supported_by_ntamd64(self):
         self.assertEqual(
             ["[Manufacturer] leads to no models section for x86 (such as [Models.NTx86])"],
             problems(VERSION + "[Manufacturer]\n%M%=Apple,NTamd64\n[Apple.NTamd64]\n", "x86"))
@@ -67,7 +66,7 @@ class InfArchitecture(unittest.TestCase):
 class InfVersion(unittest.TestCase):
     MODELS = "[Manufacturer]\n%M%=Apple,NTamd64\n[Apple.NTamd64]\n"
 
-    def test_every_missing_entry_is_named(self):
+    def test_every_missing_entry_is_reported(self):
         self.assertEqual(
             ["[Version] has no Signature", "[Version] has no Class", "[Version] has no ClassGuid",
              "[Version] has no Provider", "[Version] has no DriverVer",
@@ -82,7 +81,7 @@ class InfVersion(unittest.TestCase):
         self.assertEqual(['[Version] has the unknown Signature "$Windows 3$"'],
                          problems(VERSION.replace("Windows NT", "Windows 3") + self.MODELS))
 
-    def test_a_signature_is_known_in_any_case(self):
+    def test_the_case_of_a_signature_does_not_matter(self):
         self.assertEqual([], problems(VERSION.replace("$Windows NT$", "$CHICAGO$") + self.MODELS))
 
     def test_a_catalog_may_be_named_for_an_architecture(self):
@@ -103,22 +102,22 @@ class InfText(unittest.TestCase):
                      b"\xfe\xff" + self.TEXT.encode("utf-16-be"), self.TEXT.encode("latin-1")):
             self.assertEqual([], list(Inf(data).problems("x64")))
 
-    def test_is_read_with_every_line_end(self):
+    def test_is_read_with_both_line_endings(self):
         for end in ("\n", "\r\n"):
             self.assertEqual([], problems(self.TEXT.replace("\n", end)))
 
-    def test_ends_a_comment_at_the_line_end_only(self):
+    def test_has_comments_that_end_with_the_line(self):
         self.assertEqual([], problems(self.TEXT.replace("USB", "USB ; [Broken")))
 
-    def test_keeps_a_semicolon_between_quotes(self):
+    def test_may_have_a_semicolon_between_quotes(self):
         inf = Inf(VERSION.replace("a.cat", '"a;b.cat"').encode("latin-1"))
 
         self.assertEqual(["a;b.cat"], inf.catalogs())
 
-    def test_joins_a_line_that_ends_in_a_backslash_to_the_next(self):
+    def test_continues_after_a_backslash_at_the_end_of_a_line(self):
         self.assertEqual([], problems(self.TEXT.replace("Apple,NT", "Apple, \\\n  NT")))
 
-    def test_takes_a_section_that_occurs_twice_for_one(self):
+    def test_may_divide_a_section_in_two(self):
         self.assertEqual([], problems(
             self.TEXT.replace("Class=USB", "[Strings]\na=b\n[VERSION]\nClass=USB")))
 
@@ -135,7 +134,7 @@ class InfText(unittest.TestCase):
             with self.assertRaisesRegex(NotInf, r"^has a broken section line: \[Version"):
                 Inf(line.encode("ascii"))
 
-    def test_is_refused_with_text_in_front_of_the_first_section(self):
+    def test_is_refused_with_text_before_the_first_section(self):
         with self.assertRaisesRegex(NotInf, "^has a line before its first section: MZ$"):
             Inf(b"MZ\r\n[Version]\r\n")
 

@@ -28,7 +28,7 @@ appleusbdevice/x64/AppleUsbFilter.dll
 
 
 class MadeArchive(PackTest):
-    """What the archive is like, as the 7-Zip program sees it."""
+    """The archive as the 7-Zip program lists it."""
 
     def setUp(self):
         super().setUp()
@@ -38,7 +38,7 @@ class MadeArchive(PackTest):
     def test_holds_the_layout_and_nothing_else(self):
         self.assertEqual(sorted(LAYOUT), sorted(self.items))
 
-    def test_is_one_solid_block_of_lzma2_behind_bcj(self):
+    def test_is_one_solid_block_with_lzma2_after_bcj(self):
         self.assertEqual("7z", self.properties["Type"])
         self.assertEqual("+", self.properties["Solid"])
         self.assertEqual("1", self.properties["Blocks"])
@@ -48,7 +48,7 @@ class MadeArchive(PackTest):
         for folder in ("applekis/x86", "applersm/x86", "appleusbdevice/x86"):
             self.assertEqual("D", self.items[folder]["Attributes"])
 
-    def test_has_the_compiled_inf_read_only(self):
+    def test_has_a_read_only_compiled_inf(self):
         self.assertEqual("RA", self.items["usb/x86/usbaapl.PNF"]["Attributes"])
 
     def test_has_plain_windows_attributes_on_everything_else(self):
@@ -57,11 +57,11 @@ class MadeArchive(PackTest):
 
         self.assertEqual({"D", "A"}, attributes)
 
-    def test_bears_one_fixed_time(self):
+    def test_has_one_fixed_time_everywhere(self):
         self.assertEqual({"2001-01-01 00:00:00"}, {
             item["Modified"].partition(".")[0] for item in self.items.values()})
 
-    def test_unpacks_to_the_very_files(self):
+    def test_unpacks_to_identical_files(self):
         unpacked = self.work / "unpacked"
 
         subprocess.run(["7zz", "x", self.archive, f"-o{unpacked}"], capture_output=True, check=True)
@@ -73,7 +73,7 @@ class MadeArchive(PackTest):
 
 class Make(PackTest):
 
-    def test_tells_how_much_it_packed(self):
+    def test_prints_how_much_it_packed(self):
         result = self.make()
 
         self.assertRegex(result.stdout,
@@ -82,7 +82,7 @@ class Make(PackTest):
     def test_gives_the_same_bytes_twice(self):
         self.assertEqual(self.made(), self.made())
 
-    def test_gives_the_same_bytes_for_files_of_another_time_mode_and_order(self):
+    def test_gives_the_same_bytes_whatever_the_times_modes_and_order_of_the_files(self):
         first = self.made()
         copy = self.work / "copy"
         for source in sorted(self.tree.rglob("*.*"), reverse=True):
@@ -102,7 +102,7 @@ class Make(PackTest):
         self.assertRegex(technical_listing(self.archive)[1]["path.txt"]["Modified"],
                          r"^2001-09-09 01:46:40")
 
-    def test_refuses_a_source_date_epoch_that_is_no_number(self):
+    def test_refuses_a_source_date_epoch_that_is_not_a_number(self):
         result = self.make(SOURCE_DATE_EPOCH="yesterday")
 
         self.assertEqual(3, result.returncode)
@@ -124,7 +124,7 @@ class Make(PackTest):
             "net/x86/netaapl.sys: missing",
             "path.txt: missing")
 
-    def test_lists_defects_of_different_kinds_together(self):
+    def test_lists_problems_of_different_kinds_together(self):
         (self.tree / "usb/x86/usbaapl.sys").write_bytes(b"")
         (self.tree / "net/x64/netaapl64.inf").write_text("no INF file", encoding="ascii")
         (self.tree / "applekis/x64/AppleKIS.sys").unlink()
@@ -151,7 +151,7 @@ class Make(PackTest):
             "link: neither a file nor a folder",
             "driver.7z: would overwrite the archive while it is being unpacked")
 
-    def test_leaves_no_file_behind_when_something_is_wrong(self):
+    def test_leaves_no_file_behind_when_there_is_a_problem(self):
         (self.tree / "path.txt").unlink()
 
         self.make()
@@ -163,7 +163,7 @@ class Make(PackTest):
 
         self.assertEqual([self.archive, self.tree], sorted(self.work.iterdir()))
 
-    def test_leaves_an_earlier_archive_alone_when_something_is_wrong(self):
+    def test_leaves_an_older_archive_alone_when_there_is_a_problem(self):
         before = self.made()
         (self.tree / "path.txt").unlink()
 
@@ -171,7 +171,7 @@ class Make(PackTest):
 
         self.assertEqual(before, self.archive.read_bytes())
 
-    def test_replaces_an_earlier_archive(self):
+    def test_replaces_an_older_archive(self):
         before = self.made()
         (self.tree / "path.txt").write_text("another note", encoding="ascii")
 
@@ -189,7 +189,7 @@ class Make(PackTest):
                            "usb/x64/more/über.txt: extra file, 4 bytes")
         self.assertEqual("4", technical_listing(self.archive)[1]["usb/x64/more/über.txt"]["Size"])
 
-    def test_packs_names_of_any_script_in_any_locale(self):
+    def test_packs_names_in_any_script_in_any_locale(self):
         (self.tree / "名前.txt").write_text("x", encoding="ascii")
 
         result = self.make(LC_ALL="POSIX")
@@ -226,14 +226,14 @@ class Make(PackTest):
                       result.stderr)
         self.assertEqual(sorted(LAYOUT), sorted(technical_listing(self.archive)[1]))
 
-    def test_refuses_two_names_that_windows_takes_for_one(self):
+    def test_refuses_two_names_that_are_the_same_on_windows(self):
         (self.tree / "PATH.TXT").write_text("another", encoding="ascii")
 
         result = self.make()
 
         self.assertProblems(result, "path.txt: occurs twice (also as PATH.TXT)")
 
-    def test_refuses_names_that_windows_cannot_have(self):
+    def test_refuses_names_that_windows_forbids(self):
         for name in ("a:b", "back\\slash", "question?", "dot.", "blank ", "nul.txt", "tab\t"):
             (self.tree / name).write_text("x", encoding="ascii")
 
@@ -249,7 +249,7 @@ class Make(PackTest):
             'nul.txt: unsafe name: "nul.txt" is a device name on Windows',
             "tab\\t: unsafe name: Windows forbids the character \\t in names")
 
-    def test_refuses_a_name_that_is_no_text(self):
+    def test_refuses_a_name_that_is_not_text(self):
         with open(os.path.join(os.fsencode(self.tree), b"\xff"), "wb"):
             pass
 
@@ -261,14 +261,14 @@ class Make(PackTest):
         self.assertEqual(0, result.returncode, result.stderr)
         self.assertTrue((self.work / "made.7z").exists())
 
-    def test_cannot_work_without_the_folder(self):
+    def test_fails_without_the_folder(self):
         result = self.pack("make", "nowhere", self.archive)
 
         self.assertEqual(3, result.returncode)
         self.assertEqual("mendloft-pack: cannot read nowhere: No such file or directory\n",
                          result.stderr)
 
-    def test_cannot_work_without_the_target_folder(self):
+    def test_fails_without_the_target_folder(self):
         result = self.pack("make", self.tree, "nowhere/driver.7z")
 
         self.assertEqual(3, result.returncode)
@@ -282,26 +282,26 @@ class MakeWithAnotherSevenZip(PackTest):
     def stand_in(self, script):
         return self.pack("--7zz", self.another_seven_zip(script), "make", self.tree, self.archive)
 
-    def test_names_the_package_when_it_is_missing(self):
+    def test_names_the_package_of_a_missing_7zip(self):
         result = self.pack("--7zz", "no-such-7zz", "make", self.tree, self.archive)
 
         self.assertEqual(3, result.returncode)
         self.assertEqual("mendloft-pack: the 7-Zip program no-such-7zz is missing; "
                          "run scripts/setup, or: apt-get install 7zip\n", result.stderr)
 
-    def test_passes_on_why_it_failed_and_writes_nothing(self):
+    def test_reports_why_7zip_failed_and_writes_nothing(self):
         result = self.stand_in("echo 'ERROR: disk full' >&2; exit 2\n")
 
         self.assertEqual(3, result.returncode)
         self.assertEqual("mendloft-pack: 7-Zip could not pack: disk full\n", result.stderr)
         self.assertFalse(self.archive.exists())
 
-    def test_tells_its_exit_code_when_it_gave_no_reason(self):
+    def test_reports_the_exit_code_of_7zip_when_it_gave_no_reason(self):
         result = self.stand_in("exit 7\n")
 
         self.assertEqual("mendloft-pack: 7-Zip could not pack: exit code 7\n", result.stderr)
 
-    def test_notices_that_a_file_was_left_out(self):
+    def test_detects_that_7zip_left_out_a_file(self):
         (self.tree / "extra.txt").write_text("extra", encoding="ascii")
 
         result = self.stand_in('rm -f extra.txt; exec 7zz "$@"\n')
@@ -309,7 +309,7 @@ class MakeWithAnotherSevenZip(PackTest):
         self.assertProblems(result, "archive: 7-Zip packed something other than the given files")
         self.assertFalse(self.archive.exists())
 
-    def test_notices_an_archive_that_it_cannot_read(self):
+    def test_detects_an_unreadable_archive_from_7zip(self):
         result = self.stand_in(
             'for a; do case $a in */driver.7z) echo nonsense >"$a" ;; esac; done\n')
 

@@ -2,7 +2,6 @@
 
 import unittest
 
-# It puts the package on the path.
 import support  # pylint: disable=unused-import
 from mendloft_pack import layout
 from mendloft_pack.names import danger, printable
@@ -15,7 +14,7 @@ class Danger(unittest.TestCase):
                      "con1", "console.txt", "com.txt", "nulls"):
             self.assertIsNone(danger(path), path)
 
-    def test_is_in_devices(self):
+    def test_is_in_device_names(self):
         for path in ("CON", "usb/nul", "aux.inf", "prn .txt", "com1", "LPT9.x.y", "com\u00b2",
                      "CONIN$"):
             self.assertIn("is a device name on Windows", danger(path) or "", path)
@@ -24,7 +23,7 @@ class Danger(unittest.TestCase):
         for path in ("", "..", "../x", "x/..", "x/./y", "/x", "x/", "x//y"):
             self.assertIsNotNone(danger(path), path)
 
-    def test_is_in_characters_and_endings_that_windows_does_not_take(self):
+    def test_is_in_characters_and_endings_that_windows_does_not_accept(self):
         for path in ("a<b", "a>b", "a:b", 'a"b', "a|b", "a?b", "a*b", "a\\b", "a\x00b", "a\x1fb",
                      "x./y", "x /y", "\ud800"):
             self.assertIsNotNone(danger(path), path)
@@ -32,10 +31,10 @@ class Danger(unittest.TestCase):
 
 class Printable(unittest.TestCase):
 
-    def test_leaves_what_can_be_printed(self):
+    def test_leaves_printable_characters(self):
         self.assertEqual("usb/über 名前", printable("usb/über 名前"))
 
-    def test_escapes_what_cannot(self):
+    def test_escapes_unprintable_characters(self):
         self.assertEqual("a\\n\\x1b\\u202e\\udc80", printable("a\n\x1b\u202e\udc80"))
 
     def test_shows_an_empty_name(self):
@@ -44,14 +43,14 @@ class Printable(unittest.TestCase):
 
 class Spelling(unittest.TestCase):
 
-    def test_is_that_of_the_layout_for_every_part_it_knows(self):
+    def test_is_that_of_the_layout_for_every_part_in_it(self):
         self.assertEqual("usb/x64/USBAAPL64.CAT", layout.spelling("USB/X64/usbaapl64.cat"))
         self.assertEqual("applekis/x86/Other.txt", layout.spelling("AppleKIS/X86/Other.txt"))
 
-    def test_is_left_alone_elsewhere(self):
+    def test_is_unchanged_elsewhere(self):
         self.assertEqual("Other/USB", layout.spelling("Other/USB"))
 
-    def test_takes_no_two_characters_for_one(self):
+    def test_keeps_names_of_different_length_apart(self):
         self.assertNotEqual(layout.key("stra\u00dfe"), layout.key("strasse"))
 
 

@@ -1,4 +1,4 @@
-"""The stand-in packages that the default archive is packed from."""
+"""The stand-in packages in the default archive."""
 
 import re
 import unittest
@@ -16,7 +16,7 @@ class StandIns(unittest.TestCase):
         self.assertEqual(7, len(files))
         return files
 
-    def test_end_every_line_as_windows_does(self):
+    def test_end_every_line_with_cr_lf(self):
         for file in DRIVERS.rglob("*.*"):
             data = file.read_bytes()
             self.assertEqual(data.count(b"\n"), data.count(b"\r\n"), file)
@@ -52,7 +52,7 @@ class StandIns(unittest.TestCase):
             for name in copied:
                 self.assertTrue((file.parent / name).exists(), name)
 
-    def test_say_what_belongs_in_the_place_of_each_binary_file(self):
+    def test_name_the_binary_file_that_each_of_them_replaces(self):
         binaries = [file for file in DRIVERS.rglob("*.*") if file.suffix not in (".inf", ".txt")]
         self.assertEqual(23, len(binaries))
         for file in binaries:

@@ -1,4 +1,4 @@
-"""What the tests of the driver archive share."""
+"""Shared by the tests of the driver archive. Importing it makes the packages in tools/ importable."""
 
 import os
 import re
@@ -38,30 +38,30 @@ class PackTest(unittest.TestCase):
         return self.pack("make", self.tree, self.archive, **environment)
 
     def made(self):
-        """Makes the archive out of the tree, which must be right, and returns its bytes."""
+        """Makes the archive from the tree, which must have no problems, and returns its bytes."""
         result = self.make()
         self.assertEqual((0, ""), (result.returncode, result.stderr))
         return self.archive.read_bytes()
 
     def complete_tree(self):
-        """Adds the empty folders, which the source tree cannot keep."""
+        """Adds the empty folders, which git does not store."""
         for folder in ("applekis", "applersm", "appleusbdevice"):
             (self.tree / folder / "x86").mkdir(exist_ok=True)
 
     def seven_zip(self, *options):
-        """Packs the tree with 7-Zip alone, so with what mendloft-pack would not have done."""
+        """Packs the tree with 7-Zip alone, and so in ways that mendloft-pack avoids."""
         subprocess.run(["7zz", "a", "-t7z", "-bd", *options, self.archive, "*"], cwd=self.tree,
                        stdin=subprocess.DEVNULL, capture_output=True, check=True)
 
     def another_seven_zip(self, script):
-        """Returns a program that runs a shell script in the place of 7-Zip."""
+        """Returns a program that stands in for 7-Zip and runs a shell script."""
         program = self.work / "7zz"
         program.write_text("#!/bin/sh\n" + script, encoding="ascii")
         program.chmod(0o755)
         return program
 
     def assertProblems(self, result, *problems):
-        """Asserts that the run failed with these problems, all of them and no other."""
+        """Asserts that the run failed with exactly these problems, in any order."""
         self.assertEqual(1, result.returncode, result.stdout + result.stderr)
         *told, count = [line.split(": ", 2)[2] for line in result.stderr.splitlines()
                         if ": remark: " not in line]
@@ -69,7 +69,7 @@ class PackTest(unittest.TestCase):
         self.assertEqual(f"{len(problems)} problem" + ("s" if len(problems) > 1 else ""), count)
 
     def assertRemarks(self, result, *remarks):
-        """Asserts that the run made these remarks, all of them and no other."""
+        """Asserts that the run printed exactly these remarks, in any order."""
         told = [line.partition(": remark: ")[2] for line in result.stderr.splitlines()
                 if ": remark: " in line]
         self.assertEqual(sorted(remarks), sorted(told))
@@ -86,7 +86,7 @@ def technical_listing(archive):
 
 
 def reseal(data):
-    """Corrects the two checksums in front of a 7z archive whose directory was changed."""
+    """Corrects the two checksums at the start of a 7z archive after a change to its directory."""
     data = bytearray(data)
     offset, size = struct.unpack_from("<QQ", data, 12)
     struct.pack_into("<I", data, 28, zlib.crc32(data[32 + offset:32 + offset + size]))
@@ -95,7 +95,7 @@ def reseal(data):
 
 
 def rename_item(data, old, new):
-    """Gives an item of an archive with a plain directory another name of the same length."""
+    """Renames an item in an uncompressed directory. The new name must be as long as the old one."""
     old, new = ((name + "\0").encode("utf-16-le") for name in (old, new))
     if len(old) != len(new) or data.count(old) != 1:
         raise ValueError("cannot rename in place")

@@ -13,7 +13,7 @@ class Verify(PackTest):
     def verify(self, *options):
         return self.pack("verify", self.archive, *options)
 
-    def test_accepts_what_make_made(self):
+    def test_accepts_the_output_of_make(self):
         self.made()
 
         result = self.verify()
@@ -67,13 +67,13 @@ class Verify(PackTest):
         self.assertProblems(self.verify(), "usb/x86/usbaapl.PNF: attributes 0x421 are not plain "
                                            "Windows attributes (0x400 is not allowed)")
 
-    def test_refuses_attributes_of_a_folder_on_a_file(self):
+    def test_refuses_the_attributes_of_a_folder_on_a_file(self):
         self.archive.write_bytes(set_attributes(self.made(), 0x21, 0x11))
 
         self.assertProblems(self.verify(),
                             "usb/x86/usbaapl.PNF: attributes 0x11 are not those of a file")
 
-    def test_refuses_other_methods_and_further_blocks(self):
+    def test_refuses_other_methods_and_more_than_one_block(self):
         self.complete_tree()
         self.seven_zip("-m0=LZMA", "-ms=off")
 
@@ -100,7 +100,7 @@ class Verify(PackTest):
                       result.stderr)
         self.assertEqual(1, result.stderr.count("missing"))
 
-    def test_lists_every_item_that_is_missing_in_an_empty_archive(self):
+    def test_lists_every_item_missing_from_an_empty_archive(self):
         subprocess.run(["7zz", "a", "-t7z", self.archive, "-x!*", "*"], cwd=self.tree,
                        capture_output=True, check=False)
 
@@ -112,7 +112,7 @@ class Verify(PackTest):
 
 
 class VerifyHostileNames(PackTest):
-    """Names in the archive itself are changed: no packer would write them."""
+    """Changes names in the archive itself, because no packer would write them."""
 
     def renamed(self, old, new):
         self.archive.write_bytes(rename_item(self.made(), old, new))
@@ -145,7 +145,7 @@ class VerifyHostileNames(PackTest):
                             "C:/indows/usbaapl.sys: unsafe name: "
                             "Windows forbids the character : in names")
 
-    def test_shows_no_control_character_to_the_terminal(self):
+    def test_prints_no_control_characters(self):
         result = self.renamed("usb/x64/usbaapl64.sys", "usb/x64/\x1b[2Japl64.sys")
 
         self.assertProblems(result, "usb/x64/usbaapl64.sys: missing",
@@ -175,7 +175,7 @@ class VerifyDamage(PackTest):
         self.archive.write_bytes(data)
         return self.pack("verify", self.archive)
 
-    def test_tells_where_a_truncated_archive_should_end(self):
+    def test_reports_where_a_truncated_archive_should_end(self):
         data = self.made()
 
         result = self.verify(data[:-1])
@@ -183,7 +183,7 @@ class VerifyDamage(PackTest):
         self.assertProblems(result, f"archive: it is cut off after {len(data) - 1} of "
                                     f"{len(data)} bytes")
 
-    def test_refuses_a_stump_of_any_length(self):
+    def test_refuses_a_few_first_bytes(self):
         data = self.made()
         for length in (0, 1, 5):
             self.assertProblems(self.verify(data[:length]), "archive: it is not a 7z archive")
@@ -191,7 +191,7 @@ class VerifyDamage(PackTest):
             self.assertProblems(self.verify(data[:length]),
                                 "archive: it ends within its first 32 bytes")
 
-    def test_refuses_a_flipped_bit_in_the_start(self):
+    def test_refuses_a_flipped_bit_in_the_first_32_bytes(self):
         data = bytearray(self.made())
         data[14] ^= 1
 
@@ -212,7 +212,7 @@ class VerifyDamage(PackTest):
         self.assertEqual(1, result.returncode)
         self.assertIn("archive: 7-Zip cannot unpack it: Data Error (31 times)", result.stderr)
 
-    def test_compares_every_file_with_its_checksum_itself(self):
+    def test_compares_every_file_with_its_checksum(self):
         self.made()
         size = sum(path.stat().st_size for path in self.tree.rglob("*.*"))
         program = self.another_seven_zip(f"head -c {size} /dev/zero\n")
@@ -231,7 +231,7 @@ class VerifyDamage(PackTest):
 
         self.assertProblems(result, f"content: {size + 1} bytes were unpacked instead of {size}")
 
-    def test_refuses_bytes_behind_the_end(self):
+    def test_refuses_bytes_after_the_end(self):
         result = self.verify(self.made() + b"more")
 
         self.assertProblems(result, "archive: it is followed by 4 bytes that do not belong to it")
@@ -256,7 +256,7 @@ class VerifyDamage(PackTest):
 
         self.assertProblems(result, "archive: its directory is encrypted")
 
-    def test_cannot_work_without_the_archive(self):
+    def test_fails_without_the_archive(self):
         result = self.pack("verify", "nowhere.7z")
 
         self.assertEqual(3, result.returncode)
@@ -285,7 +285,7 @@ class Manifest(PackTest):
 
         self.assertEqual((1, ""), (result.returncode, result.stdout))
 
-    def test_agrees_with_its_archive(self):
+    def test_matches_its_own_archive(self):
         self.made()
         manifest = self.work / "manifest"
         manifest.write_text(self.pack("manifest", self.archive).stdout, encoding="utf-8")
@@ -310,7 +310,7 @@ class Manifest(PackTest):
                             "new file.txt: in the archive but not in the manifest",
                             "usb/x64/usbaapl64.sys: differs from the manifest")
 
-    def test_must_be_there_to_be_compared(self):
+    def test_must_exist_to_be_compared(self):
         self.made()
 
         result = self.pack("verify", self.archive, "--manifest", "nowhere")
@@ -331,7 +331,6 @@ class List(PackTest):
         size = os.path.getsize(self.tree / "usb/x86/usbaapl.PNF")
         self.assertIn(f".R..A {size:>9} usb/x86/usbaapl.PNF", lines)
 
-
     def test_shows_names_on_any_terminal(self):
         (self.tree / "über.txt").write_text("x", encoding="ascii")
         self.make()
@@ -344,7 +343,7 @@ class List(PackTest):
 
 class CommandLine(PackTest):
 
-    def test_has_help_that_documents_the_exit_status(self):
+    def test_has_help_on_the_exit_status(self):
         result = self.pack("--help")
 
         self.assertEqual(0, result.returncode)
