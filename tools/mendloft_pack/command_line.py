@@ -69,7 +69,10 @@ def _manifest(contents):
 
 
 def _compare_with_manifest(result, file):
-    """Adds a problem for every difference between the archive and the manifest in the file."""
+    """Adds a problem for every difference between the archive and the manifest in the file.
+
+    Raises CannotWork if the file cannot be read as text.
+    """
     try:
         lines = file.read_text(encoding="utf-8").splitlines()
     except (OSError, UnicodeDecodeError) as error:

@@ -4,7 +4,7 @@ import codecs
 
 
 class NotInf(Exception):
-    """The file is not an INF file."""
+    """The file is not an INF file, for the reason in the text."""
 
 
 # Windows accepts a signed driver package only with these entries in [Version].

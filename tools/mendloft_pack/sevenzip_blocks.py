@@ -26,8 +26,8 @@ class Block:
     """Contents that are compressed together. The format calls this a folder."""
 
     coders: list[Coder]
-    main_output: int  # index of the stream that comes out at the end of the chain of coders
-    outputs: int
+    main_output: int  # index of the output that is not the input of another coder: the contents
+    outputs: int  # of all coders together
     size: int = 0  # of the contents, in bytes
     crc: int | None = None
     file_sizes: list[int] = field(default_factory=list)
@@ -35,7 +35,10 @@ class Block:
 
 
 def read_streams(reader):
-    """Returns (position of the packed data after the start, sizes of the packed streams, blocks)."""
+    """Returns (position of the packed data after the first 32 bytes, sizes of the packed streams, blocks).
+
+    Raises DamagedArchive, as everything here does.
+    """
     pack_position, pack_sizes, blocks, divided = 0, [], [], False
     while (identifier := reader.number()) != Property.END:
         if identifier == Property.PACK_INFO:
@@ -47,7 +50,7 @@ def read_streams(reader):
             divided = True
         else:
             raise malformed()
-    if not divided:
+    if not divided:  # each block is one file
         for block in blocks:
             block.file_sizes, block.file_crcs = [block.size], [block.crc]
     return pack_position, pack_sizes, blocks
@@ -82,9 +85,14 @@ def _read_blocks(reader):
 
 
 def _read_block(reader):
+    """Reads the coders of a block and how they are connected.
+
+    An input of a coder is either an output of another coder or a packed stream of the archive. All
+    outputs but one are inputs of other coders.
+    """
     coders, inputs, outputs = [], 0, 0
     for _ in range(reader.count()):
-        flags = reader.byte()
+        flags = reader.byte()  # the length of the identifier; 0x10 and 0x20: more values follow
         identifier = reader.take(flags & 0x0F)
         coder_inputs = reader.count() if flags & 0x10 else 1
         coder_outputs = reader.count() if flags & 0x10 else 1
@@ -97,7 +105,7 @@ def _read_block(reader):
         reader.number()
         bound.add(reader.number())
     pack_streams = inputs - (outputs - 1)
-    if pack_streams > 1:
+    if pack_streams > 1:  # the archive leaves out the input of a single one
         for _ in range(pack_streams):
             reader.number()
     free = [index for index in range(outputs) if index not in bound]
@@ -107,8 +115,10 @@ def _read_block(reader):
 
 
 def _read_substreams(reader, blocks):
-    """Divides the blocks into files. The archive leaves out what follows from what it tells: the
-    size of the last file of a block, and the checksum of a file that fills a block with a checksum.
+    """Divides the blocks into files.
+
+    The archive leaves out what follows from other values: the size of the last file in a block, and
+    the checksum of a file that fills a block whose checksum it has.
     """
     counts, identifier = [1] * len(blocks), reader.number()
     if identifier == Property.STREAM_COUNTS:

@@ -1,1 +1,1 @@
-"""Mutation testing of src/; docs/mutation.md tells how it works and what it counts."""
+"""Mutation testing of src/. docs/mutation.md describes how it works and what it counts."""

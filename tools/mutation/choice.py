@@ -1,11 +1,11 @@
-"""Which mutants are tried, and in which order."""
+"""Decides which mutants are tried, and in which order."""
 
 import random
 
 
 def spread(mutants_of_file, size_of_file, seed):
-    """Mixes the mutants of all files so that any beginning of the result has about as many of each
-    file as the file is large. The same seed gives the same order."""
+    """Mixes the mutants of all files. However many are taken from the start of the result, each file
+    has a share in proportion to its size. The same seed gives the same order."""
     placed = []
     for file, mutants in sorted(mutants_of_file.items()):
         order = list(mutants)
@@ -17,6 +17,6 @@ def spread(mutants_of_file, size_of_file, seed):
 
 
 def code_size(text):
-    """The number of lines that hold more than blanks and a comment."""
+    """Returns the number of lines that are neither blank nor just a comment, at least 1."""
     lines = (line.strip() for line in text.splitlines())
     return max(1, sum(1 for line in lines if line and not line.startswith("//")))

@@ -22,38 +22,39 @@ _ROOT = Path(__file__).resolve().parents[2]
 _WORK = _ROOT / "build" / "mutation"
 _TABLE = _ROOT / "tools" / "mutation" / "equivalent.txt"
 
+# The size of a header counts only a fifth: a change in a header recompiles everything that includes it.
 _HEADER_SHARE = 5
 
 _DESCRIPTION = """\
 Makes one small change at a time in a copy of src/, builds what depends on it and runs the tests that
-cover it. Results are kept in build/mutation/results.jsonl, and what is there is not done again."""
+cover it. Results are kept in build/mutation/results.jsonl; a mutant with a result is not tried again."""
 
 _EPILOG = """\
 exit status:
-  0  every mutant was caught, or is explained in tools/mutation/equivalent.txt
-  1  some survived without an explanation, or an explanation is wrong
+  0  every mutant was caught or is explained in tools/mutation/equivalent.txt
+  1  a mutant survived without an explanation, or an explanation is wrong
   2  the command line is wrong
   3  the work cannot be done
 
-docs/mutation.md describes the operators and what is counted."""
+docs/mutation.md describes the operators and the figures."""
 
 
 def _parser():
     parser = argparse.ArgumentParser(prog="mutate", description=_DESCRIPTION, epilog=_EPILOG,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--count", type=int, default=300, metavar="N",
-                        help="how many mutants that compile (default: %(default)s)")
-    parser.add_argument("--seed", default="1", help="which ones (default: %(default)s)")
+                        help="try this many mutants that compile (default: %(default)s)")
+    parser.add_argument("--seed", default="1", help="another seed chooses other mutants (default: %(default)s)")
     parser.add_argument("--workers", type=int, default=1, metavar="N",
-                        help="how many to try at a time (default: %(default)s)")
+                        help="try this many at a time (default: %(default)s)")
     parser.add_argument("--file", action="append", metavar="FILE",
-                        help="only mutants of this file or folder, as src/...")
+                        help="only mutants of this file or folder, given as src/...; may be repeated")
     parser.add_argument("--only", action="append", metavar="ID",
-                        help="try just this mutant, again if need be: file:line:operator:index")
+                        help="only this mutant, even if it has a result: file:line:operator:index; may be repeated")
     parser.add_argument("--again", choices=("survived", "all"),
-                        help="forget the results of the chosen mutants that survived, or of all")
-    parser.add_argument("--list", action="store_true", help="list the mutants; try nothing")
-    parser.add_argument("--report", action="store_true", help="report what is known; try nothing")
+                        help="try the chosen mutants that survived again, or all chosen ones")
+    parser.add_argument("--list", action="store_true", help="list the mutants and try none")
+    parser.add_argument("--report", action="store_true", help="report the results so far and try nothing")
     return parser
 
 
@@ -63,7 +64,7 @@ def _read_sources():
 
 
 def _ordered(sources, arguments):
-    """All mutants that the command line asks for, in the order in which they are to be tried."""
+    """Returns the mutants that the command line selects, in the order in which they are tried."""
     found = {file: mutants_of(file, text) for file, text in sources.items()
              if coverage.programs_for(file)}
     if arguments.only:
@@ -76,14 +77,17 @@ def _ordered(sources, arguments):
         found = {file: some for file, some in found.items()
                  if any(file == name or file.startswith(name.rstrip("/") + "/")
                         for name in arguments.file)}
-    # A change in a header compiles everything again that uses it, so headers get a smaller share.
     size = {file: code_size(sources[file]) / (_HEADER_SHARE if file.endswith(".h") else 1)
             for file in found}
     return spread(found, size, arguments.seed)
 
 
 def _chosen(ordered, results, count):
-    """The first `count` mutants that compile, as far as that is known by now."""
+    """Returns the first `count` mutants that compile, and the ones between them that do not.
+
+    A mutant without a result counts as one that compiles. So the choice grows while mutants turn out
+    not to compile, and is final when all of its mutants have a result.
+    """
     chosen, compiled = [], 0
     for mutant in ordered:
         if compiled == count:
@@ -95,6 +99,7 @@ def _chosen(ordered, results, count):
 
 
 def _try(workspace, mutant, text):
+    """Tries a mutant of a source with this text; leaves the mutant in the workspace."""
     began = time.monotonic()
     workspace.write(mutant.file, mutant.applied_to(text))
     outcome, how = SURVIVED, ""
@@ -111,8 +116,11 @@ def _try(workspace, mutant, text):
 
 
 class _Crew:
-    """The workers. Each takes all mutants of one file at a time, because to leave a file means to
-    compile its unchanged text again."""
+    """The workers, one thread for each workspace.
+
+    A worker takes all mutants of one file at a time: after leaving a file it has to compile the
+    unchanged text once more.
+    """
 
     def __init__(self, workspaces, sources, results):
         self._workspaces = workspaces
@@ -122,7 +130,10 @@ class _Crew:
         self._error = None
 
     def work(self, mutants):
-        """Tries the mutants. Raises what stopped a worker, after all have stopped."""
+        """Tries the mutants and stores their results as they come.
+
+        After an error in one worker, the others finish their mutant and stop; then it is raised here.
+        """
         groups = {}
         for mutant in mutants:
             groups.setdefault(mutant.file, []).append(mutant)
@@ -161,7 +172,11 @@ def _programs(mutants):
 
 
 def _work_through(arguments, ordered, sources, results):
-    """Tries what has no result yet, until there are as many that compile as were asked for."""
+    """Tries mutants without a result until enough of them compile. May restart this program.
+
+    Raises CannotWork when the unchanged sources fail before or after the mutants: a result would then
+    say nothing about a mutant.
+    """
     programs = _programs(ordered)
     workspaces = [Workspace(_ROOT, _WORK, number + 1) for number in range(arguments.workers)]
     if not sandbox.inside():
@@ -177,10 +192,11 @@ def _work_through(arguments, ordered, sources, results):
                       if results.get(one) is None]:
         crew.work(missing)
     if not all(workspace.still_works(programs) for workspace in workspaces):
-        raise CannotWork("the unchanged sources no longer pass: the results are worth nothing")
+        raise CannotWork("the unchanged sources no longer pass, so the results are invalid")
 
 
 def main():
+    """Runs the command line and returns its exit status."""
     arguments = _parser().parse_args()
     try:
         for tool in ("unshare", "wine", "ninja"):
@@ -198,7 +214,7 @@ def _main(arguments):
     table = equivalent.Table(equivalent.read(_TABLE.read_text(encoding="utf-8")))
     everything = [one for file, text in sources.items() for one in mutants_of(file, text)]
     for row in table.stale(everything):
-        print(f"mutate: equivalent.txt explains what is not there: {row.file}: {row.line}: "
+        print(f"mutate: equivalent.txt explains a mutant that does not exist: {row.file}: {row.line}: "
               f"{row.change}", file=sys.stderr)
     if arguments.list:
         for mutant in ordered:
@@ -207,7 +223,7 @@ def _main(arguments):
     _WORK.mkdir(parents=True, exist_ok=True)
     results = ResultFile(_WORK / "results.jsonl")
     if not arguments.report:
-        if not sandbox.inside():
+        if not sandbox.inside():  # inside, this has happened already
             _forget(arguments, ordered, results)
         _work_through(arguments, ordered, sources, results)
     lines, right = report.summary(_chosen(ordered, results, arguments.count), results, table)
@@ -216,6 +232,7 @@ def _main(arguments):
 
 
 def _forget(arguments, ordered, results):
+    """Forgets the results that the command line wants to have again."""
     for mutant in _chosen(ordered, results, arguments.count):
         result = results.get(mutant)
         if result and (arguments.only or arguments.again == "all" or

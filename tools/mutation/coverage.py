@@ -1,17 +1,18 @@
-"""Which test programs look at which source, the quick ones first."""
+"""Which test programs cover which source, the fast ones first."""
 
 from dataclasses import dataclass
 
 
 @dataclass(frozen=True)
 class Program:
-    """A test program and the tests of it that are left out because they only take long."""
+    """A test program. `left_out` is a filter for tests that take long and catch nothing more."""
 
     name: str
     left_out: str = ""
 
     @property
     def arguments(self):
+        """The arguments that leave those tests out."""
         return [f"--gtest_filter=-{self.left_out}"] if self.left_out else []
 
 
@@ -21,11 +22,11 @@ _INSTALL = Program("install_tests")
 _TELNET = Program("telnet_tests", "ThousandPortTests.*")
 _ARCHIVE = Program("archive_tests")
 _LIBRARY = Program("library_tests")
-# Of these, only the one that loads the library over and over.
+# Runs only the test that loads and unloads the library many times.
 _PROOF = Program("proof_tests", "Sweep.*:SteadySetup.*:SteadyState.OfA*:SteadyState.OfFifty*:SteadyState.OfM*")
 _TOOL = Program("mendloftctl_tests")
 
-# The first row whose beginning matches a source's path counts.
+# The first row that the path of a source starts with applies.
 _ROWS = [
     ("src/exports/exports.cpp", [_LIBRARY]),
     ("src/exports/dll_main.cpp", [_LIBRARY]),
@@ -43,6 +44,6 @@ _ROWS = [
 
 
 def programs_for(file):
-    """The test programs for a source, in the order in which they are run; none for one that no
-    program is named for."""
+    """Returns the test programs for a source in the order in which they run, or an empty list if no
+    program covers it."""
     return next((programs for start, programs in _ROWS if file.startswith(start)), [])

@@ -1,4 +1,4 @@
-"""The table of mutants that are known to change nothing that a test could see, each with a reason."""
+"""The table of mutants that no test can catch, each with a reason."""
 
 import re
 from dataclasses import dataclass
@@ -13,7 +13,7 @@ class WrongTable(Exception):
 @dataclass(frozen=True)
 class Explanation:
     """One row: the file, the text of the line, the change as `operator:index old -> new`, and why no
-    test can see it. Lines are known by their text, so that a row outlives changes elsewhere."""
+    test can catch it. The text identifies the line, so a row survives changes elsewhere in the file."""
 
     file: str
     line: str
@@ -22,8 +22,11 @@ class Explanation:
 
 
 def read(text):
-    """Reads a table: rows of four fields, `name: value`, with blank lines between rows; a field goes
-    on in lines that begin with a blank; lines that begin with # are comments."""
+    """Reads a table. Blank lines separate the rows. A row has four fields, `name: value`, and a field
+    continues in lines that begin with a space. Lines that begin with # are comments.
+
+    Raises WrongTable.
+    """
     rows = []
     lines = [line for line in text.splitlines() if not line.startswith("#")]
     for block in re.split(r"\n\s*\n", "\n".join(lines)):
@@ -38,11 +41,12 @@ def read(text):
 
 
 def change_of(mutant):
+    """Returns the change of a mutant as a row has it."""
     return f"{mutant.operator}:{mutant.index} {mutant.shown()}"
 
 
 class Table:
-    """Explanations by mutant."""
+    """Explanations by mutant. Raises WrongTable if two rows explain the same mutant."""
 
     def __init__(self, rows):
         self._rows = {(row.file, row.line, row.change): row for row in rows}
@@ -50,11 +54,11 @@ class Table:
             raise WrongTable("two rows explain the same mutant")
 
     def why(self, mutant):
-        """Why the mutant changes nothing, or None when the table does not have it."""
+        """Returns why no test can catch the mutant, or None if the table does not have it."""
         row = self._rows.get((mutant.file, mutant.line_text, change_of(mutant)))
         return row and row.why
 
     def stale(self, mutants):
-        """The rows that are about none of these mutants."""
+        """Returns the rows that match none of these mutants."""
         known = {(one.file, one.line_text, change_of(one)) for one in mutants}
         return [row for key, row in self._rows.items() if key not in known]

@@ -1,4 +1,4 @@
-"""What became of the mutants, kept in a file so that a run can be interrupted and taken up again."""
+"""The results of the mutants, in a file, so that a run can be interrupted and continued."""
 
 import json
 from dataclasses import asdict, dataclass
@@ -9,7 +9,7 @@ _FORGOTTEN = "forgotten"
 
 @dataclass(frozen=True)
 class Result:
-    """The outcome for one mutant. `how` says what noticed it: the first failing test, a crash or a
+    """The result of one mutant. `how` says what caught it: the first failing test, a crash or a
     time-out."""
 
     id: str
@@ -21,16 +21,17 @@ class Result:
 
     @property
     def key(self):
+        """The key of the mutant, as `key_of` returns it."""
         return self.id, self.line_text, self.change
 
 
 def key_of(mutant):
-    """Under which key the result of a mutant is kept: a changed line makes another mutant."""
+    """Returns the key of a mutant. It contains the line, so a result does not apply to a changed line."""
     return mutant.id, mutant.line_text, mutant.shown()
 
 
 class ResultFile:
-    """Results by key; of several for one mutant the last one counts."""
+    """Results by key, stored one on a line. New ones are appended; the last one with a key counts."""
 
     def __init__(self, path):
         self._path = path
@@ -43,14 +44,16 @@ class ResultFile:
                              if result.outcome != _FORGOTTEN}
 
     def get(self, mutant):
+        """Returns the result of a mutant, or None."""
         return self._results.get(key_of(mutant))
 
     def add(self, result):
+        """Stores a result at once."""
         self._results[result.key] = result
         self._append(asdict(result))
 
     def forget(self, mutant):
-        """Makes the mutant one that has not been tried."""
+        """Removes the result of a mutant, if it has one."""
         result = self._results.pop(key_of(mutant), None)
         if result:
             self._append({**asdict(result), "outcome": _FORGOTTEN})

@@ -1,8 +1,9 @@
 """Keeps mutants away from everything else on this computer.
 
-A library that deletes folder trees, with one mistake in it, may delete any of them; and Wine shows its
-programs the whole file system. So mutants run in a mount namespace in which only the work folder can
-be written, and in a process namespace that takes every stray process with it when it ends."""
+The library deletes folder trees, and a mutant of it may delete any folder: Wine shows its programs the
+whole file system. So mutants run in a mount namespace in which only the work folder is writable. They
+also run in a process namespace, which ends all stray processes when it ends.
+"""
 
 import os
 import subprocess
@@ -15,11 +16,15 @@ _PSEUDO = {"proc", "sysfs", "devpts", "mqueue", "cgroup", "cgroup2", "securityfs
 
 
 def inside():
+    """Whether this program runs in the sandbox already."""
     return _MARK in os.environ
 
 
 def enter():
-    """Starts this program again inside of the sandbox, in the place of this process."""
+    """Replaces this process by one that runs the same program again, inside the sandbox.
+
+    The new process has namespaces of its own, but can still write everywhere until `close`.
+    """
     command = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "--mount-proc"]
     if os.geteuid() != 0:
         command += ["--user", "--map-root-user"]
@@ -28,9 +33,11 @@ def enter():
 
 
 def close(work):
-    """Makes everything but the folder `work` read-only. Raises an error when that fails.
+    """Makes everything but the folder `work` read-only. Raises CalledProcessError if a mount fails, and
+    OSError if the folder around `work` is writable all the same.
 
-    The devices can be written to all the same, but not deleted: Wine takes the file NUL for one."""
+    Devices stay writable, because Wine maps the file NUL to one, but they cannot be deleted.
+    """
     server = work / "wineserver"
     server.mkdir(mode=0o700, exist_ok=True)
     _wine_server_folder().mkdir(mode=0o700, exist_ok=True)

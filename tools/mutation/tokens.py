@@ -1,4 +1,4 @@
-"""A light tokenizer for C++ as src/ is written: enough to find places that can be changed."""
+"""A simple tokenizer for C++ as src/ uses it: enough to find the places for changes."""
 
 import re
 from bisect import bisect_right
@@ -23,7 +23,7 @@ _CLOSING = {"(": ")", "[": "]", "{": "}"}
 
 @dataclass(frozen=True)
 class Token:
-    """A piece of a source text: its kind (string, character, number, word or mark) and its place."""
+    """A piece of a source text: its kind (string, character, number, word or mark) and its position."""
 
     kind: str
     text: str
@@ -35,8 +35,11 @@ class Token:
 
 
 class Source:
-    """One source text, its tokens without comments, preprocessor lines, attributes and static
-    assertions, and what belongs together in it."""
+    """A source text with its tokens and the pairs of its brackets.
+
+    Comments, preprocessor lines, attributes and static assertions are not among the tokens: a change
+    there does nothing that a test could see.
+    """
 
     def __init__(self, text):
         self.text = text
@@ -47,27 +50,28 @@ class Source:
         self._lines = [0] + [match.end() for match in re.finditer("\n", text)]
 
     def line(self, position):
-        """The number of the line that holds this position, from 1."""
+        """Returns the number of the line at this position, counted from 1."""
         return bisect_right(self._lines, position)
 
     def line_text(self, position):
+        """Returns the line at this position without the spaces around it."""
         start = self._lines[self.line(position) - 1]
         return self.text[start:].split("\n", 1)[0].strip()
 
     def stands_apart(self, index):
-        """Whether there is blank space on both sides of a token: in formatted code that tells an
-        operator of two operands from a template's bracket, a reference and a sign."""
+        """Whether there is a space on both sides of a token. In formatted code, this distinguishes a
+        binary operator from the bracket of a template, a reference and a sign."""
         token = self.tokens[index]
         around = self.text[token.start - 1:token.start] + self.text[token.end:token.end + 1]
         return len(around) == 2 and around.isspace()
 
     def between(self, first, last):
-        """The text from one token up to another, both included."""
+        """Returns the text from one token to another, including both."""
         return self.text[self.tokens[first].start:self.tokens[last].end]
 
     def parts(self, opening):
-        """The pieces that the commas of a bracket's own level separate, as pairs of token indices,
-        first and last; none for an empty bracket."""
+        """Returns the pieces of a bracket that its own commas separate, as pairs of token indices,
+        first and last. An empty bracket has none."""
         pieces, first, index = [], opening + 1, opening + 1
         closing = self.partner[opening]
         while index <= closing:
@@ -80,7 +84,7 @@ class Source:
 
 
 def _partners(tokens):
-    """Where each opening bracket closes, by token index."""
+    """Maps the index of each opening bracket to that of its closing one."""
     partner, open_brackets = {}, []
     for index, token in enumerate(tokens):
         if token.kind != "mark":

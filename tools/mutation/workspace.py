@@ -9,20 +9,20 @@ from dataclasses import dataclass
 
 PREFIX = "win64-10.0"
 
-# As in a release, but quicker to compile; and without warnings, because they are errors here: a
-# mutant is to be caught by a test and not by the compiler's remark that something is unused.
+# As in a release, but faster to compile. Warnings are off, because they are errors in this project: a
+# test should catch a mutant, not a warning that something is unused.
 _FLAGS = ["-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG -w",
           "-DMENDLOFT_BENCH=OFF"]
 
 
 class CannotWork(Exception):
-    """What is needed for the work is missing or does not work."""
+    """Something that the work needs is missing or fails."""
 
 
 @dataclass(frozen=True)
 class Run:
-    """How a test program ended: `how` is empty when it passed. `test` is the failing test, if one
-    was named."""
+    """How a test program ended. `how` is empty if it passed; `test` is the failing test, if it printed
+    one."""
 
     how: str
     test: str
@@ -30,8 +30,11 @@ class Run:
 
 
 class Workspace:
-    """Copies, builds and runs. `prepare` writes outside of the work folder too (the compiler's cache,
-    the template of the prefixes); everything else stays within it."""
+    """Copies, builds and runs.
+
+    Only `prepare` writes outside the work folder: to the compiler's cache, and to the template of the
+    Wine prefixes. It runs before the sandbox closes.
+    """
 
     def __init__(self, root, work, number):
         self._root = root
@@ -43,7 +46,7 @@ class Workspace:
         self._files = None
 
     def prepare(self, programs):
-        """Brings the copy up to date, builds the programs and makes the prefix."""
+        """Updates the copy, builds the programs and makes the prefix. Raises CannotWork."""
         self._copy_sources()
         self._command(["cmake", "-S", self._tree, "-B", self._build, "-G", "Ninja",
                        f"-DCMAKE_TOOLCHAIN_FILE={self._tree}/cmake/mingw32.cmake", *_FLAGS])
@@ -58,8 +61,8 @@ class Workspace:
             subprocess.run(["cp", "-a", made, pristine], check=True)
 
     def start(self, programs):
-        """Runs the unchanged programs, which must pass, to learn how long they take and which files
-        they leave in the prefix."""
+        """Runs the unchanged programs to learn how long they take and which files they leave in the
+        prefix. Raises CannotWork if one of them fails."""
         self._renew_prefix()
         for program in programs:
             run = self.run(program, 600)
@@ -74,17 +77,20 @@ class Workspace:
         return all(self.build(program) and not self.run(program, 600).how for program in programs)
 
     def write(self, file, text):
-        """Writes one source of the copy; its time changes, so that it is compiled again."""
+        """Writes one source of the copy. The new time makes the build compile it again."""
         (self._tree / file).write_text(text, encoding="utf-8")
 
     def build(self, program):
-        """Builds one program; False when it does not compile."""
+        """Builds one program; returns whether it compiles."""
         return subprocess.run(["ninja", "-j1", "-C", self._build, program.name], check=False,
                               stdout=subprocess.DEVNULL, stderr=subprocess.STDOUT).returncode == 0
 
     def run(self, program, limit=None, test=""):
-        """Runs one program until its first failing test, or a single test of it, and puts the prefix
-        right again where the run has left it in another state than before."""
+        """Runs one program until its first failing test, or only one test of it.
+
+        Restores the prefix if the files in it differ from before, so that no mutant meets what another
+        has left behind.
+        """
         chosen = [f"--gtest_filter={test}"] if test else program.arguments
         began = time.monotonic()
         done = self._wine_run(self._build / "bin" / f"{program.name}.exe",
@@ -99,8 +105,8 @@ class Workspace:
         return Run(how, failed, seconds)
 
     def run_twice(self, program):
-        """Runs one program, and once more when something is wrong, because a busy computer alone can
-        make a test fail: what is wrong counts when it is so both times."""
+        """Runs one program, and runs it again after a failure. A failure counts only if it happens both
+        times, because tests can also fail on a busy computer."""
         first = self.run(program)
         if first.test and self.run(program, test=first.test).how:
             return first
@@ -120,7 +126,8 @@ class Workspace:
                 "MENDLOFT_PREFIX": PREFIX, "WINEPREFIX": str(self._folder)}
 
     def _copy_sources(self):
-        """Copies what git knows or would add; a file is only written where it differs."""
+        """Copies all files except those that git ignores. Writes only files that differ, so that the build
+        compiles no more than necessary."""
         listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others",
                                  "--exclude-standard"], cwd=self._root, check=True,
                                 stdout=subprocess.PIPE).stdout
@@ -169,8 +176,8 @@ class Workspace:
 
 
 def outcome(code, output):
-    """What the exit code and the output of a test program say: how it failed, and in which test; both
-    empty when it passed."""
+    """Returns how a test program failed and in which test, from its exit code and output. Both are
+    empty if it passed."""
     if code == 0:
         return "", ""
     if code == 124:
