@@ -3,13 +3,12 @@
 
     bench/make_bench_archive.py ARCHIVE [--unpacked BYTES] [--search FOLDER]...
 
-The archive has the layout of the real one. Its INF files are the stand-ins; in the place of each
-binary file lies a Windows program file found on this machine, in Wine's or the cross compiler's
-folders unless others are named: together about 33 MB, which pack to some 6 to 7 MB, or as many bytes
-as are asked for.
+The archive has the layout of the real one. Its INF files are the stand-ins. Each binary file is a
+Windows program file from this machine, by default from the folders of Wine and the cross compiler.
+They have about 33 MB together, or the number of bytes given, and 33 MB pack to some 6 to 7 MB.
 
-Exit status: 0 the archive is there; 1 this machine has too few program files; 2 wrong command line;
-3 the work cannot be done.
+Exit status: 0 the archive was made; 1 this machine has too few program files; 2 the command line is
+wrong; 3 the work cannot be done.
 """
 
 import argparse
@@ -25,14 +24,14 @@ from mendloft_pack import archive, layout
 from mendloft_pack.findings import CannotWork
 from mendloft_pack.sevenzip_program import SevenZip
 
-# The real archive is 6.5 MB and unpacks to about this many bytes.
+# The real archive has 6.5 MB and unpacks to about this many bytes.
 TOTAL = 33_000_000
 TEXTS = (".inf", ".txt", ".pnf")
 SEARCH = ("usr/lib/wine", "usr/lib/*/wine", "usr/lib/gcc/*mingw32", "usr/*mingw32", "opt/wine*")
 
 
 def is_program(path):
-    """Tells whether a file is a PE file: "MZ", and "PE" where that header points."""
+    """Whether a file is a PE file: it starts with "MZ", and "PE" is where that header points to."""
     with open(path, "rb") as file:
         start = file.read(64)
         if len(start) < 64 or not start.startswith(b"MZ"):
@@ -42,9 +41,9 @@ def is_program(path):
 
 
 def program_files(folders):
-    """Returns (size, path) of every program file below the folders, by size, then by path.
+    """Returns (size, path) of the program files below the folders, sorted by size.
 
-    Of several files with the same size, which are mostly copies, only one counts.
+    Files of the same size are mostly copies, so only the first of them by path is included.
     """
     by_size = {}
     for folder in folders:
@@ -57,13 +56,13 @@ def program_files(folders):
 
 
 def choose(programs, count, total=TOTAL):
-    """Returns `count` neighbours in the order of size, about `total` bytes together."""
+    """Returns `count` programs that are next to each other by size and have about `total` bytes."""
     windows = [programs[start:start + count] for start in range(len(programs) - count + 1)]
     return min(windows, default=[], key=lambda window: abs(sum(size for size, _ in window) - total))
 
 
 def fill(tree, programs):
-    """Puts the programs in the places of the layout's binary files; the rest are stand-ins."""
+    """Writes the files of the layout: the binary ones are the programs, the others stand-ins."""
     remaining = iter(programs)
     for path in layout.FILES:
         is_text = path.lower().endswith(TEXTS)
@@ -77,9 +76,9 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
     parser.add_argument("archive", metavar="ARCHIVE", type=Path)
     parser.add_argument("--unpacked", metavar="BYTES", type=int, default=TOTAL,
-                        help=f"how much the programs are to have together ({TOTAL} unless given)")
+                        help=f"the total size of the programs (default: {TOTAL})")
     parser.add_argument("--search", metavar="FOLDER", type=Path, action="append",
-                        help="look for program files in this folder (may be given again)")
+                        help="look for program files in this folder; may be repeated")
     arguments = parser.parse_args()
     folders = arguments.search or [found for place in SEARCH for found in Path("/").glob(place)]
 
@@ -87,7 +86,7 @@ def main():
     chosen = choose(program_files(folders), places, arguments.unpacked)
     total = sum(size for size, _ in chosen)
     if not arguments.unpacked * 0.9 < total < arguments.unpacked * 1.1:
-        print(f"make_bench_archive.py: no {places} Windows program files of together about "
+        print(f"make_bench_archive.py: cannot find {places} Windows program files with a total of about "
               f"{arguments.unpacked} bytes in {' '.join(map(str, folders)) or 'no folder'} "
               f"(the best choice has {total});"
               " install wine and g++-mingw-w64-i686-posix, or name other folders with --search",

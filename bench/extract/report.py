@@ -1,4 +1,4 @@
-"""Makes tables of what bench_extract prints."""
+"""Makes tables from the output of bench_extract."""
 
 import struct
 from collections import defaultdict
@@ -10,7 +10,7 @@ RATIOS = (("extract", "console x"), ("extract", "x inside"), ("extract", "t - st
 
 
 def parse(output):
-    """Returns {name: its values}, in the order of the rounds."""
+    """Returns {name: values in the order of the rounds}."""
     values = defaultdict(list)
     for line in output.splitlines():
         name, _, value = line.partition("\t")
@@ -22,18 +22,18 @@ def parse(output):
 
 
 def ratios(values, upper, lower):
-    """The ratio of two values in each round."""
+    """Returns the ratio of two values in each round."""
     return [one / other for one, other in zip(values[upper], values[lower], strict=True)]
 
 
 def spread(values, digits):
-    """The median and, behind it, where the middle half of the values lies."""
+    """Returns the median, followed by the range of the middle half of the values."""
     low, _, high = quantiles(values, n=4) if len(values) > 1 else values * 3
     return f"{median(values):.{digits}f} ({low:.{digits}f}-{high:.{digits}f})"
 
 
 def table(title, head, rows):
-    """Prints rows below their heads, the first column to the left and all others to the right."""
+    """Prints rows below their head. The first column is aligned to the left, all others to the right."""
     cells = [head, *rows]
     widths = [max(len(row[column]) for row in cells) for column in range(len(head))]
     print(f"\n{title}\n")
@@ -56,8 +56,8 @@ def show_times(results):
 
 def show_ratios(results):
     """Prints the ratios in the same round and those of the fastest runs."""
-    # What slows the machine down for a while slows both sides of a round, but not always alike; the
-    # fastest run of each side met the least of it.
+    # Other work on the machine slows both sides of a round, but not always to the same degree. It affects
+    # the fastest run of each side least.
     head = ["archive", *(f"{upper} / {lower}" for upper, lower in RATIOS)]
     in_rounds, of_fastest = [], []
     for name, values in results:
@@ -79,7 +79,7 @@ def show_memory(results):
 
 
 def show(results):
-    """Prints the tables for (name of an archive, its values) each."""
+    """Prints the tables. `results` has (name, values) for each archive."""
     show_times(results)
     show_ratios(results)
     show_memory(results)
@@ -97,7 +97,7 @@ def section_sizes(image):
 
 
 def show_library(path):
-    """Prints how large the library is with and without what it carries as resources."""
+    """Prints the size of the library with and without its resources."""
     image = path.read_bytes()
     resources = section_sizes(image).get(".rsrc", 0)
     print(f"\n{path.name}: {len(image)} bytes, {len(image) - resources} without its resources")

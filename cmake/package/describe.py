@@ -1,12 +1,13 @@
-"""Describes an installation of the library, and gives its ZIP a form that can be made again.
+"""Describes an installation of the library, and puts its ZIP into a reproducible form.
 
     describe.py installation --source DIR --components FILE --root DIR --documents DIR FILE...
     describe.py zip --source DIR FILE
 
-The first writes sbom.spdx.json (SPDX 2.3) and SHA256SUMS into the documents' folder below the root.
-The second writes the archive anew: entries sorted, all with one time and one set of rights.
+The first writes sbom.spdx.json (SPDX 2.3) and SHA256SUMS to the documents' folder below the root.
+The second rewrites the archive: its entries are sorted and all have the same time and permissions.
 
-The one time that both use is SOURCE_DATE_EPOCH, or that of the commit, or 1980, where ZIP begins.
+Both use the time SOURCE_DATE_EPOCH, or else the time of the commit, or else the start of 1980, which is
+the earliest time in a ZIP.
 """
 
 import argparse
@@ -24,6 +25,7 @@ START_OF_ZIP_TIME = 315532800  # 1 January 1980
 
 
 def source_time(source):
+    """Returns that time, in seconds since 1970."""
     if "SOURCE_DATE_EPOCH" in os.environ:
         return max(int(os.environ["SOURCE_DATE_EPOCH"]), START_OF_ZIP_TIME)
     commit = subprocess.run(
@@ -38,11 +40,12 @@ def digest(file, algorithm):
 
 
 def identifier(kind, name):
+    """Returns an SPDX identifier, which consists of letters, digits, dots and hyphens."""
     return f"SPDXRef-{kind}-" + "".join(c if c.isalnum() else "-" for c in name)
 
 
 def spdx_package(component):
-    """A component of components.json, as SPDX has it."""
+    """Returns the SPDX package for a component of components.json."""
     package = {
         "SPDXID": identifier("Package", component["name"]),
         "name": component["name"],
@@ -79,6 +82,7 @@ def relationship(subject, kind, to):
 
 
 def bill_of_materials(components, root, names, seconds):
+    """Returns the SPDX document. The first component is the product, and the others are linked into it."""
     packages = [spdx_package(component) for component in components]
     files = [spdx_file(root, name) for name in names]
     product, *linked_in = (package["SPDXID"] for package in packages)
@@ -110,9 +114,9 @@ def bill_of_materials(components, root, names, seconds):
 
 
 def describe_installation(arguments):
-    """Writes the bill of materials and the sums; the sums cover the bill too."""
+    """Writes the bill of materials and the checksums, which cover the bill of materials too."""
     root = Path(arguments.root)
-    # The manifest names files without DESTDIR in front, which the root has.
+    # The paths in CMake's list of installed files lack DESTDIR, which the root starts with.
     destination = os.environ.get("DESTDIR", "")
     names = sorted({Path(destination + file).relative_to(root).as_posix() for file in arguments.file})
     documents = root / arguments.documents
@@ -130,7 +134,7 @@ def describe_installation(arguments):
 
 
 def rewrite_zip(arguments):
-    """Puts the archive in the canonical form, in place."""
+    """Rewrites the archive in place."""
     original = Path(arguments.file)
     rewritten = original.with_suffix(".new")
     when = time.gmtime(source_time(arguments.source))[:6]
@@ -138,7 +142,7 @@ def rewrite_zip(arguments):
         for name in sorted(name for name in source.namelist() if not name.endswith("/")):
             entry = zipfile.ZipInfo(name, when)
             entry.compress_type = zipfile.ZIP_DEFLATED
-            entry.create_system = 3  # Unix, so that the rights below are understood
+            entry.create_system = 3  # Unix, so that the permissions below apply
             entry.external_attr = 0o100644 << 16
             target.writestr(entry, source.read(name), compresslevel=9)
     rewritten.replace(original)

@@ -52,7 +52,7 @@ class BenchArchive(PackTest):
         result = self.run_script(self.archive, "--search", self.work)
 
         self.assertEqual(1, result.returncode)
-        self.assertIn("no 22 Windows program files of together about 33000000 bytes", result.stderr)
+        self.assertIn("cannot find 22 Windows program files with a total of about 33000000 bytes", result.stderr)
         self.assertFalse(self.archive.exists())
 
 
