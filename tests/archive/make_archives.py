@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Makes the archives that the extraction tests read.
+"""Makes the archives for the tests of the extraction.
 
     make_archives.py 7ZZ FOLDER
 
-7ZZ is 7-Zip's console program. FOLDER is made anew; it receives the archives, and beside them the
-folder "tree" with what most of them hold. The same input gives the same contents every time.
+7ZZ is 7-Zip's console program. FOLDER is replaced: it receives the archives, and a folder "tree" with
+the contents of most of them. The contents are the same every time.
 """
 
 import lzma
@@ -22,7 +22,7 @@ TIME = 1262304000  # 2010-01-01 00:00:00 UTC
 
 
 def machine_code(size, seed):
-    """Bytes that compress somewhat and in which x86 and delta filters find something to do."""
+    """Returns bytes that compress to some degree, and that the x86 and delta filters change."""
     source = random.Random(seed)
     code = bytearray()
     while len(code) < size:
@@ -43,7 +43,7 @@ TREE = {
 }
 READ_ONLY = "usb/x86/usbaapl.PNF"
 EMPTY_FOLDERS = ("applekis/x86", "applersm/x86")
-SAMPLE = machine_code(100_000, 4)  # what the archives without item names hold
+SAMPLE = machine_code(100_000, 4)  # the content of archives without item names
 
 
 def write_tree(folder):
@@ -72,7 +72,7 @@ class SevenZip:
 
 
 def seven_zip_archives(pack, folder):
-    """7z archives of the tree with each method and option that matters to the reader."""
+    """Makes 7z archives of the tree with every method and option that the library has to read."""
     def archive(name, *options):
         pack.pack(folder / f"{name}.7z", "-t7z", *options)
 
@@ -104,7 +104,7 @@ def zip_archives(pack, folder):
 
 
 def lzma86(content, filtered):
-    """7-Zip's Lzma86: an Lzma file with a byte in front that says whether the x86 filter was used."""
+    """Returns an archive in 7-Zip's format Lzma86: Lzma after a byte that tells whether x86 was filtered."""
     coder = {"id": lzma.FILTER_LZMA1, "preset": 6, "lc": 3, "lp": 0, "pb": 2, "dict_size": 1 << 20}
     filters = ([{"id": lzma.FILTER_X86}] if filtered else []) + [coder]
     packed = lzma.compress(content, lzma.FORMAT_RAW, filters=filters)
@@ -120,7 +120,7 @@ def single_file_archives(folder):
 
 
 def cabinet_entries(files):
-    """The file entries of a cabinet with one folder."""
+    """Returns the file entries of a cabinet with one folder."""
     dos_date, dos_time = (2010 - 1980) << 9 | 1 << 5 | 1, 0
     entries, position = b"", 0
     for name, data in files.items():
@@ -132,7 +132,7 @@ def cabinet_entries(files):
 
 
 def cabinet_block(plain, mszip):
-    """A data block of a cabinet; holds at most 32 KB."""
+    """Returns a data block of a cabinet. `plain` has at most 32 KB."""
     packed = plain
     if mszip:
         deflate = zlib.compressobj(9, zlib.DEFLATED, -15)
@@ -141,7 +141,7 @@ def cabinet_block(plain, mszip):
 
 
 def cabinet(files, mszip):
-    """A cabinet with one folder. The names are ASCII."""
+    """Returns a cabinet with one folder. The names must be ASCII."""
     content = b"".join(files.values())
     blocks = [cabinet_block(content[start:start + 0x8000], mszip)
               for start in range(0, len(content), 0x8000)]
@@ -160,7 +160,7 @@ def cab_archives(folder):
 
 
 def damaged_archives(folder):
-    """Archives that are cut off, altered, empty or no archives; needs the 7z archives."""
+    """Makes archives that are truncated, damaged, empty or not archives at all, from the 7z archives."""
     good = (folder / "drivers.7z").read_bytes()
 
     def flipped(position):

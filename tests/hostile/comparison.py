@@ -1,4 +1,4 @@
-"""Compares what the library made of an archive with what 7-Zip's own console program makes of it."""
+"""Compares what the library unpacked from an archive with what 7-Zip's own console program unpacks."""
 
 import filecmp
 import os
@@ -11,39 +11,40 @@ from dataclasses import dataclass
 from functools import cached_property
 from pathlib import Path
 
-# The program looks for an archive of the type anywhere in the first 8 MB unless told otherwise. The
-# library knows all formats but 7z by what is at the very beginning.
+# By default the program looks for an archive of the type anywhere in the first 8 MB. The library
+# recognises all formats but 7z by the first bytes of the file only.
 TYPE_OPTION = {"7z at the start": "-t7z:s0", "lzma86": "-tlzma86:s0", "lzma": "-tlzma:s0",
                "cab": "-tcab:s0", "zip": "-tzip:s0", "7z": "-t7z"}  # in the order of the library's attempts
-# What an item without a name is called: by the program after the archive, and by the library.
+# The name for an item without a name: the program derives it from the archive, the library has its own.
 NAMELESS, CONTENT = "archive~", "[content]"
 
 
 def seven_zip(command, kind, archive, *options, memory=None):
-    """Runs the program; `memory` is how many bytes it may allocate. It gets a password that is wrong."""
+    """Runs the program with a wrong password. It may allocate `memory` bytes, or any number if None."""
     limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory else None
     process = subprocess.run(
         ["7zz", command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", TYPE_OPTION[kind], *options, archive],
         input="", capture_output=True, timeout=300, text=True, errors="surrogateescape", preexec_fn=limit,
         check=False)
-    if process.returncode not in (0, 1, 2, 8):  # those of its documentation that tell of archives
+    if process.returncode not in (0, 1, 2, 8):  # the documented codes that concern archives
         raise RuntimeError(f"{process.args} ended with {process.returncode}:\n{process.stderr}")
     return process
 
 
 def lacks_memory(kind, archive, memory):
+    """Whether that much memory is too little for the program."""
     process = seven_zip("t", kind, archive, memory=memory)
     return "Can't allocate required memory" in process.stdout + process.stderr
 
 
 def kind_of(archive):
-    """The key in TYPE_OPTION with which the program opens an archive, or None."""
+    """Returns the key in TYPE_OPTION of the type as which the program opens an archive, or None."""
     return next((kind for kind in TYPE_OPTION
                  if "\nType = " in seven_zip("l", kind, archive, "-slt").stdout), None)
 
 
 def files_below(folder):
-    """The files and folders by their path in the folder."""
+    """Returns the files and folders below a folder by their relative path."""
     return {str(Path(parent, name).relative_to(folder)): Path(parent, name)
             for parent, folders, files in os.walk(folder) for name in folders + files}
 
@@ -57,7 +58,10 @@ class Item:
 
 
 def read_item(block, names):
-    """Reads what the program lists of an item, from its name on; `names` are those listed differently."""
+    """Reads an item from the program's listing, which starts with its name.
+
+    `names` maps a listed name to the real one where they differ.
+    """
     name = block.partition("\n")[0]
     return Item(names.get(name, name), bool(re.search(r"^(Folder = \+|Attributes = D)", block, re.MULTILINE)),
                 "\nEncrypted = +" in block,
@@ -65,7 +69,7 @@ def read_item(block, names):
 
 
 class Reference:
-    """What the program made of an archive. Unpacks into `folder`, which must not exist."""
+    """What the program unpacks from an archive, into `folder`, which must not exist."""
 
     def __init__(self, kind, archive, folder):
         process = seven_zip("x", kind, archive, f"-o{folder}")
@@ -74,20 +78,20 @@ class Reference:
         found = files_below(folder)
         self.kind, self.archive, self.code = kind, archive, process.returncode
         self.names = complaints | found.keys()
-        # What it wrote and had nothing to say against.
+        # The files that it wrote without a complaint.
         self.whole = {name: path for name, path in found.items()
                       if name not in complaints and path.is_file() and not path.is_symlink()}
 
     @cached_property
     def items(self):
-        """All items in the archive's order."""
+        """All items, in the order of the archive."""
         listing = seven_zip("l", self.kind, self.archive, "-slt").stdout.partition("\n----------\n")[2]
-        # The program lists a line break as this.
+        # The program lists a line break as an underscore.
         broken = {name.replace("\n", "_"): name for name in self.names if "\n" in name}
         return [read_item(block, broken) for block in re.split(r"^Path = ", listing, flags=re.MULTILINE)[1:]]
 
     def up_to(self, name):
-        """The items before the last one of that name, and it; all when none is listed by that name."""
+        """Returns the items up to and including the last one of that name, or all if there is none."""
         last = max((at for at, item in enumerate(self.items) if item.name == name), default=len(self.items))
         return self.items[:last + 1]
 
@@ -101,42 +105,42 @@ def is_device(name):
 
 
 def is_odd(name):
-    """Whether Windows does not take a path as it is."""
+    """Whether Windows refuses or changes a path."""
     return is_device(name) or any(part == "" or part[-1] in " ." or FORBIDDEN.search(part)
                                   for part in name.split("/"))
 
 
 def parents(name):
-    """The folders that a path leads through, as keys."""
+    """Returns the folders that a path leads through, in lower case."""
     return [str(parent).lower() for parent in Path(name).parents]
 
 
-# What the program decodes and the library has no decoder for.
+# Methods that the program can decode and the library cannot.
 NOT_DECODED = {"BZip2", "PPMD", "PPC", "IA64", "ARM", "ARMT", "ARM64", "RISCV", "SPARC", "Swap2", "Swap4"}
 
 E_ABORT, E_OUTOFMEMORY = 0x80004004, 0x8007000E
-# What comes of a name that Windows refuses, and of one that leads through a file.
+# The results for a name that Windows refuses, and for a path that leads through a file.
 NAME_FAILURES = {0x80070002, 0x80070003, 0x80070005, 0x8007007B, 0x80070091, 0x65F}
-# Bytes. Smaller blocks are to be had in a 32-bit process; and what a coder takes without a dictionary.
+# Bytes. A 32-bit process can always get smaller blocks; a coder needs at most this without a dictionary.
 A_LARGE_BLOCK, MOST_OF_ITS_OWN = 512 << 20, 32 << 20
-ADDRESS_SPACE = 2 << 30  # bytes that a 32-bit process has
+ADDRESS_SPACE = 2 << 30  # of a 32-bit process, in bytes
 
-# Why a file is not compared by its name.
-OTHER_NAME = "found under another name, since Windows reads the one in the archive otherwise"
-DEVICE = "with the name of a device, for which no file is written"
-NO_NAME = "without a name, for which no file is written"
-CLASH = "in whose place is another, which differs by case alone"
-IN_FORMER_FOLDER = "in a folder whose place a later file has taken"
-STOPPED_BY_NAME = "at or behind an item whose path Windows refuses, which ends the extraction"
-STOPPED_BY_PASSWORD = "behind an encrypted item, which ends the extraction"
-NO_DECODER = "packed with a method that the library does not know"
-NO_MEMORY = "that take a larger block of memory than a 32-bit process can have"
+# The reasons for not comparing a file by its name. The figures list them after a number of files.
+OTHER_NAME = "found under another name, because Windows changes the one in the archive"
+DEVICE = "with the name of a device, so no file is written"
+NO_NAME = "without a name, so no file is written"
+CLASH = "replaced by another whose name differs only in case"
+IN_FORMER_FOLDER = "in a folder that a later file has replaced"
+STOPPED_BY_NAME = "at or after an item whose path Windows refuses, which ends the extraction"
+STOPPED_BY_PASSWORD = "after an encrypted item, which ends the extraction"
+NO_DECODER = "compressed with a method that the library does not support"
+NO_MEMORY = "that need a larger block of memory than a 32-bit process can get"
 
 
 class Comparison:
-    """Holds one archive's outcome against the reference.
+    """Compares the outcome of one archive with the reference.
 
-    `place` is the folder that holds "archive" and, when the library has unpacked any of it, "out".
+    `place` is the folder that contains "archive", and "out" if the library has unpacked anything.
     """
 
     def __init__(self, outcome, reference, place):
@@ -159,7 +163,7 @@ class Comparison:
             self.counts[reason] += 1
         else:
             self.problems.append(f"{name} {'is missing' if mine is None else 'differs'} (result "
-                                 f"{self.outcome.text()}), and 7-Zip has it whole")
+                                 f"{self.outcome.text()}), but 7-Zip unpacks it without a complaint")
 
     def _excuse(self, name, file, mine):
         items = self.reference.up_to(name)
@@ -186,10 +190,10 @@ class Comparison:
         return self.outcome.result == E_ABORT and any(item.encrypted for item in items)
 
     def _lacked_memory(self):
-        """Whether a large block could not be had, without which the program does not manage either."""
+        """Whether the library was refused a large block that the program needs too."""
         block = self.outcome.refused
         if block == 0 and self.outcome.result == E_OUTOFMEMORY:
-            block = ADDRESS_SPACE  # so large that nobody was even asked for it
+            block = ADDRESS_SPACE  # so large that 7-Zip fails without trying to allocate it
         return block >= A_LARGE_BLOCK and lacks_memory(self.reference.kind, self.archive, block)
 
     def _is_below_file(self, name):
@@ -202,12 +206,12 @@ class Comparison:
             for other, path in self.mine.items() if other not in self.names)
 
     def _judge_names(self):
-        """The library may write nothing that 7-Zip does not know, except under a name that it reads otherwise."""
+        """Reports files that 7-Zip does not know, unless Windows may have changed their names."""
         strangers = self.mine.keys() - self.names.keys() - ({CONTENT} if NAMELESS in self.names else set())
         if not strangers or any(is_odd(item.name) or not item.name.isascii() for item in self.reference.items):
             return
         listed = {key for item in self.reference.items for key in (item.name.lower(), *parents(item.name))}
-        self.problems += [f"{name} is there, and 7-Zip does not know it" for name in sorted(strangers - listed)]
+        self.problems += [f"{name} exists, but 7-Zip does not know it" for name in sorted(strangers - listed)]
 
     def _judge_result(self):
         if self.reference.code != 0 or self.outcome.result == 0:
@@ -215,28 +219,28 @@ class Comparison:
         items = self.reference.items
         if not (self._was_stopped_by_name(items) or self._was_stopped_by_password(items)
                 or self._lacked_memory()):
-            self.problems.append(f"the result is {self.outcome.text()}, and 7-Zip finds nothing wrong")
+            self.problems.append(f"the result is {self.outcome.text()}, but 7-Zip has no complaint")
 
     def _judge_memory(self):
-        """What is allocated has to be what the archive asks for, as a dictionary."""
+        """Reports large allocations that the archive does not need, as for a dictionary."""
         if self.outcome.peak > MOST_OF_ITS_OWN and not lacks_memory(
                 self.reference.kind, self.archive, self.outcome.peak):
-            self.problems.append(f"{self.outcome.peak} bytes are allocated, and 7-Zip manages with fewer")
+            self.problems.append(f"{self.outcome.peak} bytes are allocated, but 7-Zip needs fewer")
 
 
 def judge(outcome, place, scratch):
-    """Compares one archive. Returns (the kind as in TYPE_OPTION or None, what is wrong, Counter of files)."""
+    """Compares one archive. Returns (its key in TYPE_OPTION or None, the problems, a Counter of files)."""
     kind = kind_of(place / "archive")
     if kind is None:
         unpacked = outcome.result == 0 or (place / "out").exists()
-        return None, ["the library opens it, and 7-Zip's program does not"] if unpacked else [], Counter()
+        return None, ["the library opens it, but 7-Zip's program does not"] if unpacked else [], Counter()
     comparison = Comparison(outcome, Reference(kind, place / "archive", scratch / place.name), place)
     shutil.rmtree(scratch / place.name, ignore_errors=True)
     return kind, comparison.problems, comparison.counts
 
 
 def count_lines(counts):
-    """The files of one or many comparisons, for people."""
+    """Returns the figures of one or more comparisons as lines of text."""
     excused = counts - Counter(compared=counts["compared"])
-    return [f"  files that 7-Zip has whole: {counts['compared']} compared, {excused.total()} not",
+    return [f"  files that 7-Zip unpacks whole: {counts['compared']} equal, {excused.total()} not compared",
             *(f"    {times} {reason}" for reason, times in excused.most_common())]

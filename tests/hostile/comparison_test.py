@@ -1,4 +1,4 @@
-"""The comparison finds what is wrong, and excuses only what it has a proven reason for."""
+"""The comparison finds every difference, and excuses only those with a proven reason."""
 
 import shutil
 import subprocess
@@ -28,13 +28,13 @@ class ComparisonTest(unittest.TestCase):
         self.out = self.place / "out"
 
     def zip(self, *names):
-        """An archive of these files in this order, each of which holds its name."""
+        """Makes a ZIP of these files, in this order. The content of each is its name."""
         with zipfile.ZipFile(self.archive, "w") as archive:
             for name in names:
                 archive.writestr(name, name)
 
     def unpack(self, kind):
-        """Puts what a perfect library would make of the archive into "out"; returns the reference."""
+        """Fills "out" as a perfect library would; returns the reference."""
         reference = Reference(kind, self.archive, self.place / "reference")
         shutil.copytree(self.place / "reference", self.out)
         return reference
@@ -42,39 +42,39 @@ class ComparisonTest(unittest.TestCase):
     def compare(self, reference, result=0, peak=MB, refused=0):
         return Comparison(Outcome(result, peak, refused, 0), reference, self.place)
 
-    # ---- what is wrong
+    # ---- differences that are reported
 
-    def test_equal_files_are_compared_and_nothing_is_wrong(self):
+    def test_equal_files_are_counted_and_are_no_problem(self):
         self.zip("one.txt", "two.txt")
 
         found = self.compare(self.unpack("zip"))
 
         self.assertEqual(([], {"compared": 2}), (found.problems, found.counts))
 
-    def test_one_other_byte_is_wrong(self):
+    def test_one_different_byte_is_a_problem(self):
         self.zip("one.txt", "two.txt")
         reference = self.unpack("zip")
         (self.out / "two.txt").write_bytes(b"two.txT")
 
-        self.assertEqual(["two.txt differs (result 0x0), and 7-Zip has it whole"],
+        self.assertEqual(["two.txt differs (result 0x0), but 7-Zip unpacks it without a complaint"],
                          self.compare(reference).problems)
 
-    def test_a_missing_file_is_wrong(self):
+    def test_a_missing_file_is_a_problem(self):
         self.zip("one.txt", "two.txt")
         reference = self.unpack("zip")
         (self.out / "two.txt").unlink()
 
-        self.assertEqual(["two.txt is missing (result 0x0), and 7-Zip has it whole"],
+        self.assertEqual(["two.txt is missing (result 0x0), but 7-Zip unpacks it without a complaint"],
                          self.compare(reference).problems)
 
-    def test_a_file_that_7_zip_does_not_know_is_wrong(self):
+    def test_a_file_that_7_zip_does_not_know_is_a_problem(self):
         self.zip("one.txt")
         reference = self.unpack("zip")
         (self.out / "two.txt").write_text("two.txt")
 
-        self.assertEqual(["two.txt is there, and 7-Zip does not know it"], self.compare(reference).problems)
+        self.assertEqual(["two.txt exists, but 7-Zip does not know it"], self.compare(reference).problems)
 
-    def test_a_file_that_7_zip_complains_of_is_not_compared(self):
+    def test_a_file_that_7_zip_complains_about_is_not_compared(self):
         self.zip("one.txt", "two.txt")
         self.archive.write_bytes(self.archive.read_bytes().replace(b"two.txttwo.txt", b"two.txtTWO.TXT"))
         reference = self.unpack("zip")
@@ -84,27 +84,27 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 1}), (found.problems, found.counts))
 
-    def test_a_failed_result_is_wrong_when_the_archive_is_whole(self):
+    def test_a_failure_is_a_problem_when_the_archive_is_undamaged(self):
         self.zip("one.txt")
 
-        self.assertEqual(["the result is 0x80004005, and 7-Zip finds nothing wrong"],
+        self.assertEqual(["the result is 0x80004005, but 7-Zip has no complaint"],
                          self.compare(self.unpack("zip"), result=0x80004005).problems)
 
-    def test_an_exception_is_wrong_when_the_archive_is_whole(self):
+    def test_an_exception_is_a_problem_when_the_archive_is_undamaged(self):
         self.zip("one.txt")
 
-        self.assertEqual(["the result is an exception, and 7-Zip finds nothing wrong"],
+        self.assertEqual(["the result is an exception, but 7-Zip has no complaint"],
                          self.compare(self.unpack("zip"), result=None).problems)
 
-    def test_memory_that_the_archive_does_not_ask_for_is_wrong(self):
+    def test_memory_that_the_archive_does_not_need_is_a_problem(self):
         self.zip("one.txt")
 
-        self.assertEqual(["104857600 bytes are allocated, and 7-Zip manages with fewer"],
+        self.assertEqual(["104857600 bytes are allocated, but 7-Zip needs fewer"],
                          self.compare(self.unpack("zip"), peak=100 * MB).problems)
 
-    # ---- what is excused
+    # ---- differences that are excused
 
-    def test_names_that_windows_refuses_excuse_what_is_behind_them(self):
+    def test_names_that_windows_refuses_excuse_the_items_after_them(self):
         self.zip("one.txt", "2?.txt", "three.txt")
         reference = self.unpack("zip")
         (self.out / "2?.txt").unlink()
@@ -114,23 +114,23 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 1, comparison.STOPPED_BY_NAME: 2}), (found.problems, found.counts))
 
-    def test_names_that_windows_refuses_excuse_nothing_in_front_of_them(self):
+    def test_names_that_windows_refuses_excuse_nothing_before_them(self):
         self.zip("one.txt", "2?.txt")
         reference = self.unpack("zip")
         shutil.rmtree(self.out)
 
-        self.assertEqual(["one.txt is missing (result 0x8007007b), and 7-Zip has it whole"],
+        self.assertEqual(["one.txt is missing (result 0x8007007b), but 7-Zip unpacks it without a complaint"],
                          self.compare(reference, INVALID_NAME).problems)
 
-    def test_names_that_windows_refuses_excuse_nothing_when_the_result_is_another(self):
+    def test_names_that_windows_refuses_excuse_nothing_with_another_result(self):
         self.zip("2?.txt", "three.txt")
         reference = self.unpack("zip")
         (self.out / "three.txt").unlink()
 
-        self.assertEqual(["three.txt is missing (result 0x0), and 7-Zip has it whole"],
+        self.assertEqual(["three.txt is missing (result 0x0), but 7-Zip unpacks it without a complaint"],
                          self.compare(reference).problems)
 
-    def test_a_path_through_a_file_excuses_what_is_behind_it(self):
+    def test_a_path_through_a_file_excuses_the_items_after_it(self):
         self.zip("one.txt", "usb", "usb/two.txt", "three.txt")
         reference = self.unpack("zip")
         (self.out / "three.txt").unlink()
@@ -139,7 +139,7 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 2, comparison.STOPPED_BY_NAME: 1}), (found.problems, found.counts))
 
-    def test_a_file_in_the_place_of_a_folder_excuses_what_was_in_it(self):
+    def test_a_file_that_replaces_a_folder_excuses_the_files_in_it(self):
         self.zip("usb/one.txt", "usb", "two.txt")
         reference = self.unpack("zip")
         shutil.rmtree(self.out / "usb")
@@ -149,7 +149,7 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 1, comparison.IN_FORMER_FOLDER: 1}), (found.problems, found.counts))
 
-    def test_a_line_break_in_a_name_is_one_that_windows_refuses(self):
+    def test_names_with_a_line_break_are_names_that_windows_refuses(self):
         self.zip("one\n.txt", "two.txt")
         reference = self.unpack("zip")
         shutil.rmtree(self.out)
@@ -158,7 +158,7 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {comparison.STOPPED_BY_NAME: 2}), (found.problems, found.counts))
 
-    def test_an_odd_name_is_found_by_its_content(self):
+    def test_a_file_with_an_odd_name_is_found_by_its_content(self):
         self.zip("one...", "two.txt")
         reference = self.unpack("zip")
         (self.out / "one...").rename(self.out / "one")
@@ -172,10 +172,10 @@ class ComparisonTest(unittest.TestCase):
         reference = self.unpack("zip")
         (self.out / "one...").rename(self.out / "one").write_bytes(b"other")
 
-        self.assertEqual(["one... is missing (result 0x0), and 7-Zip has it whole"],
+        self.assertEqual(["one... is missing (result 0x0), but 7-Zip unpacks it without a complaint"],
                          self.compare(reference).problems)
 
-    def test_a_device_gets_no_file(self):
+    def test_an_item_with_the_name_of_a_device_needs_no_file(self):
         self.zip("usb/nul.txt")
         reference = self.unpack("zip")
         (self.out / "usb" / "nul.txt").unlink()
@@ -184,7 +184,7 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {comparison.DEVICE: 1}), (found.problems, found.counts))
 
-    def test_names_that_differ_by_case_alone_share_a_file(self):
+    def test_names_that_differ_only_in_case_share_a_file(self):
         self.zip("one.txt", "ONE.txt")
         reference = self.unpack("zip")
         (self.out / "one.txt").unlink()
@@ -193,7 +193,7 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 1, comparison.CLASH: 1}), (found.problems, found.counts))
 
-    def test_an_encrypted_item_excuses_what_is_behind_it(self):
+    def test_an_encrypted_item_excuses_the_items_after_it(self):
         for name, options in (("1.txt", ()), ("2.txt", ("-psecret",)), ("3.txt", ())):
             (self.place / name).write_text(name)
             subprocess.run(["7zz", "a", "-bd", "-tzip", *options, f"{self.archive}.", name], cwd=self.place,
@@ -203,10 +203,10 @@ class ComparisonTest(unittest.TestCase):
 
         found = self.compare(reference, 0x80004004)
 
-        self.assertEqual((["1.txt is missing (result 0x80004004), and 7-Zip has it whole"],
+        self.assertEqual((["1.txt is missing (result 0x80004004), but 7-Zip unpacks it without a complaint"],
                           {comparison.STOPPED_BY_PASSWORD: 1}), (found.problems, found.counts))
 
-    def test_a_dictionary_beyond_a_32_bit_process_excuses_its_item(self):
+    def test_a_dictionary_too_large_for_a_32_bit_process_excuses_its_item(self):
         self.archive.write_bytes(b"\x5d\x00\x00\x00\x60" + sources()["lzma"][0][5:])
         reference = self.unpack("lzma")
         shutil.rmtree(self.out)
@@ -215,16 +215,16 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {comparison.NO_MEMORY: 1}), (found.problems, found.counts))
 
-    def test_a_refused_block_excuses_nothing_that_does_not_need_it(self):
+    def test_a_refused_block_excuses_no_item_that_does_not_need_it(self):
         self.archive.write_bytes(sources()["lzma"][0])
         reference = self.unpack("lzma")
         shutil.rmtree(self.out)
 
-        self.assertEqual(["archive~ is missing (result 0x8007000e), and 7-Zip has it whole",
-                          "the result is 0x8007000e, and 7-Zip finds nothing wrong"],
+        self.assertEqual(["archive~ is missing (result 0x8007000e), but 7-Zip unpacks it without a complaint",
+                          "the result is 0x8007000e, but 7-Zip has no complaint"],
                          self.compare(reference, 0x8007000E, refused=0x60000080).problems)
 
-    def test_a_method_without_decoder_excuses_its_item(self):
+    def test_a_method_without_a_decoder_excuses_its_item(self):
         with zipfile.ZipFile(self.archive, "w") as archive:
             archive.writestr("one.txt", LONG, zipfile.ZIP_BZIP2)
             archive.writestr("two.txt", LONG, zipfile.ZIP_DEFLATED)
@@ -235,24 +235,24 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 1, comparison.NO_DECODER: 1}), (found.problems, found.counts))
 
-    # ---- what else the tests rely on
+    # ---- other functions that the tests rely on
 
-    def test_the_kind_is_the_first_that_the_library_would_find(self):
+    def test_the_kind_is_the_first_that_the_library_recognises(self):
         kinds = {}
         for kind, originals in sources().items():
             self.archive.write_bytes(originals[0])
             kinds[kind] = kind_of(self.archive)
         self.archive.write_bytes(b"MZ" + sources()["7z"][0])
-        kinds["behind a program"] = kind_of(self.archive)
+        kinds["after a program"] = kind_of(self.archive)
 
         self.assertEqual({"7z": "7z at the start", "zip": "zip", "cab": "cab", "lzma": "lzma",
-                          "lzma86": "lzma86", "xz": None, "behind a program": "7z"}, kinds)
+                          "lzma86": "lzma86", "xz": None, "after a program": "7z"}, kinds)
 
-    def test_what_7_zip_does_not_open_may_not_be_unpacked(self):
+    def test_a_file_that_7_zip_does_not_open_must_not_be_unpacked(self):
         self.archive.write_bytes(sources()["xz"][0])
 
         self.assertEqual((None, [], {}), judge(Outcome(1, MB, 0, 0), self.place, self.place))
-        self.assertEqual((None, ["the library opens it, and 7-Zip's program does not"], {}),
+        self.assertEqual((None, ["the library opens it, but 7-Zip's program does not"], {}),
                          judge(Outcome(0, MB, 0, 0), self.place, self.place))
 
     def test_a_mutant_is_the_same_every_time(self):

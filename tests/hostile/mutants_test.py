@@ -1,6 +1,6 @@
-"""Thousands of damaged archives: the library survives them, and loses nothing that 7-Zip can save.
+"""The library survives thousands of damaged archives, and unpacks every file that 7-Zip can unpack.
 
-MENDLOFT_MUTANTS is how many of each format are tried (150 unless set).
+MENDLOFT_MUTANTS is the number of archives of each format (150 by default).
 """
 
 import os
@@ -34,21 +34,21 @@ class Mutants(unittest.TestCase):
         self.addCleanup(self.workspace.close)
 
     def library(self, kind):
-        """Lets the library unpack the mutants, and checks what has to be true whatever they are."""
+        """Unpacks the mutants with the library, and checks what must hold for every archive."""
         for number in range(COUNT):
             self.workspace.make_place(number).write_bytes(mutant(kind, number))
         run = self.workspace.run(COUNT)
 
-        self.assertEqual(0, run.code, f"died with {kind}/{len(run.outcomes)}:\n{run.output[-2000:]}")
+        self.assertEqual(0, run.code, f"ended at {kind}/{len(run.outcomes)}:\n{run.output[-2000:]}")
         self.assertEqual(COUNT, len(run.outcomes))
-        self.assertEqual(run.handles[0], run.handles[1], "handles at half, and at the end")
-        self.assertEqual(run.live[0], run.live[1], "bytes not given back at half, and at the end")
+        self.assertEqual(run.handles[0], run.handles[1], "handles halfway and at the end")
+        self.assertEqual(run.live[0], run.live[1], "bytes not freed halfway and at the end")
         self.assertLess(run.touched, MOST_TOUCHED)
-        self.assertEqual([], self.workspace.strangers(), "changed outside of the destinations")
+        self.assertEqual([], self.workspace.strangers(), "changed outside the destinations")
         return run
 
     def check(self, kind):
-        """Asserts that the library saves from each mutant what 7-Zip saves; prints the figures."""
+        """Compares the library with 7-Zip on all mutants of a format, and prints the figures."""
         run = self.library(kind)
         problems, kinds, counts = [], Counter(), Counter()
         with tempfile.TemporaryDirectory() as scratch:
@@ -59,7 +59,7 @@ class Mutants(unittest.TestCase):
                 counts += files
         self.report(kind, run, kinds, counts)
         self.assertEqual([], problems)
-        self.assertGreater(counts["compared"], COUNT // 20, "the mutants are too damaged to tell anything")
+        self.assertGreater(counts["compared"], COUNT // 20, "the mutants are too damaged to prove anything")
 
     def report(self, kind, run, kinds, counts):
         results = Counter(each.text() for each in run.outcomes)
@@ -89,7 +89,7 @@ class Mutants(unittest.TestCase):
         self.check("lzma86")
 
     def test_xz(self):
-        """It is no format of the library, although the decoder is there for the other formats."""
+        """The library does not open this format, although other formats contain its decoder."""
         run = self.library("xz")
 
         self.assertEqual({NO_ARCHIVE}, {outcome.result for outcome in run.outcomes})

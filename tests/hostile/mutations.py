@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Archives of every format, and damaged copies of them. Mutant NUMBER of a format is the same every time.
+"""Archives of every format, and damaged copies of them. A format and a number always give the same one.
 
-    mutations.py FORMAT NUMBER FILE    writes one of them, to look into what a test reports
+    mutations.py FORMAT NUMBER FILE    writes one of them, to examine what a test reports
 """
 
 import lzma
@@ -20,7 +20,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "archive"))
 
 from make_archives import TIME, cabinet, lzma86, machine_code
 
-# Small, so that thousands of archives can be unpacked, and yet of several blocks where a format has any.
+# Small, so that thousands of archives unpack quickly, but enough for several blocks if a format has them.
 TREE = {
     "path.txt": b"win10 win8 64\r\n",
     "usb/one.inf": b"; driver\r\n[Version]\r\n" * 50,
@@ -29,7 +29,7 @@ TREE = {
     "net/three.dll": machine_code(3_000, 2),
 }
 EMPTY_FOLDER = "none/x86"
-LAST_ACCESS = 4102444800  # in 2100, or packing the file would change it
+LAST_ACCESS = 4102444800  # in 2100; an earlier time would change when the file is packed
 LONG = machine_code(40_000, 3)
 
 SEVEN_ZIP = {
@@ -45,7 +45,7 @@ ZIP = ("Copy", "Deflate", "Deflate64", "LZMA")
 
 
 class Packer:
-    """7-Zip's console program, packing TREE."""
+    """Packs TREE with 7-Zip's console program."""
 
     def __init__(self, folder):
         self.folder = Path(folder)
@@ -68,7 +68,7 @@ class Packer:
 
 @cache
 def sources():
-    """The undamaged archives by format, each format's in a list."""
+    """Returns {format: list of undamaged archives}."""
     with tempfile.TemporaryDirectory() as folder:
         packer = Packer(folder)
         seven_zip = [packer.pack("-t7z", f"-mhc={header}", *method)
@@ -88,7 +88,7 @@ def sources():
     }
 
 
-# ---- where an archive keeps what is not content
+# ---- the parts of an archive that are not content
 
 def seven_zip_directory(data):
     offset, size = struct.unpack_from("<QQ", data, 12)
@@ -121,7 +121,7 @@ DIRECTORY = {
 }
 
 
-# ---- the ways to damage it: each changes `data`, a bytearray, between `start` and `end`
+# ---- the kinds of damage: each changes `data`, a bytearray, between `start` and `end`
 
 NUMBERS = (0, 1, 0x7F, 0x80, 0xFF, 0x7FFF, 0x8000, 0xFFFF, 0x10000, 0x7FFFFFFF, 0x80000000,
            0xFFFFFFFE, 0xFFFFFFFF, 1 << 32, (1 << 63) - 1, (1 << 64) - 1)
@@ -190,7 +190,7 @@ def prepend(source, data, _start, _end):
 
 
 def set_dictionary(source, data, _start, end):
-    """One of the sizes that the Lzma format knows, up to the largest."""
+    """Sets one of the dictionary sizes of the Lzma format, up to the largest."""
     at = end - 12  # the size of the content follows it
     size = source.choice((2, 3)) << source.randrange(11, 31)
     data[at:at + 4] = min(size, 0xFFFFFFFF).to_bytes(4, "little")
@@ -204,14 +204,14 @@ OF_THE_FORMAT = {"lzma": (set_dictionary,) * 8, "lzma86": (set_dictionary,) * 8}
 
 
 def splice(source, kind, data):
-    """The beginning of one archive and the rest of another."""
+    """Joins the start of one archive and the rest of another."""
     other = source.choice(sources()[kind])
     cut = source.randrange(min(len(data), len(other)))
     return bytearray(data[:cut] + other[source.choice((cut, source.randrange(len(other)))):])
 
 
 def reseal(data, directory_end):
-    """Corrects the checksums of a 7z archive, which would hide any other damage of its directory."""
+    """Corrects the checksums of a 7z archive, so that 7-Zip reads its damaged directory at all."""
     offset, = struct.unpack_from("<Q", data, 12)
     if 32 + offset <= directory_end <= len(data):
         struct.pack_into("<QI", data, 20, directory_end - 32 - offset,
@@ -238,7 +238,7 @@ def damage_anywhere(source, _kind, data):
 
 
 def mutant(kind, number):
-    """The bytes of a damaged archive."""
+    """Returns a damaged archive of a format."""
     source = random.Random(f"{kind}/{number}")
     data = bytearray(source.choice(sources()[kind]))
     way = source.choices((damage_directory, damage_anywhere, splice), (6, 5, 1))[0]

@@ -1,7 +1,7 @@
 """Compares the library with 7-Zip's own program on archives from elsewhere.
 
-MENDLOFT_OUTSIDE_ARCHIVES names the folder that holds them; every file in and below it is taken for an
-archive. Without it there is nothing to test.
+MENDLOFT_OUTSIDE_ARCHIVES names a folder. Every file in and below it is tested as an archive. If the
+variable is not set, the tests skip.
 """
 
 import os
@@ -19,11 +19,11 @@ from comparison import count_lines, judge
 from windows_side import Workspace
 
 FOLDER = os.environ.get("MENDLOFT_OUTSIDE_ARCHIVES")
-SECONDS = 900  # that one archive may take
+SECONDS = 900  # for each archive
 
 
-@unittest.skipUnless(FOLDER, "MENDLOFT_OUTSIDE_ARCHIVES is not set: it names a folder of archives that the library "
-                             "and 7-Zip's program are to unpack alike")
+@unittest.skipUnless(FOLDER, "MENDLOFT_OUTSIDE_ARCHIVES is not set: it names a folder of archives to unpack with "
+                             "the library and with 7-Zip's program")
 class OutsideArchives(unittest.TestCase):
     maxDiff = None
 
@@ -33,13 +33,13 @@ class OutsideArchives(unittest.TestCase):
         self.scratch = Path(tempfile.mkdtemp())
         self.addCleanup(shutil.rmtree, self.scratch)
 
-    def test_are_unpacked_as_7_zip_unpacks_them(self):
+    def test_are_unpacked_as_by_7_zip(self):
         archives = sorted(path for path in Path(FOLDER).rglob("*") if path.is_file())
         for number, archive in enumerate(archives):
             shutil.copyfile(archive, self.workspace.make_place(number))
         run = self.workspace.run(len(archives), SECONDS)
 
-        self.assertEqual(0, run.code, f"died behind archive {len(run.outcomes)}:\n{run.output[-2000:]}")
+        self.assertEqual(0, run.code, f"ended after {len(run.outcomes)} archives:\n{run.output[-2000:]}")
         self.assertEqual(len(archives), len(run.outcomes))
         total = Counter()
         for number, (archive, outcome) in enumerate(zip(archives, run.outcomes)):
@@ -49,7 +49,7 @@ class OutsideArchives(unittest.TestCase):
 
     def check(self, archive, outcome, place):
         kind, problems, counts = judge(outcome, place, self.scratch)
-        print(f"\n{archive.relative_to(FOLDER)}: {kind or 'nothing that the library opens'}, result {outcome.text()}",
+        print(f"\n{archive.relative_to(FOLDER)}: {kind or 'not opened'}, result {outcome.text()}",
               *count_lines(counts), sep="\n", flush=True)
         self.assertEqual([], problems)
         return counts

@@ -12,17 +12,17 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("MENDLOFT_BUILD", ROOT / "build" / "release"))
 PREFIXES = Path(os.environ.get("MENDLOFT_PREFIXES", BUILD / "prefixes"))
-# A prefix apart, whose drive C: an archive may as well damage.
+# A prefix of its own, because an archive may damage drive C:.
 PREFIX = os.environ.get("MENDLOFT_PREFIX", "win64-10.0") + "@hostile"
 
 
 @dataclass
 class Outcome:
-    """What became of one archive in the library's hands."""
+    """What the library did with one archive."""
 
-    result: int | None  # of ExtractTo; None when it threw
-    peak: int  # bytes allocated at a time
-    refused: int  # bytes of the largest block that could not be had
+    result: int | None  # of ExtractTo; None if it threw an exception
+    peak: int  # most bytes allocated at one time
+    refused: int  # size of the largest block that could not be allocated
     milliseconds: int
 
     def text(self):
@@ -31,14 +31,14 @@ class Outcome:
 
 @dataclass
 class Run:
-    """What became of many archives in one process."""
+    """What the library did with many archives in one process."""
 
     code: int  # exit code
     output: str
     outcomes: list[Outcome]
-    handles: tuple[int, int] | None = None  # at half and at the end, as are the bytes
-    live: tuple[int, int] | None = None
-    touched: int | None = None
+    handles: tuple[int, int] | None = None  # open halfway and at the end
+    live: tuple[int, int] | None = None  # allocated bytes halfway and at the end
+    touched: int | None = None  # largest working set, in bytes
 
 
 def wine_run(*command):
@@ -48,9 +48,9 @@ def wine_run(*command):
 
 
 class Workspace:
-    """A folder on drive C: of the prefix, to be closed, and what else there was on the drive before.
+    """A folder on drive C: of the prefix, and a list of everything else on the drive. Must be closed.
 
-    There is one at a time: what another did on the drive would look like the work of an archive.
+    A lock allows only one at a time: changes to the drive by another would look like those of an archive.
     """
 
     def __init__(self):
@@ -69,16 +69,16 @@ class Workspace:
         os.close(self._lock)
 
     def place(self, number):
-        """The folder that holds one "archive", and "out" when the library has unpacked any of it."""
+        """Returns the folder for one "archive", and for "out" if the library has unpacked anything."""
         return self.folder / str(number)
 
     def make_place(self, number):
-        """Returns where the archive of that number has to be put for `run`."""
+        """Makes the folder for an archive; returns where `run` expects the archive."""
         self.place(number).mkdir()
         return self.place(number) / "archive"
 
     def run(self, count, seconds=60):
-        """Runs the library over the archives 0 to count - 1 in one process, each for that long at most."""
+        """Unpacks the archives 0 to count - 1 in one process, each within that many seconds."""
         process = wine_run(BUILD / "bin" / "mutant_runner.exe", f"C:\\{self.folder.name}", str(count),
                            str(seconds))
         outcomes = [Outcome(None if result == "threw" else int(result, 16), *map(int, numbers))
@@ -91,12 +91,12 @@ class Workspace:
         return run
 
     def strangers(self):
-        """What has come, gone or changed on the drive other than in the folders "out"."""
+        """Returns what was added, removed or changed on the drive, except in the folders "out"."""
         return sorted(name for name, _ in self.before.items() ^ self._rest().items()) + sorted(
             str(path) for path in self.folder.glob("*/*") if path.name not in ("archive", "out"))
 
     def _cut_links(self):
-        """Wine links the user's folders to those outside, which no archive may reach."""
+        """Replaces the links from the user's folders to those outside Wine, which no archive may reach."""
         for link in filter(Path.is_symlink, (self.drive_c / "users").glob("*/*")):
             link.unlink()
             link.mkdir()
