@@ -64,7 +64,7 @@ target_include_directories(sevenzip PRIVATE "${sevenzip_dir}/CPP")
 target_compile_options(sevenzip PRIVATE $<IF:$<BOOL:${MSVC}>,/w,-w>)
 
 # The header of the Zip reader uses two declarations that an extract-only build leaves out. Building
-# these files without Z7_EXTRACT_ONLY is no way out: their classes would differ from those of the rest.
+# these files without Z7_EXTRACT_ONLY would give their classes another layout than in all other files.
 set(zip_shim "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_shim.h")
 set_source_files_properties(${zip_sources} "${CMAKE_CURRENT_LIST_DIR}/sevenzip/zip_update_stub.cpp" PROPERTIES
     COMPILE_OPTIONS "$<IF:$<BOOL:${MSVC}>,/FI,-include>;${zip_shim}"

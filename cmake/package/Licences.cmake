@@ -1,5 +1,5 @@
 # Installs the licences of the code that is linked into the library and the tools. Each is copied from
-# the place where the code itself was installed. THIRD-PARTY-NOTICES.md tells which belongs to what.
+# the place where the code itself was installed. THIRD-PARTY-NOTICES.md says what each covers.
 set(licence_dir "${doc_dir}/licences")
 
 function(install_licence file name)
@@ -25,7 +25,7 @@ if(TARGET mendloftctl)
 endif()
 
 if(MSVC)
-    return() # the licence of Microsoft's runtime is between Microsoft and whoever builds the package
+    return() # Microsoft licenses its runtime to whoever builds the package
 endif()
 set(MENDLOFT_GCC_LICENCE /usr/share/doc/gcc-mingw-w64-base/copyright CACHE FILEPATH
     "The licence of GCC's runtime libraries, with the runtime library exception")

@@ -104,7 +104,7 @@ def zip_archives(pack, folder):
 
 
 def lzma86(content, filtered):
-    """Returns an archive in 7-Zip's format Lzma86: Lzma after a byte that tells whether x86 was filtered."""
+    """Returns an archive in 7-Zip's format Lzma86: an Lzma file after a byte for the use of the x86 filter."""
     coder = {"id": lzma.FILTER_LZMA1, "preset": 6, "lc": 3, "lp": 0, "pb": 2, "dict_size": 1 << 20}
     filters = ([{"id": lzma.FILTER_X86}] if filtered else []) + [coder]
     packed = lzma.compress(content, lzma.FORMAT_RAW, filters=filters)

@@ -121,9 +121,10 @@ NOT_DECODED = {"BZip2", "PPMD", "PPC", "IA64", "ARM", "ARMT", "ARM64", "RISCV", 
 E_ABORT, E_OUTOFMEMORY = 0x80004004, 0x8007000E
 # The results for a name that Windows refuses, and for a path that leads through a file.
 NAME_FAILURES = {0x80070002, 0x80070003, 0x80070005, 0x8007007B, 0x80070091, 0x65F}
-# Bytes. A 32-bit process can always get smaller blocks; a coder needs at most this without a dictionary.
-A_LARGE_BLOCK, MOST_OF_ITS_OWN = 512 << 20, 32 << 20
-ADDRESS_SPACE = 2 << 30  # of a 32-bit process, in bytes
+# Sizes in bytes.
+A_LARGE_BLOCK = 512 << 20  # a 32-bit process gets every smaller block
+MOST_OF_ITS_OWN = 32 << 20  # all that a coder needs besides its dictionary
+ADDRESS_SPACE = 2 << 30  # of a 32-bit process
 
 # The reasons for not comparing a file by its name. The figures list them after a number of files.
 OTHER_NAME = "found under another name, because Windows changes the one in the archive"

@@ -27,10 +27,10 @@ class DirectoryReader(PackTest):
 
         self.assertEqual(sorted(listed), sorted(item.path for item in directory.items))
         for item in directory.items:
-            told = listed[item.path]
-            self.assertEqual(told["Attributes"].startswith("D"), item.is_folder)
-            self.assertEqual(int(told["Size"]), item.size)
-            self.assertEqual(told["CRC"], "" if item.crc is None else f"{item.crc:08X}")
+            expected = listed[item.path]
+            self.assertEqual(expected["Attributes"].startswith("D"), item.is_folder)
+            self.assertEqual(int(expected["Size"]), item.size)
+            self.assertEqual(expected["CRC"], "" if item.crc is None else f"{item.crc:08X}")
         self.assertEqual(int(properties["Blocks"]), len(directory.methods))
         return directory
 

@@ -63,16 +63,16 @@ class PackTest(unittest.TestCase):
     def assertProblems(self, result, *problems):
         """Asserts that the run failed with exactly these problems, in any order."""
         self.assertEqual(1, result.returncode, result.stdout + result.stderr)
-        *told, count = [line.split(": ", 2)[2] for line in result.stderr.splitlines()
+        *printed, count = [line.split(": ", 2)[2] for line in result.stderr.splitlines()
                         if ": remark: " not in line]
-        self.assertEqual(sorted(problems), sorted(told))
+        self.assertEqual(sorted(problems), sorted(printed))
         self.assertEqual(f"{len(problems)} problem" + ("s" if len(problems) > 1 else ""), count)
 
     def assertRemarks(self, result, *remarks):
         """Asserts that the run printed exactly these remarks, in any order."""
-        told = [line.partition(": remark: ")[2] for line in result.stderr.splitlines()
+        printed = [line.partition(": remark: ")[2] for line in result.stderr.splitlines()
                 if ": remark: " in line]
-        self.assertEqual(sorted(remarks), sorted(told))
+        self.assertEqual(sorted(remarks), sorted(printed))
 
 
 def technical_listing(archive):

@@ -15,9 +15,9 @@ except ImportError:  # some builds of Python lack it, and few archives need it
 def unpack_directory(data, reader):
     """Returns the bytes of the directory.
 
-    `data` is the whole archive, and the reader stands where the place and the compression of the
-    directory are described. Raises DamagedArchive for anything but one block with the method LZMA
-    or Copy, which are all that 7-Zip writes.
+    `data` is the complete archive. The reader is at the description of where the directory is and how
+    it is compressed. Raises DamagedArchive for anything but one block with the method LZMA or Copy,
+    the only ones that 7-Zip uses for a directory.
     """
     pack_position, pack_sizes, blocks = read_streams(reader)
     if len(blocks) != 1 or len(pack_sizes) != 1 or len(blocks[0].coders) != 1:

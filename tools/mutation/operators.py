@@ -39,10 +39,10 @@ def _one_line(text):
 
 
 OPERATORS = {
-    "comparison": token_operators.swapped(token_operators.COMPARISONS, apart=True),
-    "logical": token_operators.swapped(token_operators.LOGICAL, apart=True),
+    "comparison": token_operators.swapped(token_operators.COMPARISONS, spaced=True),
+    "logical": token_operators.swapped(token_operators.LOGICAL, spaced=True),
     "negation": token_operators.negations,
-    "truth": token_operators.swapped(token_operators.TRUTH, apart=False),
+    "truth": token_operators.swapped(token_operators.TRUTH, spaced=False),
     "integer": token_operators.integers,
     "flag": token_operators.flags,
     "arithmetic": token_operators.arithmetic,

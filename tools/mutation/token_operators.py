@@ -13,16 +13,16 @@ TRUTH = {"true": ["false"], "false": ["true"], "TRUE": ["FALSE"], "FALSE": ["TRU
 _ARITHMETIC = {"+": ["-"], "-": ["+"], "+=": ["-="], "-=": ["+="], "++": ["--"], "--": ["++"]}
 
 
-def swapped(table, apart):
+def swapped(table, spaced):
     """Returns an operator that replaces tokens by those that the table names.
 
-    With `apart` it takes only tokens with a space on either side: without one, a `<` is the bracket
-    of a template and an `&&` is a reference.
+    With `spaced` it takes only tokens with a space on both sides. Without spaces, a `<` is the bracket
+    of a template, and an `&&` is a reference.
     """
     def find(source):
         for index, token in enumerate(source.tokens):
             if token.kind in ("mark", "word") and token.text in table:
-                if apart and not source.stands_apart(index):
+                if spaced and not source.is_spaced(index):
                     continue
                 for replacement in table[token.text]:
                     yield token.start, token.end, replacement
@@ -36,7 +36,7 @@ def arithmetic(source):
             continue
         single = token.text in ("++", "--")
         neighbours = source.tokens[max(index - 1, 0):index + 2]
-        if not single and not source.stands_apart(index):
+        if not single and not source.is_spaced(index):
             continue
         if any(near.kind in ("string", "character") for near in neighbours):
             continue  # strings are joined, and cannot be subtracted
@@ -68,7 +68,7 @@ def flags(source):
     """Drops one of several flags that are joined with `|`."""
     tokens = source.tokens
     for index, token in enumerate(tokens):
-        if token.kind != "mark" or token.text != "|" or not source.stands_apart(index):
+        if token.kind != "mark" or token.text != "|" or not source.is_spaced(index):
             continue
         if tokens[index + 1].kind == "word":
             yield tokens[index - 1].end, tokens[index + 1].end, ""

@@ -58,7 +58,7 @@ class Source:
         start = self._lines[self.line(position) - 1]
         return self.text[start:].split("\n", 1)[0].strip()
 
-    def stands_apart(self, index):
+    def is_spaced(self, index):
         """Whether there is a space on both sides of a token. In formatted code, this distinguishes a
         binary operator from the bracket of a template, a reference and a sign."""
         token = self.tokens[index]
