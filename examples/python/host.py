@@ -40,6 +40,7 @@ def load_mendloft():
 
 
 def set_up_usb(library, install):
+    """Installs or removes the USB driver. Returns what the program ends with."""
     if install:
         # SetUpUSBDriver does not report that the driver archive could not be unpacked.
         folders = FolderResult(library.MendloftFolder(1))
