@@ -30,7 +30,7 @@ using testing::StrictMock;
 using Tree = std::map<std::wstring, std::string>;
 using Replacement = std::pair<std::wstring, std::wstring>;
 
-// The callback with its state open to view.
+// The callback with its protected members made public.
 class OpenState : public intl::ArchiveExtractCallback {
 public:
     using ArchiveExtractCallback::ArchiveExtractCallback;
@@ -59,6 +59,7 @@ public:
 constexpr Int32 kExtract = 0;
 constexpr Int32 kTest = 1;
 constexpr Int32 kOk = 0;
+constexpr Int32 kUnsupportedMethod = 1;
 constexpr Int32 kDataError = 2;
 constexpr UInt64 kNewYear2010 = 129'067'776'000'000'000;
 
@@ -83,7 +84,7 @@ protected:
         return callback.Get()->GetStream(index, stream.Receive(), askMode);
     }
 
-    // Extracts a file whose content is its path in the archive.
+    // Extracts a file with the content "new".
     HRESULT Extract(UInt32 index, Int32 operationResult = kOk) {
         const HRESULT result = GetStream(index);
         if (result == S_OK && stream) {
@@ -102,7 +103,7 @@ protected:
 
 // ---- the object itself
 
-TEST_F(ArchiveExtractCallback, HoldsItsArchive) {
+TEST_F(ArchiveExtractCallback, HoldsAReferenceToItsArchive) {
     Start();
 
     EXPECT_EQ(3u, archive.Get()->AddRef());
@@ -110,7 +111,7 @@ TEST_F(ArchiveExtractCallback, HoldsItsArchive) {
     EXPECT_EQ(1u, archive.Get()->Release());
 }
 
-TEST_F(ArchiveExtractCallback, EndsTheDestinationInABackslash) {
+TEST_F(ArchiveExtractCallback, EndsTheDestinationWithASeparator) {
     const auto directoryFor = [&](const wchar_t* destination) {
         return intl::MakeCom<OpenState>(*archive.Get(), destination, OverwriteMode::kDelete,
                                         nullptr)
@@ -124,7 +125,7 @@ TEST_F(ArchiveExtractCallback, EndsTheDestinationInABackslash) {
     EXPECT_EQ(L"\\", directoryFor(L""));
 }
 
-TEST_F(ArchiveExtractCallback, KeepsItsStateInOneFixedOrder) {
+TEST_F(ArchiveExtractCallback, LaysOutItsStateInAFixedOrder) {
     Start();
     const OpenState& s = *callback.Get();
 
@@ -171,7 +172,7 @@ TEST_F(ArchiveExtractCallback, RemembersTheTotalWithoutAProgressObject) {
     EXPECT_EQ(7u, callback.Get()->totalSize);
 }
 
-TEST_F(ArchiveExtractCallback, ReportsATotalUnderThePathOfTheCurrentFile) {
+TEST_F(ArchiveExtractCallback, ReportsATotalWithThePathOfTheCurrentFile) {
     NiceMock<MockProgress> progress;
     Start(OverwriteMode::kDelete, &progress);
     AddFile(0, L"a.inf");
@@ -199,14 +200,14 @@ TEST_F(ArchiveExtractCallback, ReportsAnUnknownNumberOfARatioAsZero) {
     EXPECT_EQ(S_OK, callback.Get()->SetRatioInfo(nullptr, nullptr));
 }
 
-TEST_F(ArchiveExtractCallback, TakesARatioWithoutAProgressObject) {
+TEST_F(ArchiveExtractCallback, AcceptsARatioWithoutAProgressObject) {
     Start();
     constexpr UInt64 number = 5;
 
     EXPECT_EQ(S_OK, callback.Get()->SetRatioInfo(&number, &number));
 }
 
-TEST_F(ArchiveExtractCallback, DoesNothingWhenItIsToldOfCompletionAndPreparation) {
+TEST_F(ArchiveExtractCallback, IgnoresCompletionAndPreparation) {
     StrictMock<MockProgress> progress;
     Start(OverwriteMode::kDelete, &progress);
     constexpr UInt64 number = 5;
@@ -227,7 +228,7 @@ TEST_F(ArchiveExtractCallback, RefusesToGiveAPassword) {
 
 // ---- properties
 
-TEST_F(ArchiveExtractCallback, ReadsThePropertiesOfAnItemInOneFixedOrder) {
+TEST_F(ArchiveExtractCallback, ReadsThePropertiesOfAnItemInAFixedOrder) {
     Start();
     AddFile(0, L"a.inf");
 
@@ -236,7 +237,7 @@ TEST_F(ArchiveExtractCallback, ReadsThePropertiesOfAnItemInOneFixedOrder) {
     EXPECT_EQ((std::vector<PROPID>{3, 9, 6, 12, 10, 11, 7}), archive.Get()->asked);
 }
 
-TEST_F(ArchiveExtractCallback, ReadsOnlyThePathOfAnItemThatIsNotToBeExtracted) {
+TEST_F(ArchiveExtractCallback, ReadsOnlyThePathOfAnItemThatIsOnlyTested) {
     Start();
     AddFile(0, L"a.inf");
 
@@ -248,7 +249,7 @@ TEST_F(ArchiveExtractCallback, ReadsOnlyThePathOfAnItemThatIsNotToBeExtracted) {
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, KeepsThePropertiesThatTheArchiveStores) {
+TEST_F(ArchiveExtractCallback, RemembersThePropertiesThatTheArchiveStores) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, kpidAttrib, Number(VT_UI4, 0x81248021));
@@ -273,7 +274,7 @@ TEST_F(ArchiveExtractCallback, KeepsThePropertiesThatTheArchiveStores) {
     EXPECT_EQ(0x1'0000'0005u, state.size);
 }
 
-TEST_F(ArchiveExtractCallback, TakesNothingOverFromTheItemBefore) {
+TEST_F(ArchiveExtractCallback, CarriesNothingOverFromThePreviousItem) {
     Start();
     AddFolder(0, L"usb");
     archive.Get()->Set(0, kpidAttrib, Number(VT_UI4, 1));
@@ -298,10 +299,10 @@ struct SizeRow {
     UInt64 size;
 };
 
-class ArchiveExtractCallbackForSize : public ArchiveExtractCallback,
-                                      public testing::WithParamInterface<SizeRow> {};
+class ArchiveExtractCallbackSize : public ArchiveExtractCallback,
+                                   public testing::WithParamInterface<SizeRow> {};
 
-TEST_P(ArchiveExtractCallbackForSize, WidensItTo64Bits) {
+TEST_P(ArchiveExtractCallbackSize, IsWidenedTo64Bits) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, kpidSize, Number(GetParam().type, GetParam().size));
@@ -312,7 +313,7 @@ TEST_P(ArchiveExtractCallbackForSize, WidensItTo64Bits) {
     EXPECT_EQ(GetParam().size, callback.Get()->size);
 }
 
-INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackForSize,
+INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackSize,
                          testing::Values(SizeRow{"UI1", VT_UI1, 0xFE},
                                          SizeRow{"UI2", VT_UI2, 0xFEDC},
                                          SizeRow{"UI4", VT_UI4, 0xFEDCBA98},
@@ -328,7 +329,7 @@ struct PropertyRow {
 class ArchiveExtractCallbackForProperty : public ArchiveExtractCallback,
                                           public testing::WithParamInterface<PropertyRow> {
 protected:
-    // The result that the exception out of GetStream carries.
+    // The result in the exception that GetStream throws; S_OK if it throws none.
     HRESULT Thrown() {
         try {
             (void)GetStream(0);
@@ -349,7 +350,7 @@ TEST_P(ArchiveExtractCallbackForProperty, ThrowsTheResultOfAFailedRead) {
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
-TEST_P(ArchiveExtractCallbackForProperty, ThrowsAnUnspecifiedErrorForAnotherType) {
+TEST_P(ArchiveExtractCallbackForProperty, ThrowsAnUnspecifiedErrorForAnUnexpectedType) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, GetParam().id, OfType(GetParam().wrongType));
@@ -359,7 +360,7 @@ TEST_P(ArchiveExtractCallbackForProperty, ThrowsAnUnspecifiedErrorForAnotherType
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
-TEST_P(ArchiveExtractCallbackForProperty, LeavesNoFileBehindToBeStampedWhenItThrows) {
+TEST_P(ArchiveExtractCallbackForProperty, LeavesNoFileToStampWhenItThrows) {
     Start();
     AddFile(0, L"a.inf");
     AddFile(1, L"b.inf");
@@ -379,14 +380,14 @@ INSTANTIATE_TEST_SUITE_P(
                     PropertyRow{"Size", 7, VT_I8}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(ArchiveExtractCallback, ThrowsTheResultOfAFailedPathReadAlsoWhenItOnlyTests) {
+TEST_F(ArchiveExtractCallback, ThrowsForAnUnreadablePathEvenWhenItOnlyTests) {
     Start();
     archive.Get()->Set(0, kpidPath, Failure(STG_E_READFAULT));
 
     EXPECT_THROW((void)GetStream(0, kTest), _com_error);
 }
 
-TEST_F(ArchiveExtractCallback, ThrowsOutOfMemoryWhenThePathCannotBeKept) {
+TEST_F(ArchiveExtractCallback, ThrowsOutOfMemoryWhenThePathCannotBeCopied) {
     Start();
     AddFile(0, std::wstring(5'000, L'x'));
     HRESULT thrown = S_OK;
@@ -400,7 +401,7 @@ TEST_F(ArchiveExtractCallback, ThrowsOutOfMemoryWhenThePathCannotBeKept) {
     EXPECT_EQ(static_cast<HRESULT>(0x8007000E), thrown);
 }
 
-// ---- where an item goes
+// ---- the target of an item
 
 TEST_F(ArchiveExtractCallback, WritesAFileBelowTheDestination) {
     Start();
@@ -413,7 +414,7 @@ TEST_F(ArchiveExtractCallback, WritesAFileBelowTheDestination) {
         TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, HandsOutItsStreamWithOneReference) {
+TEST_F(ArchiveExtractCallback, ReturnsItsStreamWithOneReference) {
     Start();
     AddFile(0, L"a.inf");
 
@@ -422,7 +423,7 @@ TEST_F(ArchiveExtractCallback, HandsOutItsStreamWithOneReference) {
     EXPECT_EQ(0u, stream.Detach()->Release());
 }
 
-TEST_F(ArchiveExtractCallback, ClosesTheFileWithTheStream) {
+TEST_F(ArchiveExtractCallback, ClosesTheFileWhenTheStreamIsReleased) {
     Start();
     AddFile(0, L"a.inf");
     ASSERT_EQ(S_OK, GetStream(0));
@@ -451,7 +452,7 @@ TEST_F(ArchiveExtractCallback, WritesNoFileForAnEmptyName) {
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, GivesANullStreamWhereItGivesNone) {
+TEST_F(ArchiveExtractCallback, ReturnsANullStreamForAFolder) {
     Start();
     AddFolder(0, L"usb");
     auto* given = reinterpret_cast<ISequentialOutStream*>(1);
@@ -461,7 +462,7 @@ TEST_F(ArchiveExtractCallback, GivesANullStreamWhereItGivesNone) {
     EXPECT_EQ(nullptr, given);
 }
 
-TEST_F(ArchiveExtractCallback, MakesTheFolderOfADirectoryItem) {
+TEST_F(ArchiveExtractCallback, CreatesTheFolderOfADirectoryItem) {
     Start();
     AddFolder(0, L"applekis\\x86");
 
@@ -472,7 +473,7 @@ TEST_F(ArchiveExtractCallback, MakesTheFolderOfADirectoryItem) {
               TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, IgnoresAFolderThatCannotBeMade) {
+TEST_F(ArchiveExtractCallback, IgnoresAFolderThatCannotBeCreated) {
     Start();
     WriteFileContent(folder.Path(L"usb"), "a file");
     AddFolder(0, L"usb\\x64");
@@ -505,7 +506,7 @@ TEST_F(ArchiveExtractCallback, AsksWhetherToExtractAFolder) {
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, ExtractsWhatItIsTold) {
+TEST_F(ArchiveExtractCallback, ExtractsWhatTheProgressObjectAccepts) {
     NiceMock<MockProgress> progress;
     Start(OverwriteMode::kDelete, &progress);
     AddFolder(0, L"usb");
@@ -517,7 +518,7 @@ TEST_F(ArchiveExtractCallback, ExtractsWhatItIsTold) {
     EXPECT_EQ((Tree{{L"usb", "(a folder)"}, {L"usb\\a.inf", "new"}}), TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, ReturnsThePlainCode1631WhenTheParentFolderCannotBeMade) {
+TEST_F(ArchiveExtractCallback, ReturnsThePlainCode1631WhenTheParentFolderCannotBeCreated) {
     Start();
     WriteFileContent(folder.Path(L"usb"), "a file");
     AddFile(0, L"usb\\x64\\a.inf");
@@ -542,7 +543,7 @@ TEST_F(ArchiveExtractCallback, ReturnsTheLastErrorWhenTheFileCannotBeCreated) {
     EXPECT_EQ(L"", callback.Get()->absolutePath);
 }
 
-TEST_F(ArchiveExtractCallback, FailsWhenTheFileCannotBeCreatedAndNoLastErrorSaysWhy) {
+TEST_F(ArchiveExtractCallback, ReturnsTheResultOfTheCreationWhenThereIsNoLastError) {
     Start();
     AddFile(0, L"a.inf");
     const FakeApi<"SHCreateStreamOnFileEx", decltype(::SHCreateStreamOnFileEx)> fake(
@@ -553,7 +554,7 @@ TEST_F(ArchiveExtractCallback, FailsWhenTheFileCannotBeCreatedAndNoLastErrorSays
 
 // ---- a file that is already there
 
-TEST_F(ArchiveExtractCallback, DeletesAnExistingFileAndWritesItAnew) {
+TEST_F(ArchiveExtractCallback, DeletesAnExistingFileAndWritesANewOne) {
     Start();
     WriteFileContent(folder.Path(L"a.inf"), "old");
     ::CreateHardLinkW(folder.Path(L"same file.inf").c_str(), folder.Path(L"a.inf").c_str(),
@@ -592,7 +593,7 @@ TEST_F(ArchiveExtractCallback, ReturnsTheLastErrorOfAFailedDelete) {
     EXPECT_EQ((Tree{{L"a.inf", "old"}}), TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, ReturnsTheShellsCodeForAFailedDeleteThatLeavesNoLastError) {
+TEST_F(ArchiveExtractCallback, ReturnsTheShellsCodeForAFailedDeleteThatSetsNoLastError) {
     Start();
     WriteFileContent(folder.Path(L"a.inf"), "old");
     AddFile(0, L"a.inf");
@@ -628,7 +629,7 @@ TEST_F(ArchiveExtractCallback, SkipsAnExistingFileInModeTwo) {
     EXPECT_EQ((Tree{{L"a.inf", "old"}}), TreeContent(folder.Path()));
 }
 
-// The two files of the folder, by what is in them.
+// The names of the files in the folder, keyed by their contents.
 std::map<std::string, std::wstring> NamesByContent(const TemporaryFolder& folder) {
     std::map<std::string, std::wstring> names;
     for (const auto& [name, content] : TreeContent(folder.Path())) names[content] = name;
@@ -643,7 +644,7 @@ std::string Narrow(const std::wstring& text) {
     return narrow;
 }
 
-TEST_F(ArchiveExtractCallback, WritesUnderAFreshNameInModeThree) {
+TEST_F(ArchiveExtractCallback, WritesUnderAUniqueNameInModeThree) {
     Start(static_cast<OverwriteMode>(3));
     WriteFileContent(folder.Path(L"a.inf"), "old");
     AddFile(0, L"a.inf");
@@ -656,7 +657,7 @@ TEST_F(ArchiveExtractCallback, WritesUnderAFreshNameInModeThree) {
     EXPECT_THAT(Narrow(names["new"]), testing::MatchesRegex(kStampedName));
 }
 
-TEST_F(ArchiveExtractCallback, StampsTheFileUnderItsFreshName) {
+TEST_F(ArchiveExtractCallback, ReportsTheFileUnderItsUniqueName) {
     NiceMock<MockProgress> progress;
     Start(static_cast<OverwriteMode>(3), &progress);
     WriteFileContent(folder.Path(L"a.inf"), "old");
@@ -684,7 +685,7 @@ TEST_F(ArchiveExtractCallback, RenamesTheExistingFileInModeFour) {
 
 using FakeMove = FakeApi<"MoveFileExW", decltype(::MoveFileExW)>;
 
-TEST_F(ArchiveExtractCallback, ReturnsTheLastErrorOfItsOneRenameInModeFour) {
+TEST_F(ArchiveExtractCallback, TriesOneRenameInModeFourAndReturnsItsLastError) {
     Start(static_cast<OverwriteMode>(4));
     WriteFileContent(folder.Path(L"a.inf"), "old");
     AddFile(0, L"a.inf");
@@ -702,7 +703,7 @@ TEST_F(ArchiveExtractCallback, ReturnsTheLastErrorOfItsOneRenameInModeFour) {
     EXPECT_EQ((Tree{{L"a.inf", "old"}}), TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, PutsTheExistingFileAsideInModeFive) {
+TEST_F(ArchiveExtractCallback, BacksUpTheExistingFileInModeFive) {
     Start(static_cast<OverwriteMode>(5));
     WriteFileContent(folder.Path(L"a.inf"), "old");
     AddFile(0, L"a.inf");
@@ -726,7 +727,7 @@ TEST_F(ArchiveExtractCallback, RecordsANewFileWithoutABackupInModeFive) {
               callback.Get()->pendingReplacements);
 }
 
-TEST_F(ArchiveExtractCallback, RepeatsTheMoveOfModeFiveUntilItSucceeds) {
+TEST_F(ArchiveExtractCallback, RepeatsTheMoveInModeFiveUntilItSucceeds) {
     Start(static_cast<OverwriteMode>(5));
     WriteFileContent(folder.Path(L"a.inf"), "old");
     AddFile(0, L"a.inf");
@@ -778,7 +779,7 @@ TEST_P(ArchiveExtractCallbackInUnknownMode, WritesANewFile) {
 INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackInUnknownMode,
                          testing::Values(0u, 6u, 0xFFFFFFFFu));
 
-// ---- the end of an item
+// ---- after an item is written
 
 FILETIME ModifiedTime(const std::wstring& path) {
     WIN32_FILE_ATTRIBUTE_DATA data{};
@@ -786,7 +787,7 @@ FILETIME ModifiedTime(const std::wstring& path) {
     return data.ftLastWriteTime;
 }
 
-TEST_F(ArchiveExtractCallback, StampsTimeAndAttributesOnAFile) {
+TEST_F(ArchiveExtractCallback, SetsTheTimeAndAttributesOfAFile) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, kpidMTime, Time(kNewYear2010));
@@ -806,10 +807,10 @@ struct StampedTimes {
     bool modified;
 };
 
-class ArchiveExtractCallbackForTimes : public ArchiveExtractCallback,
-                                       public testing::WithParamInterface<StampedTimes> {};
+class ArchiveExtractCallbackTimes : public ArchiveExtractCallback,
+                                    public testing::WithParamInterface<StampedTimes> {};
 
-TEST_P(ArchiveExtractCallbackForTimes, SetsThoseThatTheArchiveStores) {
+TEST_P(ArchiveExtractCallbackTimes, AreSetWhereTheArchiveStoresThem) {
     Start();
     AddFile(0, L"a.inf");
     const StampedTimes row = GetParam();
@@ -833,7 +834,7 @@ TEST_P(ArchiveExtractCallbackForTimes, SetsThoseThatTheArchiveStores) {
               set);
 }
 
-INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackForTimes,
+INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackTimes,
                          testing::Values(StampedTimes{true, true, true},
                                          StampedTimes{true, false, false},
                                          StampedTimes{false, true, false},
@@ -841,7 +842,7 @@ INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackForTimes,
 
 using FakeCreateFile = FakeApi<"CreateFileW", decltype(::CreateFileW)>;
 
-TEST_F(ArchiveExtractCallback, OpensAFileForItsTimesAsSharedForReading) {
+TEST_F(ArchiveExtractCallback, OpensAFileSharedForReadingToSetItsTimes) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, kpidATime, Time(kNewYear2010));
@@ -883,7 +884,7 @@ TEST_F(ArchiveExtractCallback, IgnoresTimesThatCannotBeSet) {
               ::GetFileAttributesW(folder.Path(L"a.inf").c_str()) & FILE_ATTRIBUTE_READONLY);
 }
 
-TEST_F(ArchiveExtractCallback, DoesNotOpenAFileWithoutTimes) {
+TEST_F(ArchiveExtractCallback, DoesNotReopenAFileWithoutTimes) {
     Start();
     AddFile(0, L"a.inf");
     int opened = 0;
@@ -897,7 +898,7 @@ TEST_F(ArchiveExtractCallback, DoesNotOpenAFileWithoutTimes) {
     EXPECT_EQ(0, opened);
 }
 
-TEST_F(ArchiveExtractCallback, ClosesTheFileAfterItsTimes) {
+TEST_F(ArchiveExtractCallback, ClosesTheFileAfterSettingItsTimes) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, kpidMTime, Time(kNewYear2010));
@@ -907,7 +908,7 @@ TEST_F(ArchiveExtractCallback, ClosesTheFileAfterItsTimes) {
     EXPECT_TRUE(::DeleteFileW(folder.Path(L"a.inf").c_str()));
 }
 
-TEST_F(ArchiveExtractCallback, PassesAllBitsOfTheAttributesOnToTheSystem) {
+TEST_F(ArchiveExtractCallback, PassesAllAttributeBitsToWindows) {
     Start();
     AddFile(0, L"a.inf");
     archive.Get()->Set(0, kpidAttrib, Number(VT_UI4, 0x81248021));
@@ -923,7 +924,7 @@ TEST_F(ArchiveExtractCallback, PassesAllBitsOfTheAttributesOnToTheSystem) {
     EXPECT_EQ(0x81248021u, set);
 }
 
-TEST_F(ArchiveExtractCallback, LeavesTheAttributesAloneThatTheArchiveDoesNotStore) {
+TEST_F(ArchiveExtractCallback, LeavesTheAttributesAloneWhenTheArchiveStoresNone) {
     Start();
     AddFile(0, L"a.inf");
     const FakeApi<"SetFileAttributesW", decltype(::SetFileAttributesW)> fake([](auto...) {
@@ -947,7 +948,7 @@ TEST_F(ArchiveExtractCallback, ReportsAWrittenFileTwice) {
     EXPECT_EQ(S_OK, Extract(0));
 }
 
-TEST_F(ArchiveExtractCallback, FailsWhenAWrittenFileIsRefused) {
+TEST_F(ArchiveExtractCallback, FailsWhenTheProgressObjectRefusesAWrittenFile) {
     NiceMock<MockProgress> progress;
     Start(OverwriteMode::kDelete, &progress);
     AddFile(0, L"a.inf");
@@ -957,10 +958,10 @@ TEST_F(ArchiveExtractCallback, FailsWhenAWrittenFileIsRefused) {
     EXPECT_EQ(E_FAIL, Extract(0));
 }
 
-class ArchiveExtractCallbackInAnyMode : public ArchiveExtractCallback,
-                                        public testing::WithParamInterface<unsigned> {};
+class ArchiveExtractCallbackWithoutRollback : public ArchiveExtractCallback,
+                                              public testing::WithParamInterface<unsigned> {};
 
-TEST_P(ArchiveExtractCallbackInAnyMode, StampsAndReportsADamagedFileLikeAGoodOne) {
+TEST_P(ArchiveExtractCallbackWithoutRollback, TreatsADamagedFileLikeAnIntactOne) {
     NiceMock<MockProgress> progress;
     Start(static_cast<OverwriteMode>(GetParam()), &progress);
     AddFile(0, L"a.inf");
@@ -975,7 +976,7 @@ TEST_P(ArchiveExtractCallbackInAnyMode, StampsAndReportsADamagedFileLikeAGoodOne
               ::GetFileAttributesW(folder.Path(L"a.inf").c_str()) & FILE_ATTRIBUTE_READONLY);
 }
 
-INSTANTIATE_TEST_SUITE_P(ButRollBack, ArchiveExtractCallbackInAnyMode,
+INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackWithoutRollback,
                          testing::Values(1u, 2u, 3u, 4u, 6u));
 
 TEST_F(ArchiveExtractCallback, ReportsTheDestinationForAFolder) {
@@ -989,7 +990,7 @@ TEST_F(ArchiveExtractCallback, ReportsTheDestinationForAFolder) {
     EXPECT_EQ(S_OK, callback.Get()->SetOperationResult(kOk));
 }
 
-TEST_F(ArchiveExtractCallback, EndsAFolderWithoutAProgressObject) {
+TEST_F(ArchiveExtractCallback, FinishesAFolderWithoutAProgressObject) {
     Start();
     AddFolder(0, L"usb");
     ASSERT_EQ(S_OK, GetStream(0));
@@ -997,7 +998,7 @@ TEST_F(ArchiveExtractCallback, EndsAFolderWithoutAProgressObject) {
     EXPECT_EQ(S_OK, callback.Get()->SetOperationResult(kOk));
 }
 
-// An item that leaves no file, after one that left one.
+// An item for which no file is written, after one for which a file is.
 struct FilelessItem {
     const char* name;
     void (*put)(FakeArchive& archive);
@@ -1007,7 +1008,7 @@ struct FilelessItem {
 class ArchiveExtractCallbackAfterAFile : public ArchiveExtractCallback,
                                          public testing::WithParamInterface<FilelessItem> {};
 
-TEST_P(ArchiveExtractCallbackAfterAFile, DoesNotTakeAnItemWithoutAFileForIt) {
+TEST_P(ArchiveExtractCallbackAfterAFile, LeavesThatFileAloneForAnItemWithoutAFile) {
     NiceMock<MockProgress> progress;
     Start(OverwriteMode::kSkip, &progress);
     WriteFileContent(folder.Path(L"there.inf"), "old");
@@ -1043,7 +1044,7 @@ INSTANTIATE_TEST_SUITE_P(
                      kTest}),
     [](const auto& row) { return row.param.name; });
 
-// ---- roll-back
+// ---- rollback
 
 TEST_F(ArchiveExtractCallback, RestoresAllReplacedFilesWhenAnItemIsDamagedInModeFive) {
     Start(OverwriteMode::kRollBack);
@@ -1079,7 +1080,7 @@ TEST_F(ArchiveExtractCallback, ReportsEachReplacementBeforeItIsRolledBack) {
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
 
-TEST_F(ArchiveExtractCallback, GoesOnRollingBackWhenAFileCannotBeRestored) {
+TEST_F(ArchiveExtractCallback, ContinuesTheRollbackWhenAFileCannotBeRestored) {
     Start(OverwriteMode::kRollBack);
     WriteFileContent(folder.Path(L"a.inf"), "old a");
     WriteFileContent(folder.Path(L"b.inf"), "old b");
@@ -1104,7 +1105,7 @@ TEST_F(ArchiveExtractCallback, RollsBackOnAnyResultButSuccess) {
     Start(OverwriteMode::kRollBack);
     AddFile(0, L"a.inf");
 
-    EXPECT_EQ(E_FAIL, Extract(0, /*unsupported=*/1));
+    EXPECT_EQ(E_FAIL, Extract(0, kUnsupportedMethod));
 
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }

@@ -23,12 +23,12 @@ intl::UniqueCom<intl::InStreamWrapper> Open(const std::string& archive) {
 struct FormatRow {
     const char* name;
     unsigned format;
-    const char* archive;  // one that only the handler of this format opens
+    const char* archive;  // that only the handler of this format opens
 };
 
 class CreateArchiveHandler : public testing::TestWithParam<FormatRow> {};
 
-TEST_P(CreateArchiveHandler, GivesTheHandlerOfTheFormat) {
+TEST_P(CreateArchiveHandler, ReturnsTheHandlerOfTheFormat) {
     const auto handler = intl::CreateArchiveHandler(static_cast<ArchiveFormat>(GetParam().format));
     const auto callback = intl::MakeCom<intl::ArchiveOpenCallback>();
     const auto file = Open(GetParam().archive);
@@ -49,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FormatRow{"Largest", 0xFFFFFFFF, "drivers.7z"}),
     [](const auto& row) { return row.param.name; });
 
-TEST(CreateArchiveHandlerWithoutMemory, GivesNone) {
+TEST(CreateArchiveHandlerWithoutMemory, ReturnsNull) {
     const FailingAllocations none(FailingAllocations::FromSize{64});
 
     EXPECT_FALSE(intl::CreateArchiveHandler(ArchiveFormat::k7z));
@@ -71,7 +71,7 @@ protected:
                                  }};
 };
 
-TEST_F(OpenedArchive, ClosesItsHandlerBeforeItReleasesIt) {
+TEST_F(OpenedArchive, ClosesItsHandlerBeforeReleasingIt) {
     const auto file = Open("drivers.7z");
     {
         const intl::OpenedArchive archive(ArchiveFormat::k7z, *file.Get(), nullptr,
@@ -82,7 +82,7 @@ TEST_F(OpenedArchive, ClosesItsHandlerBeforeItReleasesIt) {
     EXPECT_EQ((std::vector<std::string>{"Close", "gone"}), events);
 }
 
-TEST_F(OpenedArchive, ClosesAlsoAHandlerThatCouldNotOpenTheFile) {
+TEST_F(OpenedArchive, ClosesAHandlerEvenWhenItCannotOpenTheFile) {
     const auto file = Open("text.7z");
     {
         const intl::OpenedArchive archive(ArchiveFormat::k7z, *file.Get(), nullptr,
@@ -105,7 +105,7 @@ TEST_F(OpenedArchive, ClosesItsHandlerOnlyOnce) {
     EXPECT_EQ((std::vector<std::string>{"Close", "gone"}), events);
 }
 
-TEST_F(OpenedArchive, SaysSoWhenThereIsNoHandler) {
+TEST_F(OpenedArchive, ReportsAMissingHandler) {
     const auto file = Open("drivers.7z");
     const FailingAllocations none(FailingAllocations::FromSize{64});
 

@@ -7,7 +7,7 @@ namespace {
 using SevenZip::intl::MakeCom;
 using OpenCallback = SevenZip::intl::ArchiveOpenCallback;
 
-TEST(ArchiveOpenCallback, TakesProgressWithoutDoingAnything) {
+TEST(ArchiveOpenCallback, IgnoresProgress) {
     const auto callback = MakeCom<OpenCallback>();
     constexpr UInt64 number = 5;
 

@@ -54,7 +54,7 @@ TEST(ComObject, IsDeletedByItsLastRelease) {
     EXPECT_TRUE(gone);
 }
 
-TEST(ComObject, HandsOutAReferenceWithEachInterface) {
+TEST(ComObject, ReturnsAReferenceWithEachInterface) {
     bool gone = false;
     const auto object = intl::MakeCom<Counted>(gone);
     void* found = nullptr;
@@ -64,7 +64,7 @@ TEST(ComObject, HandsOutAReferenceWithEachInterface) {
     EXPECT_EQ(1u, static_cast<ICompressProgressInfo*>(found)->Release());
 }
 
-TEST(ComObject, RefusesAnUnknownInterfaceWithANullObject) {
+TEST(ComObject, ReturnsANullObjectForAnUnknownInterface) {
     bool gone = false;
     const auto object = intl::MakeCom<Counted>(gone);
     void* found = &gone;
@@ -76,15 +76,15 @@ TEST(ComObject, RefusesAnUnknownInterfaceWithANullObject) {
     object.Get()->Release();
 }
 
-TEST(ComObject, RefusesAQueryWithoutAPlaceForTheAnswer) {
+TEST(ComObject, RefusesAQueryWithoutAnOutputPointer) {
     bool gone = false;
     const auto object = intl::MakeCom<Counted>(gone);
 
     EXPECT_EQ(E_POINTER, object.Get()->QueryInterface(IID_IUnknown, nullptr));
 }
 
-// Whether the code of a method of IUnknown, up to its return, adds to memory with the bus locked.
-// Threads that race each other would show a missing lock only once in a blue moon.
+// Whether the machine code of a method of IUnknown contains a locked add before its return. A race
+// between threads would reveal a missing lock only rarely.
 bool AddsUnderLock(IUnknown& object, std::size_t slot) {
     const auto* code = (*reinterpret_cast<const std::uint8_t***>(&object))[slot];
     constexpr std::string_view lockedAdd("\xF0\x0F\xC1", 3);  // lock xadd
@@ -105,8 +105,8 @@ GUID SevenZipId(BYTE group, BYTE number) {
     return {0x23170F69, 0x40C1, 0x278A, {0x00, 0x00, 0x00, group, 0x00, number, 0x00, 0x00}};
 }
 
-// Whether the object answers, with the same IUnknown behind it.
-bool Answers(IUnknown& object, const GUID& id) {
+// Whether QueryInterface finds the interface, and the same IUnknown through it.
+bool Finds(IUnknown& object, const GUID& id) {
     void* found = nullptr;
     if (object.QueryInterface(id, &found) != S_OK) return false;
     const intl::UniqueCom<IUnknown> answer(static_cast<IUnknown*>(found));
@@ -116,69 +116,69 @@ bool Answers(IUnknown& object, const GUID& id) {
     return result == S_OK && identity.Get() == &object;
 }
 
-// The numbers of the 7-Zip interface ids that are answered, out of all that there could be.
-std::vector<std::pair<int, int>> Answered(IUnknown& object) {
-    std::vector<std::pair<int, int>> answered;
+// The group and number of each 7-Zip interface that is found, out of all possible ones.
+std::vector<std::pair<int, int>> Found(IUnknown& object) {
+    std::vector<std::pair<int, int>> found;
     for (int group = 0; group < 0x10; ++group) {
         for (int number = 0; number < 0x100; ++number) {
-            if (Answers(object, SevenZipId(static_cast<BYTE>(group), static_cast<BYTE>(number)))) {
-                answered.emplace_back(group, number);
+            if (Finds(object, SevenZipId(static_cast<BYTE>(group), static_cast<BYTE>(number)))) {
+                found.emplace_back(group, number);
             }
         }
     }
-    return answered;
+    return found;
 }
 
 using Interfaces = std::vector<std::pair<int, int>>;
 
-TEST(QueryInterface, OfTheOpenCallbackAnswersOpeningAndPassword) {
+TEST(QueryInterface, OfTheOpenCallbackFindsOpeningAndPassword) {
     const auto object = intl::MakeCom<intl::ArchiveOpenCallback>();
     auto& unknown = *static_cast<IArchiveOpenCallback*>(object.Get());
 
-    EXPECT_EQ((Interfaces{{0x05, 0x10}, {0x06, 0x10}}), Answered(unknown));
-    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+    EXPECT_EQ((Interfaces{{0x05, 0x10}, {0x06, 0x10}}), Found(unknown));
+    EXPECT_TRUE(Finds(unknown, IID_IUnknown));
 }
 
-TEST(QueryInterface, OfTheExtractCallbackAnswersExtractionPasswordAndRatio) {
+TEST(QueryInterface, OfTheExtractCallbackFindsExtractionPasswordAndRatio) {
     const auto archive = intl::MakeCom<FakeArchive>();
     const auto object = intl::MakeCom<intl::ArchiveExtractCallback>(
         *archive.Get(), L"C:\\", OverwriteMode::kDelete, nullptr);
     auto& unknown = *static_cast<IArchiveExtractCallback*>(object.Get());
 
-    EXPECT_EQ((Interfaces{{0x04, 0x04}, {0x05, 0x10}, {0x06, 0x20}}), Answered(unknown));
-    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+    EXPECT_EQ((Interfaces{{0x04, 0x04}, {0x05, 0x10}, {0x06, 0x20}}), Found(unknown));
+    EXPECT_TRUE(Finds(unknown, IID_IUnknown));
 }
 
-TEST(QueryInterface, OfTheExceptionCarrierAnswersWhatTheExtractCallbackDoes) {
+TEST(QueryInterface, OfTheExceptionCarrierFindsWhatTheExtractCallbackDoes) {
     const auto archive = intl::MakeCom<FakeArchive>();
     const auto callback = intl::MakeCom<intl::ArchiveExtractCallback>(
         *archive.Get(), L"C:\\", OverwriteMode::kDelete, nullptr);
     const auto object = intl::MakeCom<intl::ExtractExceptionCarrier>(*callback.Get());
     auto& unknown = *static_cast<IArchiveExtractCallback*>(object.Get());
 
-    EXPECT_EQ((Interfaces{{0x04, 0x04}, {0x05, 0x10}, {0x06, 0x20}}), Answered(unknown));
-    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+    EXPECT_EQ((Interfaces{{0x04, 0x04}, {0x05, 0x10}, {0x06, 0x20}}), Found(unknown));
+    EXPECT_TRUE(Finds(unknown, IID_IUnknown));
 }
 
-TEST(QueryInterface, OfTheInStreamAnswersReadingSeekingAndSize) {
+TEST(QueryInterface, OfTheInStreamFindsReadingSeekingAndSize) {
     const auto stream = intl::MakeCom<FakeStream>();
     const auto object = intl::MakeCom<intl::InStreamWrapper>(*stream.Get());
     auto& unknown = *static_cast<IInStream*>(object.Get());
 
-    EXPECT_EQ((Interfaces{{0x03, 0x01}, {0x03, 0x03}, {0x03, 0x06}}), Answered(unknown));
-    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+    EXPECT_EQ((Interfaces{{0x03, 0x01}, {0x03, 0x03}, {0x03, 0x06}}), Found(unknown));
+    EXPECT_TRUE(Finds(unknown, IID_IUnknown));
 }
 
-TEST(QueryInterface, OfTheOutStreamAnswersWritingAndSeeking) {
+TEST(QueryInterface, OfTheOutStreamFindsWritingAndSeeking) {
     const auto stream = intl::MakeCom<FakeStream>();
     const auto object = intl::MakeCom<intl::OutStreamWrapper>(*stream.Get());
     auto& unknown = *static_cast<IOutStream*>(object.Get());
 
-    EXPECT_EQ((Interfaces{{0x03, 0x02}, {0x03, 0x04}}), Answered(unknown));
-    EXPECT_TRUE(Answers(unknown, IID_IUnknown));
+    EXPECT_EQ((Interfaces{{0x03, 0x02}, {0x03, 0x04}}), Found(unknown));
+    EXPECT_TRUE(Finds(unknown, IID_IUnknown));
 }
 
-TEST(QueryInterface, OfEveryObjectNeedsAPlaceForTheAnswer) {
+TEST(QueryInterface, OfEveryObjectNeedsAnOutputPointer) {
     const auto stream = intl::MakeCom<FakeStream>();
     const auto archive = intl::MakeCom<FakeArchive>();
     const auto in = intl::MakeCom<intl::InStreamWrapper>(*stream.Get());

@@ -16,7 +16,7 @@ namespace {
 
 using namespace SevenZip;
 
-// Runs the same for whichever method is called.
+// Runs one script, whichever method is called.
 class ScriptedCallback final : public intl::ArchiveExtractCallback {
 public:
     explicit ScriptedCallback(IInArchive& archive)
@@ -63,7 +63,7 @@ protected:
 class ExtractExceptionCarrierEntry : public ExtractExceptionCarrier,
                                      public testing::WithParamInterface<Entry> {};
 
-TEST_P(ExtractExceptionCarrierEntry, PassesTheCallAndItsResultOn) {
+TEST_P(ExtractExceptionCarrierEntry, ForwardsTheCallAndItsResult) {
     callback.Get()->script = [] { return HRESULT{80}; };
 
     EXPECT_EQ(80, GetParam().call(*carrier.Get()));
@@ -85,7 +85,7 @@ TEST_P(ExtractExceptionCarrierEntry, TurnsAnExceptionIntoAnAbort) {
     }
 }
 
-TEST_P(ExtractExceptionCarrierEntry, AbortsWithoutACallOnceSomethingWasThrown) {
+TEST_P(ExtractExceptionCarrierEntry, AbortsWithoutAnotherCallAfterAnException) {
     callback.Get()->script = []() -> HRESULT { throw std::bad_alloc(); };
     ASSERT_EQ(E_ABORT, GetStream(*carrier.Get()));
     callback.Get()->script = [] { return S_OK; };
@@ -120,7 +120,7 @@ TEST_F(ExtractExceptionCarrier, CarriesAnyKindOfException) {
     EXPECT_THROW(carrier.Get()->Rethrow(), int);
 }
 
-TEST_F(ExtractExceptionCarrier, HoldsItsCallback) {
+TEST_F(ExtractExceptionCarrier, HoldsAReferenceToItsCallback) {
     EXPECT_EQ(3u, callback.Get()->AddRef());
 
     carrier.Reset();

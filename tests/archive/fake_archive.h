@@ -9,7 +9,7 @@
 #include "archive/com_object.h"
 #include "archive/seven_zip_interfaces.h"
 
-// What a fake archive answers for one property.
+// What a fake archive returns for one property.
 using Property = std::function<HRESULT(PROPVARIANT&)>;
 
 [[nodiscard]] inline Property Failure(HRESULT result) {
@@ -39,7 +39,7 @@ using Property = std::function<HRESULT(PROPVARIANT&)>;
     };
 }
 
-// The unused bytes of the value are not zero, as 7-Zip leaves them.
+// 7-Zip leaves the unused bytes of a value as they are, so these are not zero.
 [[nodiscard]] inline Property Number(VARTYPE type, UInt64 number) {
     return [type, number](PROPVARIANT& value) {
         value.vt = type;
@@ -74,7 +74,7 @@ using Property = std::function<HRESULT(PROPVARIANT&)>;
     };
 }
 
-// An archive that holds what a test puts in. Properties that were not put in are empty.
+// An archive with the properties that a test sets. All others are empty.
 class FakeArchive final : public SevenZip::intl::ComObject<IInArchive> {
 public:
     void Set(UInt32 item, PROPID id, Property property) {

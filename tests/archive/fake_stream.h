@@ -7,7 +7,7 @@
 
 #include "archive/com_object.h"
 
-// A Windows stream that records how it is called and answers what the test says.
+// A Windows stream that records how it is called and returns what the test sets.
 class FakeStream final : public SevenZip::intl::ComObject<IStream> {
 public:
     explicit FakeStream(bool* gone = nullptr) : gone_(gone) {}
@@ -16,8 +16,8 @@ public:
     }
 
     HRESULT result = S_OK;
-    std::optional<ULONG> count = 0;  // answered by Read and Write; without one they say nothing
-    unsigned long long number = 0;   // answered by Seek and Stat
+    std::optional<ULONG> count = 0;  // set by Read and Write, unless it is empty
+    unsigned long long number = 0;   // set by Seek and Stat
 
     const void* data = nullptr;  // what the last call was given
     ULONG size = 0;

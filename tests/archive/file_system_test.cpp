@@ -36,7 +36,7 @@ TEST(OpenFileForRead, ReadsAFile) {
     EXPECT_EQ("content", std::string(buffer, count));
 }
 
-TEST(OpenFileForRead, IsNullForAMissingFileAndMakesNone) {
+TEST(OpenFileForRead, IsNullForAMissingFileAndCreatesNone) {
     const TemporaryFolder folder;
 
     EXPECT_FALSE(OpenFileForRead(folder.Path(L"a.txt")));
@@ -45,7 +45,7 @@ TEST(OpenFileForRead, IsNullForAMissingFileAndMakesNone) {
     EXPECT_TRUE(TreeContent(folder.Path()).empty());
 }
 
-TEST(OpenFileForRead, AsksForReadingAnExistingFile) {
+TEST(OpenFileForRead, OpensAnExistingFileForReading) {
     DWORD mode = 99;
     DWORD attributes = 99;
     BOOL create = TRUE;
@@ -66,7 +66,7 @@ TEST(OpenFileForRead, AsksForReadingAnExistingFile) {
     EXPECT_EQ(nullptr, source);
 }
 
-TEST(CreateFileForWrite, AsksForWritingANewFile) {
+TEST(CreateFileForWrite, CreatesANewFileForWriting) {
     DWORD mode = 99;
     DWORD attributes = 99;
     BOOL create = FALSE;
@@ -87,7 +87,7 @@ TEST(CreateFileForWrite, AsksForWritingANewFile) {
     EXPECT_EQ(nullptr, source);
 }
 
-TEST(CreateFileForWrite, EmptiesAFileThatIsThere) {
+TEST(CreateFileForWrite, TruncatesAnExistingFile) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.txt"), "content");
 
@@ -96,7 +96,7 @@ TEST(CreateFileForWrite, EmptiesAFileThatIsThere) {
     EXPECT_EQ("", FileContent(folder.Path(L"a.txt")));
 }
 
-TEST(CreateFileForWrite, IsNullWithTheReasonAsLastErrorWhenTheFolderIsMissing) {
+TEST(CreateFileForWrite, IsNullAndSetsTheLastErrorWhenTheFolderIsMissing) {
     const TemporaryFolder folder;
 
     EXPECT_FALSE(CreateFileForWrite(folder.Path(L"missing\\a.txt")));
@@ -104,7 +104,7 @@ TEST(CreateFileForWrite, IsNullWithTheReasonAsLastErrorWhenTheFolderIsMissing) {
     EXPECT_EQ(3u, ::GetLastError());
 }
 
-TEST(CreateFileForWrite, LeavesTheResultAsLastErrorWhereTheSystemLeavesNone) {
+TEST(CreateFileForWrite, SetsTheLastErrorToTheResultWhenWindowsSetsNone) {
     const FakeStreamOnFile fake([](auto...) { return STG_E_ACCESSDENIED; });
     ::SetLastError(1234);
 
@@ -113,7 +113,7 @@ TEST(CreateFileForWrite, LeavesTheResultAsLastErrorWhereTheSystemLeavesNone) {
     EXPECT_EQ(static_cast<DWORD>(STG_E_ACCESSDENIED), ::GetLastError());
 }
 
-TEST(PathExists, KnowsFilesAndFoldersFromNothing) {
+TEST(PathExists, IsTrueForFilesAndFoldersOnly) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.txt"), "");
 
@@ -131,7 +131,7 @@ TEST(DeletePath, DeletesAFile) {
     EXPECT_TRUE(TreeContent(folder.Path()).empty());
 }
 
-TEST(DeletePath, DeletesAFolderWithAllThatIsInIt) {
+TEST(DeletePath, DeletesAFolderWithItsContents) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"usb\\x64\\a.txt"), "content");
 
@@ -140,7 +140,7 @@ TEST(DeletePath, DeletesAFolderWithAllThatIsInIt) {
     EXPECT_TRUE(TreeContent(folder.Path()).empty());
 }
 
-TEST(DeletePath, SucceedsWhereNothingIsWithoutAskingTheShell) {
+TEST(DeletePath, SucceedsForAMissingPathWithoutAskingTheShell) {
     const TemporaryFolder folder;
     const FakeDelete fake([](auto) { return 5; });
 
@@ -155,7 +155,7 @@ TEST(DeletePath, RefusesAnEmptyPath) {
     EXPECT_NE(0u, ::GetLastError());
 }
 
-TEST(DeletePath, RefusesAPathOf261CharactersAndNotOneOf260) {
+TEST(DeletePath, RefusesAPathOf261CharactersButNotOneOf260) {
     const std::wstring longest = L"C:\\" + std::wstring(257, L'x');
     ::SetLastError(0);
 
@@ -165,11 +165,11 @@ TEST(DeletePath, RefusesAPathOf261CharactersAndNotOneOf260) {
     EXPECT_NE(0u, ::GetLastError());
 }
 
-TEST(DeletePath, AsksTheShellSilentlyForOnePath) {
+TEST(DeletePath, AsksTheShellToDeleteOnePathSilently) {
     const TemporaryFolder folder;
     const std::wstring path = folder.Path(L"a.txt");
     WriteFileContent(path, "");
-    alignas(void*) SHFILEOPSTRUCTW asked{};  // packed, and looked at by reference
+    alignas(void*) SHFILEOPSTRUCTW asked{};  // EXPECT_EQ needs aligned members
     std::wstring list;
     const FakeDelete fake([&](SHFILEOPSTRUCTW* operation) {
         asked = *operation;
@@ -186,7 +186,7 @@ TEST(DeletePath, AsksTheShellSilentlyForOnePath) {
     EXPECT_EQ(nullptr, asked.hwnd);
 }
 
-TEST(DeletePath, LeavesTheShellsCodeAsLastErrorWhereTheSystemLeavesNone) {
+TEST(DeletePath, SetsTheLastErrorToTheShellsCodeWhenWindowsSetsNone) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.txt"), "");
     const FakeDelete fake([](auto) { return 0x7C; });
@@ -197,7 +197,7 @@ TEST(DeletePath, LeavesTheShellsCodeAsLastErrorWhereTheSystemLeavesNone) {
     EXPECT_EQ(0x7Cu, ::GetLastError());
 }
 
-TEST(DeletePath, KeepsTheLastErrorThatTheSystemLeaves) {
+TEST(DeletePath, KeepsTheLastErrorThatWindowsSets) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.txt"), "");
     const FakeDelete fake([](auto) {
@@ -210,7 +210,7 @@ TEST(DeletePath, KeepsTheLastErrorThatTheSystemLeaves) {
     EXPECT_EQ(32u, ::GetLastError());
 }
 
-TEST(RenamePath, ReplacesAFileThatIsThere) {
+TEST(RenamePath, ReplacesAnExistingFile) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.txt"), "new");
     WriteFileContent(folder.Path(L"b.txt"), "old");
@@ -220,7 +220,7 @@ TEST(RenamePath, ReplacesAFileThatIsThere) {
     EXPECT_EQ((std::map<std::wstring, std::string>{{L"b.txt", "new"}}), TreeContent(folder.Path()));
 }
 
-TEST(RenamePath, TriesOnceOnly) {
+TEST(RenamePath, TriesOnlyOnce) {
     int tries = 0;
     DWORD flags = 0;
     const FakeMove fake([&](auto, auto, DWORD given) {
@@ -247,14 +247,14 @@ TEST(MovePath, RepeatsTheSameMoveUntilItSucceeds) {
     EXPECT_EQ(std::vector<std::wstring>(1'000, L"C:\\a to C:\\b 1"), tries);
 }
 
-TEST(MovePath, NeedsNoMoreStackForManyRepetitions) {
+TEST(MovePath, UsesNoMoreStackForManyRepetitions) {
     int left = 3'000'000;
     const FakeMove fake([&](auto...) { return --left == 0; });
 
     EXPECT_TRUE(MovePath(L"C:\\a", L"C:\\b"));
 }
 
-TEST(CreateDirectories, MakesAFolderAndThoseAboveIt) {
+TEST(CreateDirectories, CreatesAFolderAndItsParents) {
     const TemporaryFolder folder;
 
     EXPECT_TRUE(CreateDirectories(folder.Path(L"usb\\x64")));
@@ -262,7 +262,7 @@ TEST(CreateDirectories, MakesAFolderAndThoseAboveIt) {
     EXPECT_TRUE(PathExists(folder.Path(L"usb\\x64")));
 }
 
-TEST(CreateDirectories, SucceedsWhenTheFolderIsThere) {
+TEST(CreateDirectories, SucceedsForAnExistingFolder) {
     const TemporaryFolder folder;
 
     EXPECT_TRUE(CreateDirectories(folder.Path()));
@@ -275,7 +275,7 @@ TEST(CreateDirectories, FailsBelowAFile) {
     EXPECT_FALSE(CreateDirectories(folder.Path(L"usb\\x64")));
 }
 
-TEST(CreateDirectories, AsksTheShellWithoutWindowAndSecurity) {
+TEST(CreateDirectories, CallsTheShellWithoutAWindowOrSecurityAttributes) {
     HWND window = reinterpret_cast<HWND>(1);
     const SECURITY_ATTRIBUTES* security = reinterpret_cast<SECURITY_ATTRIBUTES*>(1);
     std::wstring path;
@@ -300,7 +300,7 @@ TEST(ParentDirectory, EndsBeforeTheLastSeparator) {
     EXPECT_EQ(L"", ParentDirectory(L"a.txt"));
 }
 
-TEST(CombinePath, PutsOneBackslashBetween) {
+TEST(CombinePath, JoinsWithOneBackslash) {
     EXPECT_EQ(L"C:\\usb\\a.txt", CombinePath(L"C:\\usb", L"a.txt"));
     EXPECT_EQ(L"C:\\usb\\a.txt", CombinePath(L"C:\\usb\\", L"a.txt"));
     EXPECT_EQ(L"C:/usb/a.txt", CombinePath(L"C:/usb/", L"a.txt"));
@@ -315,14 +315,15 @@ TEST(SplitExtension, SplitsAtTheLastDotOfTheLastElement) {
     EXPECT_EQ(Parts(L"C:\\", L".inf"), SplitExtension(L"C:\\.inf"));
 }
 
-TEST(SplitExtension, FindsNoneInTheFoldersOfThePath) {
+TEST(SplitExtension, IgnoresDotsInTheFoldersOfThePath) {
     EXPECT_EQ(Parts(L"C:\\usb.x64\\a", L""), SplitExtension(L"C:\\usb.x64\\a"));
     EXPECT_EQ(Parts(L"C:/usb.x64/a", L""), SplitExtension(L"C:/usb.x64/a"));
     EXPECT_EQ(Parts(L"a", L""), SplitExtension(L"a"));
     EXPECT_EQ(Parts(L"", L""), SplitExtension(L""));
 }
 
-// A clock that shows the seconds of 2026-11-15, 14:28, one after the other, each for some readings.
+// A clock that starts at 2026-11-15 14:28:37 and advances by a second every `readingsPerSecond`
+// readings.
 class FakeClock {
 public:
     explicit FakeClock(int readingsPerSecond)
@@ -351,13 +352,13 @@ private:
     ImportPatch patch_;
 };
 
-TEST(MakeUniquePath, KeepsAPathThatIsFree) {
+TEST(MakeUniquePath, ReturnsAnUnusedPathAsItIs) {
     const TemporaryFolder folder;
 
     EXPECT_EQ(folder.Path(L"a.inf"), MakeUniquePath(folder.Path(L"a.inf")));
 }
 
-TEST(MakeUniquePath, PutsYearDayMonthAndTimeInFrontOfTheExtension) {
+TEST(MakeUniquePath, InsertsYearDayMonthAndTimeBeforeTheExtension) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.inf"), "");
     const FakeClock clock(1);
@@ -365,7 +366,7 @@ TEST(MakeUniquePath, PutsYearDayMonthAndTimeInFrontOfTheExtension) {
     EXPECT_EQ(folder.Path(L"a~20261511-142837.inf"), MakeUniquePath(folder.Path(L"a.inf")));
 }
 
-TEST(MakeUniquePath, PutsTheTimeBehindANameWithoutExtension) {
+TEST(MakeUniquePath, AppendsTheTimeToANameWithoutAnExtension) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a"), "");
     const FakeClock clock(1);
@@ -373,7 +374,7 @@ TEST(MakeUniquePath, PutsTheTimeBehindANameWithoutExtension) {
     EXPECT_EQ(folder.Path(L"a~20261511-142837"), MakeUniquePath(folder.Path(L"a")));
 }
 
-TEST(MakeUniquePath, LeavesTheTimeOutWhenTheLocalTimeIsUnknown) {
+TEST(MakeUniquePath, OmitsTheTimeWhenTheLocalTimeIsUnknown) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.inf"), "");
     std::tm*(__cdecl* const noTime)(const __time64_t*) = [](const __time64_t*) -> std::tm* {
@@ -385,7 +386,7 @@ TEST(MakeUniquePath, LeavesTheTimeOutWhenTheLocalTimeIsUnknown) {
     EXPECT_EQ(folder.Path(L"a~.inf"), MakeUniquePath(folder.Path(L"a.inf")));
 }
 
-TEST(MakeUniquePath, SpinsUntilTheClockMovesOnToAFreeName) {
+TEST(MakeUniquePath, RetriesUntilTheClockGivesAnUnusedName) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.inf"), "");
     WriteFileContent(folder.Path(L"a~20261511-142837.inf"), "");
@@ -396,7 +397,7 @@ TEST(MakeUniquePath, SpinsUntilTheClockMovesOnToAFreeName) {
     EXPECT_EQ(51, FakeClock::Readings());
 }
 
-TEST(MakeUniquePath, NamesTheLocalTimeOfTheCall) {
+TEST(MakeUniquePath, UsesTheLocalTimeOfTheCall) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"a.inf"), "");
     SYSTEMTIME before{};

@@ -9,13 +9,13 @@
 #include "archive/archive_handler.h"
 #include "archive/seven_zip_interfaces.h"
 
-// Stands in front of one method of 7-Zip's real handlers for a format (those for Lzma and Lzma86
-// are of one class), by a patch of the entry in their table of virtual functions:
+// Intercepts one method of 7-Zip's real handlers for a format by patching the entry in their table
+// of virtual functions. The handlers for Lzma and Lzma86 share a class and so a table.
 //
-//     HandlerClose close(ArchiveFormat::k7z, [&](IInArchive* handler) { ...; return
-//     close.Real(handler); });
+//     HandlerClose close(ArchiveFormat::k7z,
+//                        [&](IInArchive* handler) { return close.Real(handler); });
 //
-// It ends with its scope. Calls that 7-Zip makes to its own methods do not come by here.
+// The patch ends with its scope. It does not see the calls that 7-Zip makes to its own methods.
 template <std::size_t Slot, typename Result, typename... Arguments>
 class HandlerPatch {
 public:
@@ -43,8 +43,7 @@ private:
         return Of(handler)->behaviour_(handler, arguments...);
     }
 
-    // The patch in whose table the handler's class is; with patches of several classes there are
-    // more.
+    // The patch for the handler's class. Several classes may be patched at a time.
     static HandlerPatch* Of(IInArchive* handler) {
         HandlerPatch* patch = current_;
         while (patch->entry_ != Table(handler) + Slot) patch = patch->previous_;

@@ -27,14 +27,14 @@ TEST_F(ReadItemList, ListsPathsAndSizesInTheArchivesOrder) {
     EXPECT_EQ((std::vector<std::uint64_t>{0x1'0000'0005, 7}), list.sizes);
 }
 
-TEST_F(ReadItemList, ListsWhatIsNotStoredAsEmptyAndZero) {
+TEST_F(ReadItemList, ListsMissingPropertiesAsEmptyAndZero) {
     EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 1, list));
 
     EXPECT_EQ(std::vector<std::wstring>{L""}, list.names);
     EXPECT_EQ(std::vector<std::uint64_t>{0}, list.sizes);
 }
 
-TEST_F(ReadItemList, ListsAPathThatIsNoTextAsEmpty) {
+TEST_F(ReadItemList, ListsAPathThatIsNotTextAsEmpty) {
     archive.Get()->Set(0, kpidPath, Number(VT_UI4, 5));
 
     EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 1, list));
@@ -42,7 +42,7 @@ TEST_F(ReadItemList, ListsAPathThatIsNoTextAsEmpty) {
     EXPECT_EQ(std::vector<std::wstring>{L""}, list.names);
 }
 
-TEST_F(ReadItemList, TakesNarrowSizesAsTheyAre) {
+TEST_F(ReadItemList, AcceptsNarrowSizes) {
     archive.Get()->Set(0, kpidSize, Number(VT_UI4, 9));
 
     EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 1, list));
@@ -50,7 +50,7 @@ TEST_F(ReadItemList, TakesNarrowSizesAsTheyAre) {
     EXPECT_EQ(std::vector<std::uint64_t>{9}, list.sizes);
 }
 
-TEST_F(ReadItemList, AsksForTheSizeAndThenForThePath) {
+TEST_F(ReadItemList, ReadsTheSizeBeforeThePath) {
     EXPECT_TRUE(intl::ReadItemList(*archive.Get(), 2, list));
 
     EXPECT_EQ((std::vector<PROPID>{7, 3, 7, 3}), archive.Get()->asked);
@@ -68,7 +68,7 @@ TEST_F(ReadItemList, FailsWhenAPathCannotBeRead) {
     EXPECT_FALSE(intl::ReadItemList(*archive.Get(), 2, list));
 }
 
-TEST(ItemProperty, TakesANullTextForAnEmptyOne) {
+TEST(ItemProperty, ReadsANullTextAsEmpty) {
     const auto archive = intl::MakeCom<FakeArchive>();
     archive.Get()->Set(0, kpidPath, OfType(VT_BSTR));
     std::wstring text = L"before";
@@ -78,7 +78,7 @@ TEST(ItemProperty, TakesANullTextForAnEmptyOne) {
     EXPECT_EQ(L"", text);
 }
 
-TEST(ItemProperty, FreesWhatTheArchiveGave) {
+TEST(ItemProperty, FreesTheValueThatTheArchiveReturns) {
     const auto archive = intl::MakeCom<FakeArchive>();
     archive.Get()->Set(0, kpidPath, Text(L"text"));
     std::vector<VARTYPE> freed;

@@ -16,7 +16,8 @@ using namespace SevenZip;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The archive with its state open to view, and a count of how often its item list was read.
+// The archive with its protected members made public, and a count of how often its item list is
+// read.
 class OpenState : public SevenZip::SevenZipArchive {
 public:
     using SevenZipArchive::archivePath;
@@ -43,7 +44,7 @@ protected:
     OpenState archive;
 };
 
-TEST_F(SevenZipArchive, IsEmptyAndOf7zFormatAtFirst) {
+TEST_F(SevenZipArchive, StartsEmptyAndInThe7zFormat) {
     EXPECT_FALSE(archive.metadataRead);
     EXPECT_FALSE(archive.formatForced);
     EXPECT_EQ(L"", archive.archivePath);
@@ -54,7 +55,7 @@ TEST_F(SevenZipArchive, IsEmptyAndOf7zFormatAtFirst) {
     EXPECT_THAT(archive.itemSizes, IsEmpty());
 }
 
-TEST_F(SevenZipArchive, HasOneFixedOrder) {
+TEST_F(SevenZipArchive, LaysOutItsStateInAFixedOrder) {
     const std::vector<const void*> places{
         &archive.metadataRead,     &archive.formatForced, &archive.archivePath, &archive.format,
         &archive.compressionLevel, &archive.itemCount,    &archive.itemNames,   &archive.itemSizes};
@@ -62,7 +63,7 @@ TEST_F(SevenZipArchive, HasOneFixedOrder) {
     EXPECT_TRUE(std::ranges::is_sorted(places));
 }
 
-TEST_F(SevenZipArchive, TakesThePathAndNothingElse) {
+TEST_F(SevenZipArchive, SetsThePathAndNothingElse) {
     archive.metadataRead = true;
     archive.formatForced = true;
     archive.itemCount = 3;
@@ -75,7 +76,7 @@ TEST_F(SevenZipArchive, TakesThePathAndNothingElse) {
     EXPECT_EQ(3u, archive.itemCount);
 }
 
-TEST_F(SevenZipArchive, TakesItsOwnPathAgain) {
+TEST_F(SevenZipArchive, AcceptsAReferenceToItsOwnPath) {
     (void)archive.SetArchivePath(L"C:\\a path longer than a short string\\driver.7z");
 
     EXPECT_TRUE(archive.SetArchivePath(archive.archivePath));
@@ -83,7 +84,7 @@ TEST_F(SevenZipArchive, TakesItsOwnPathAgain) {
     EXPECT_EQ(L"C:\\a path longer than a short string\\driver.7z", archive.archivePath);
 }
 
-TEST_F(SevenZipArchive, ForcesAFormatAndForgetsThatItWasRead) {
+TEST_F(SevenZipArchive, MarksItselfAsUnreadWhenAFormatIsForced) {
     archive.metadataRead = true;
 
     archive.SetFormat(ArchiveFormat::kCab);
@@ -93,7 +94,7 @@ TEST_F(SevenZipArchive, ForcesAFormatAndForgetsThatItWasRead) {
     EXPECT_FALSE(archive.metadataRead);
 }
 
-TEST_F(SevenZipArchive, KeepsTheCompressionLevel) {
+TEST_F(SevenZipArchive, StoresTheCompressionLevel) {
     archive.SetCompressionLevel(9);
 
     EXPECT_EQ(9u, archive.GetCompressionLevel());
@@ -109,7 +110,7 @@ struct FileRow {
 
 class DetectFormat : public testing::TestWithParam<FileRow> {};
 
-TEST_P(DetectFormat, TellsTheFormatFromTheContent) {
+TEST_P(DetectFormat, GoesByTheContent) {
     OpenState archive;
     (void)archive.SetArchivePath(TestArchive(GetParam().file));
 
@@ -118,7 +119,7 @@ TEST_P(DetectFormat, TellsTheFormatFromTheContent) {
     EXPECT_EQ(GetParam().format, static_cast<unsigned>(archive.format));
 }
 
-TEST_P(DetectFormat, DoesNotLookAtTheName) {
+TEST_P(DetectFormat, IgnoresTheFileName) {
     const TemporaryFolder folder;
     OpenState archive;
     (void)archive.SetArchivePath(folder.Path(L"archive.txt"));
@@ -137,9 +138,9 @@ INSTANTIATE_TEST_SUITE_P(, DetectFormat,
                                          FileRow{"sample.lzma", 9}, FileRow{"sample.lzma86", 10},
                                          FileRow{"sample-x86.lzma86", 10}));
 
-class DetectFormatInVain : public testing::TestWithParam<const char*> {};
+class DetectFormatOfUnknownContent : public testing::TestWithParam<const char*> {};
 
-TEST_P(DetectFormatInVain, LeavesTheFormatUnknown) {
+TEST_P(DetectFormatOfUnknownContent, LeavesTheFormatUnknown) {
     OpenState archive;
     (void)archive.SetArchivePath(TestArchive(GetParam()));
 
@@ -148,12 +149,12 @@ TEST_P(DetectFormatInVain, LeavesTheFormatUnknown) {
     EXPECT_EQ(0u, static_cast<unsigned>(archive.format));
 }
 
-INSTANTIATE_TEST_SUITE_P(, DetectFormatInVain,
+INSTANTIATE_TEST_SUITE_P(, DetectFormatOfUnknownContent,
                          testing::Values("text.7z", "nothing.7z", "truncated.7z",
                                          "flipped-header.7z", "sample.xz", "behind-a-program.7z",
                                          "encrypted-names.7z"));
 
-TEST_F(SevenZipArchive, KeepsTheFormatWhenThereIsNoFileToDetectItFrom) {
+TEST_F(SevenZipArchive, KeepsTheFormatWhenTheFileToDetectItFromIsMissing) {
     Name("missing.7z");
     archive.format = ArchiveFormat::kCab;
 
@@ -162,7 +163,7 @@ TEST_F(SevenZipArchive, KeepsTheFormatWhenThereIsNoFileToDetectItFrom) {
     EXPECT_EQ(ArchiveFormat::kCab, archive.format);
 }
 
-TEST_F(SevenZipArchive, DetectsAlsoAForcedFormat) {
+TEST_F(SevenZipArchive, DetectsTheFormatEvenWhenOneIsForced) {
     Name("stored.cab");
     archive.SetFormat(ArchiveFormat::kZip);
 
@@ -172,7 +173,7 @@ TEST_F(SevenZipArchive, DetectsAlsoAForcedFormat) {
     EXPECT_FALSE(archive.formatForced);
 }
 
-// Watches every attempt to open a file as an archive, whichever handler makes it.
+// Observes every attempt to open a file as an archive, whichever handler makes it.
 class OpenAttempts {
 public:
     using Watch =
@@ -204,7 +205,7 @@ struct CandidateRow {
 
 class DetectionOrder : public testing::TestWithParam<CandidateRow> {};
 
-TEST_P(DetectionOrder, BeginsWithTheCurrentFormatAndTriesNoneTwice) {
+TEST_P(DetectionOrder, StartsWithTheCurrentFormatAndTriesNoneTwice) {
     OpenState archive;
     (void)archive.SetArchivePath(TestArchive("text.7z"));
     archive.format = static_cast<ArchiveFormat>(GetParam().current);
@@ -235,7 +236,7 @@ TEST_F(SevenZipArchive, StopsDetectingAtTheFirstFormatThatOpens) {
     EXPECT_THAT(tried, ElementsAre(1u, 10u, 9u, 8u));
 }
 
-TEST_F(SevenZipArchive, DetectsAlwaysFromTheVeryStartOfTheFile) {
+TEST_F(SevenZipArchive, DetectsOnlyAtTheStartOfTheFile) {
     Name("text.7z");
     int attemptsAtStart = 0;
     const OpenAttempts attempts([&](auto, IInStream* file, const UInt64* maximumStart, auto) {
@@ -249,7 +250,7 @@ TEST_F(SevenZipArchive, DetectsAlwaysFromTheVeryStartOfTheFile) {
     EXPECT_EQ(5, attemptsAtStart);
 }
 
-TEST_F(SevenZipArchive, DetectsWithOneCallbackForAllAttempts) {
+TEST_F(SevenZipArchive, UsesOneCallbackForAllAttemptsAtDetection) {
     Name("text.7z");
     std::vector<IArchiveOpenCallback*> callbacks;
     const OpenAttempts attempts(
@@ -262,7 +263,7 @@ TEST_F(SevenZipArchive, DetectsWithOneCallbackForAllAttempts) {
     EXPECT_EQ(std::vector(5, callbacks.front()), callbacks);
 }
 
-TEST_F(SevenZipArchive, LeavesTheFileAloneAfterDetection) {
+TEST_F(SevenZipArchive, ClosesTheFileAfterDetection) {
     Name("drivers.7z");
 
     EXPECT_TRUE(archive.DetectFormat());
@@ -270,9 +271,9 @@ TEST_F(SevenZipArchive, LeavesTheFileAloneAfterDetection) {
     EXPECT_TRUE(IsNotInUse(TestArchive("drivers.7z")));
 }
 
-// ---- the format that a caller is told
+// ---- GetFormat
 
-TEST_F(SevenZipArchive, TellsTheDetectedFormat) {
+TEST_F(SevenZipArchive, ReturnsTheDetectedFormat) {
     Name("deflate.zip");
 
     EXPECT_EQ(ArchiveFormat::kZip, archive.GetFormat());
@@ -280,7 +281,7 @@ TEST_F(SevenZipArchive, TellsTheDetectedFormat) {
     EXPECT_TRUE(archive.metadataRead);
 }
 
-TEST_F(SevenZipArchive, TellsAForcedFormatWithoutReading) {
+TEST_F(SevenZipArchive, ReturnsAForcedFormatWithoutReading) {
     Name("deflate.zip");
     archive.SetFormat(ArchiveFormat::kCab);
 
@@ -289,7 +290,7 @@ TEST_F(SevenZipArchive, TellsAForcedFormatWithoutReading) {
     EXPECT_EQ(0, archive.reads);
 }
 
-TEST_F(SevenZipArchive, ReadsOnceForTheFormat) {
+TEST_F(SevenZipArchive, ReadsTheFileOnceForTheFormat) {
     Name("deflate.zip");
 
     (void)archive.GetFormat();
@@ -298,7 +299,7 @@ TEST_F(SevenZipArchive, ReadsOnceForTheFormat) {
     EXPECT_EQ(1, archive.reads);
 }
 
-TEST_F(SevenZipArchive, ReadsAgainForTheFormatAfterAFailure) {
+TEST_F(SevenZipArchive, ReadsTheFileAgainForTheFormatAfterAFailure) {
     Name("text.7z");
 
     EXPECT_EQ(ArchiveFormat::kUnknown, archive.GetFormat());
@@ -322,7 +323,7 @@ TEST_F(SevenZipArchive, ListsTheItemsOfAnArchive) {
     EXPECT_TRUE(archive.metadataRead);
 }
 
-TEST_F(SevenZipArchive, ListsFoldersAndFilesInsideASolidArchive) {
+TEST_F(SevenZipArchive, ListsFoldersAndFilesOfASolidArchive) {
     Name("drivers.7z");
 
     const std::vector<std::wstring> names = archive.GetItemNames();
@@ -337,7 +338,7 @@ TEST_F(SevenZipArchive, ListsFoldersAndFilesInsideASolidArchive) {
     EXPECT_NE(names.end(), std::ranges::find(names, L"applekis\\x86"));
 }
 
-TEST_F(SevenZipArchive, ListsAnItemWithoutANameUnderAnEmptyOne) {
+TEST_F(SevenZipArchive, ListsAnUnnamedItemWithAnEmptyName) {
     Name("sample.lzma86");
 
     EXPECT_EQ(std::vector<std::wstring>{L""}, archive.GetItemNames());
@@ -354,7 +355,7 @@ TEST_F(SevenZipArchive, ListsNothingForAnEmptyArchive) {
     EXPECT_THAT(archive.itemSizes, IsEmpty());
 }
 
-TEST_F(SevenZipArchive, KeepsTheLower32BitsOfASize) {
+TEST_F(SevenZipArchive, ReturnsTheLower32BitsOfASize) {
     Name("without-folders.zip");
     const HandlerProperty sizes(ArchiveFormat::kZip, [](auto, auto, PROPID id, PROPVARIANT* value) {
         return id == kpidSize ? Number(VT_UI8, 0x7'0000'0009)(*value) : S_OK;
@@ -363,7 +364,7 @@ TEST_F(SevenZipArchive, KeepsTheLower32BitsOfASize) {
     EXPECT_THAT(archive.GetItemSizes(), ElementsAre(9u, 9u));
 }
 
-TEST_F(SevenZipArchive, ListsWhatAnExtractionWouldFind) {
+TEST_F(SevenZipArchive, ListsAnArchiveAfterAProgramWhenItsFormatIsForced) {
     Name("behind-a-program.7z");
     archive.SetFormat(ArchiveFormat::k7z);
 
@@ -403,7 +404,7 @@ TEST_F(SevenZipArchive, FailsToReadAMissingFile) {
     EXPECT_FALSE(archive.metadataRead);
 }
 
-TEST_F(SevenZipArchive, FailsToReadWhatCouldNotBeDetectedAlthough7zFindsAnArchiveInIt) {
+TEST_F(SevenZipArchive, FailsToReadAnArchiveAfterAProgramWhenItsFormatIsNotForced) {
     Name("behind-a-program.7z");
 
     EXPECT_FALSE(archive.ReadMetadata());
@@ -430,7 +431,7 @@ TEST_F(SevenZipArchive, FailsToReadWhenTheItemsCannotBeCounted) {
     EXPECT_FALSE(archive.ReadMetadata());
 }
 
-TEST_F(SevenZipArchive, ForgetsTheItemsOfTheLastArchiveWhenReadingFails) {
+TEST_F(SevenZipArchive, ClearsTheItemsOfThePreviousArchiveWhenReadingFails) {
     Name("without-folders.zip");
     ASSERT_TRUE(archive.ReadMetadata());
     Name("missing.7z");
@@ -442,7 +443,7 @@ TEST_F(SevenZipArchive, ForgetsTheItemsOfTheLastArchiveWhenReadingFails) {
     EXPECT_THAT(archive.itemSizes, IsEmpty());
 }
 
-TEST_F(SevenZipArchive, ReadsTheListOnceForAllThatAskForIt) {
+TEST_F(SevenZipArchive, ReadsTheListOnceForAllGetters) {
     Name("without-folders.zip");
 
     (void)archive.GetItemCount();
@@ -453,7 +454,7 @@ TEST_F(SevenZipArchive, ReadsTheListOnceForAllThatAskForIt) {
     EXPECT_EQ(1, archive.reads);
 }
 
-TEST_F(SevenZipArchive, ReadsTheListAgainAfterAFormatWasSet) {
+TEST_F(SevenZipArchive, ReadsTheListAgainAfterAFormatIsSet) {
     Name("without-folders.zip");
     (void)archive.GetItemCount();
 
@@ -463,7 +464,7 @@ TEST_F(SevenZipArchive, ReadsTheListAgainAfterAFormatWasSet) {
     EXPECT_EQ(2, archive.reads);
 }
 
-TEST_F(SevenZipArchive, GivesCopiesOfItsLists) {
+TEST_F(SevenZipArchive, ReturnsCopiesOfItsLists) {
     Name("without-folders.zip");
 
     archive.GetItemNames().clear();
@@ -473,7 +474,7 @@ TEST_F(SevenZipArchive, GivesCopiesOfItsLists) {
     EXPECT_EQ(2u, archive.GetItemSizes().size());
 }
 
-// An archive that gets its items from elsewhere.
+// An archive whose items come from the derived class.
 class OwnItems : public SevenZip::SevenZipArchive {
 public:
     bool ReadMetadata() override {
@@ -484,13 +485,13 @@ public:
     }
 };
 
-TEST(SevenZipArchiveThatIsDerivedFrom, AnswersFromTheDerivedClassesList) {
+TEST(DerivedSevenZipArchive, ReturnsTheListsOfTheDerivedClass) {
     EXPECT_EQ(2u, OwnItems().GetItemCount());
     EXPECT_EQ((std::vector<std::wstring>{L"a", L"b"}), OwnItems().GetItemNames());
     EXPECT_EQ((std::vector<std::uint32_t>{1, 2}), OwnItems().GetItemSizes());
 }
 
-TEST(SevenZipArchiveThatIsDerivedFrom, IsDeletedThroughItsBase) {
+TEST(DerivedSevenZipArchive, IsDeletedThroughItsBase) {
     bool gone = false;
     class Watched : public SevenZip::SevenZipArchive {
     public:
@@ -507,7 +508,7 @@ TEST(SevenZipArchiveThatIsDerivedFrom, IsDeletedThroughItsBase) {
     EXPECT_TRUE(gone);
 }
 
-TEST_F(SevenZipArchive, ClosesEveryHandlerBeforeItReleasesIt) {
+TEST_F(SevenZipArchive, ClosesEveryHandlerBeforeReleasingIt) {
     Name("drivers.7z");
     std::vector<std::string> events;
     const HandlerClose close(ArchiveFormat::k7z, [&](IInArchive* handler) {

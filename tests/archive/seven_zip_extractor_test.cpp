@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "archive/fake_archive.h"
@@ -25,10 +26,8 @@ namespace {
 
 using namespace SevenZip;
 using testing::_;
-using testing::AnyNumber;
 using testing::AtLeast;
 using testing::ElementsAre;
-using testing::Invoke;
 using testing::NiceMock;
 using testing::Return;
 using testing::SizeIs;
@@ -36,7 +35,7 @@ using testing::StrictMock;
 
 using Tree = std::map<std::wstring, std::string>;
 
-// The extractor with its state open to view.
+// The extractor with its protected members made public.
 class OpenState : public SevenZip::SevenZipExtractor {
 public:
     using SevenZipExtractor::archivePath;
@@ -64,19 +63,19 @@ std::int32_t Result(unsigned long number) {
     return static_cast<std::int32_t>(number);
 }
 
-TEST_F(SevenZipExtractor, ReplacesExistingFilesUnlessToldOtherwise) {
+TEST_F(SevenZipExtractor, ReplacesExistingFilesByDefault) {
     EXPECT_EQ(1u, static_cast<unsigned>(extractor.overwriteMode));
     EXPECT_EQ(L"", extractor.lastMessage);
 }
 
-TEST_F(SevenZipExtractor, KeepsItsOwnStateBehindThatOfTheArchive) {
+TEST_F(SevenZipExtractor, LaysOutItsOwnStateAfterThatOfTheArchive) {
     const std::vector<const void*> places{&extractor.itemSizes, &extractor.overwriteMode,
                                           &extractor.lastMessage};
 
     EXPECT_TRUE(std::ranges::is_sorted(places));
 }
 
-// ---- what comes out
+// ---- extracted files
 
 class SevenZipExtractorOn : public SevenZipExtractor,
                             public testing::WithParamInterface<const char*> {};
@@ -130,7 +129,7 @@ TEST_F(SevenZipExtractor, WritesFilesIntoFoldersThatTheArchiveDoesNotName) {
               Extracted());
 }
 
-TEST_F(SevenZipExtractor, MakesEmptyFolders) {
+TEST_F(SevenZipExtractor, CreatesEmptyFolders) {
     EXPECT_EQ(0, Extract("folders.7z"));
 
     EXPECT_EQ((Tree{{L"applekis", "(a folder)"},
@@ -146,7 +145,7 @@ TEST_F(SevenZipExtractor, ExtractsNothingFromAnEmptyArchive) {
     EXPECT_EQ(Tree{}, Extracted());
 }
 
-TEST_F(SevenZipExtractor, MakesTheDestination) {
+TEST_F(SevenZipExtractor, CreatesTheDestination) {
     (void)extractor.SetArchivePath(TestArchive("drivers.7z"));
 
     EXPECT_EQ(0, extractor.ExtractTo(destination.Path(L"new\\folder"), nullptr));
@@ -154,7 +153,7 @@ TEST_F(SevenZipExtractor, MakesTheDestination) {
     EXPECT_EQ(TreeContent(TestArchive("tree")), TreeContent(destination.Path(L"new\\folder")));
 }
 
-TEST_F(SevenZipExtractor, OpensAnArchiveOfAnyName) {
+TEST_F(SevenZipExtractor, OpensAnArchiveWithAnyName) {
     const TemporaryFolder folder;
     ::CopyFileW(TestArchive("drivers.7z").c_str(), folder.Path(L"drivers.txt").c_str(), TRUE);
     (void)extractor.SetArchivePath(folder.Path(L"drivers.txt"));
@@ -164,7 +163,7 @@ TEST_F(SevenZipExtractor, OpensAnArchiveOfAnyName) {
     EXPECT_EQ(TreeContent(TestArchive("tree")), Extracted());
 }
 
-TEST_F(SevenZipExtractor, GivesFilesTheirTimes) {
+TEST_F(SevenZipExtractor, SetsTheTimesOfFiles) {
     EXPECT_EQ(0, Extract("drivers.7z"));
 
     WIN32_FILE_ATTRIBUTE_DATA data{};
@@ -174,7 +173,7 @@ TEST_F(SevenZipExtractor, GivesFilesTheirTimes) {
     EXPECT_EQ(0, ::CompareFileTime(&newYear2010, &data.ftLastWriteTime));
 }
 
-TEST_F(SevenZipExtractor, GivesFilesTheirAttributes) {
+TEST_F(SevenZipExtractor, SetsTheAttributesOfFiles) {
     EXPECT_EQ(0, Extract("drivers.7z"));
 
     const auto readOnly = [&](const wchar_t* name) {
@@ -195,7 +194,7 @@ TEST_F(SevenZipExtractor, ExtractsOverAnOlderTree) {
     EXPECT_EQ(TreeContent(TestArchive("tree")), Extracted());
 }
 
-TEST_F(SevenZipExtractor, FindsTheFormatAlsoWhenAnotherWasForced) {
+TEST_F(SevenZipExtractor, DetectsTheFormatEvenWhenAnotherIsForced) {
     extractor.SetFormat(ArchiveFormat::kCab);
 
     EXPECT_EQ(0, Extract("drivers.7z"));
@@ -204,7 +203,7 @@ TEST_F(SevenZipExtractor, FindsTheFormatAlsoWhenAnotherWasForced) {
     EXPECT_FALSE(extractor.formatForced);
 }
 
-TEST(SevenZipExtractorThatIsDerivedFrom, LetsTheDerivedClassDetectTheFormat) {
+TEST(DerivedSevenZipExtractor, LetsTheDerivedClassDetectTheFormat) {
     class Wrong : public SevenZip::SevenZipExtractor {
     public:
         bool DetectFormat() override {
@@ -219,7 +218,7 @@ TEST(SevenZipExtractorThatIsDerivedFrom, LetsTheDerivedClassDetectTheFormat) {
     EXPECT_EQ(1, extractor.ExtractTo(destination.Path(), nullptr));
 }
 
-TEST(SevenZipExtractorThatIsDerivedFrom, IgnoresTheResultOfTheDetection) {
+TEST(DerivedSevenZipExtractor, IgnoresTheResultOfTheDetection) {
     class Modest : public SevenZip::SevenZipExtractor {
     public:
         bool DetectFormat() override {
@@ -236,7 +235,7 @@ TEST(SevenZipExtractorThatIsDerivedFrom, IgnoresTheResultOfTheDetection) {
     EXPECT_EQ("plain", FileContent(destination.Path(L"plain.txt")));
 }
 
-TEST_F(SevenZipExtractor, ExtractsEverythingAtOnceFromWhereverTheArchiveBegins) {
+TEST_F(SevenZipExtractor, ExtractsAllItemsInOneCallWhereverTheArchiveBegins) {
     std::vector<bool> startGiven;
     const HandlerOpen open(ArchiveFormat::k7z,
                            [&](auto handler, auto file, const UInt64* start, auto callback) {
@@ -268,7 +267,7 @@ TEST_F(SevenZipExtractor, Returns110AndWritesNothingWhenTheArchiveIsMissing) {
 class SevenZipExtractorOnNoArchive : public SevenZipExtractor,
                                      public testing::WithParamInterface<const char*> {};
 
-TEST_P(SevenZipExtractorOnNoArchive, ReturnsWhatThe7zHandlerSays) {
+TEST_P(SevenZipExtractorOnNoArchive, ReturnsTheResultOfThe7zHandler) {
     EXPECT_EQ(1, Extract(GetParam()));
 
     EXPECT_EQ(Tree{}, Extracted());
@@ -287,7 +286,7 @@ TEST_F(SevenZipExtractor, RefusesAnArchiveWithEncryptedNames) {
 class SevenZipExtractorOnEncrypted : public SevenZipExtractor,
                                      public testing::WithParamInterface<const char*> {};
 
-TEST_P(SevenZipExtractorOnEncrypted, EndsAtTheFirstFileThatNeedsAPassword) {
+TEST_P(SevenZipExtractorOnEncrypted, StopsAtTheFirstFileThatNeedsAPassword) {
     EXPECT_EQ(Result(0x80004004), Extract(GetParam()));
 
     EXPECT_FALSE(Extracted().contains(L"usb\\x64\\usbaapl64.sys"));
@@ -306,7 +305,7 @@ TEST_F(SevenZipExtractor, ReturnsAnErrorWhenThereIsNoHandler) {
 
 // ---- items that cannot be unpacked
 
-TEST_F(SevenZipExtractor, LeavesOutFilesOfAnUnknownMethodWithoutAnError) {
+TEST_F(SevenZipExtractor, SkipsFilesOfAnUnknownMethodWithoutAnError) {
     Tree expected = TreeContent(TestArchive("tree"));
     std::erase_if(expected, [](const auto& entry) {
         return entry.second != "(a folder)" && !entry.second.empty();
@@ -324,7 +323,7 @@ TEST_F(SevenZipExtractor, WritesAFileWithAWrongChecksumWithoutAnError) {
     EXPECT_EQ(16u, Extracted().size());
 }
 
-TEST_F(SevenZipExtractor, WritesADamagedFileAsFarAsItGoesWithoutAnError) {
+TEST_F(SevenZipExtractor, WritesTheReadablePartOfADamagedFileWithoutAnError) {
     EXPECT_EQ(0, Extract("flipped-data.7z"));
 
     const Tree whole = TreeContent(TestArchive("tree"));
@@ -356,13 +355,13 @@ TEST_F(SevenZipExtractor, ReturnsThePlainCode80InAnUnknownMode) {
     EXPECT_EQ("old", FileContent(destination.Path(L"usb\\x64\\usbaapl64.inf")));
 }
 
-TEST_F(SevenZipExtractor, ReturnsThePlainCode1631WhenAFolderCannotBeMade) {
+TEST_F(SevenZipExtractor, ReturnsThePlainCode1631WhenAFolderCannotBeCreated) {
     WriteFileContent(destination.Path(L"usb"), "a file");
 
     EXPECT_EQ(0x65F, Extract("drivers.7z"));
 }
 
-TEST_F(SevenZipExtractor, ReturnsWhyAFileCouldNotBeDeleted) {
+TEST_F(SevenZipExtractor, ReturnsTheErrorOfAFailedDelete) {
     WriteFileContent(destination.Path(L"usb\\x64\\usbaapl64.sys"), "old");
     const FakeApi<"SHFileOperationW", decltype(::SHFileOperationW)> fake([](auto) { return 5; });
 
@@ -412,7 +411,7 @@ TEST_F(SevenZipExtractor, ReportsEachFileAndFinallyTheArchive) {
     EXPECT_EQ(0, Extract("without-folders.zip", &progress));
 }
 
-TEST_F(SevenZipExtractor, ReportsHowFarItIs) {
+TEST_F(SevenZipExtractor, ReportsItsProgress) {
     NiceMock<MockProgress> progress;
     std::uint64_t unpacked = 0;
     EXPECT_CALL(progress, OnRatio(_, _))
@@ -432,7 +431,7 @@ TEST_F(SevenZipExtractor, ReportsTheDestinationForEachFolder) {
     EXPECT_EQ(0, Extract("folders.7z", &progress));
 }
 
-TEST_F(SevenZipExtractor, ExtractsWithoutTheListWhenTheCountIsEnough) {
+TEST_F(SevenZipExtractor, ExtractsWithoutTheListWhenOnlyTheCountIsWanted) {
     NiceMock<MockProgress> progress;
     EXPECT_CALL(progress, OnItemCount(16)).WillOnce(Return(false));
     EXPECT_CALL(progress, OnItemList(_, _)).Times(0);
@@ -452,7 +451,7 @@ TEST_F(SevenZipExtractor, SucceedsWithoutExtractingWhenTheListIsRefused) {
     EXPECT_EQ(Tree{}, Extracted());
 }
 
-TEST_F(SevenZipExtractor, LeavesOutWhatIsNotWanted) {
+TEST_F(SevenZipExtractor, SkipsItemsThatTheProgressObjectRefuses) {
     NiceMock<MockProgress> progress;
     EXPECT_CALL(progress, ShouldExtract(_, _, _))
         .WillRepeatedly([](auto, const std::wstring& path, auto) { return path == L"path.txt"; });
@@ -462,7 +461,7 @@ TEST_F(SevenZipExtractor, LeavesOutWhatIsNotWanted) {
     EXPECT_EQ((Tree{{L"path.txt", "win10 win8 64\r\n"}}), Extracted());
 }
 
-TEST_F(SevenZipExtractor, ReportsTheArchiveAlsoWhenItFails) {
+TEST_F(SevenZipExtractor, ReportsTheArchiveEvenWhenItFails) {
     NiceMock<MockProgress> progress;
     EXPECT_CALL(progress, OnFileWritten(_, _)).WillOnce(Return(false));
     EXPECT_CALL(progress, OnArchiveDone(TestArchive("without-folders.zip")));
@@ -470,7 +469,7 @@ TEST_F(SevenZipExtractor, ReportsTheArchiveAlsoWhenItFails) {
     EXPECT_EQ(Result(0x80004005), Extract("without-folders.zip", &progress));
 }
 
-TEST_F(SevenZipExtractor, Gives64BitSizes) {
+TEST_F(SevenZipExtractor, Reports64BitSizes) {
     NiceMock<MockProgress> progress;
     const HandlerProperty sizes(ArchiveFormat::kZip, [](auto, auto, PROPID id, PROPVARIANT* value) {
         return id == kpidSize ? Number(VT_UI8, 0x7'0000'0009)(*value) : S_OK;
@@ -491,16 +490,16 @@ TEST_F(SevenZipExtractor, FailsWhenTheListCannotBeRead) {
     EXPECT_EQ(Tree{}, Extracted());
 }
 
-TEST_F(SevenZipExtractor, ReturnsWhyTheItemsCannotBeCounted) {
+TEST_F(SevenZipExtractor, ReturnsTheErrorWhenTheItemsCannotBeCounted) {
     StrictMock<MockProgress> progress;
     const HandlerItemCount failing(ArchiveFormat::k7z, [](auto...) { return STG_E_READFAULT; });
 
     EXPECT_EQ(STG_E_READFAULT, Extract("drivers.7z", &progress));
 }
 
-// ---- what is left behind
+// ---- handlers and handles
 
-// The ends of 7z handlers, in order.
+// Records when 7z handlers are closed and deleted.
 class HandlerEnds {
 public:
     std::vector<std::string> events;
@@ -517,7 +516,7 @@ private:
                             }};
 };
 
-TEST_F(SevenZipExtractor, ClosesTheHandlersOfDetectionAndExtractionBeforeItReleasesThem) {
+TEST_F(SevenZipExtractor, ClosesTheHandlersOfDetectionAndExtractionBeforeReleasingThem) {
     HandlerEnds ends;
 
     EXPECT_EQ(0, Extract("drivers.7z"));
@@ -603,11 +602,11 @@ protected:
     }
 };
 
-TEST_P(SevenZipExtractorWithAnUnreadableProperty, LetsTheExceptionOutOfTheExtraction) {
+TEST_P(SevenZipExtractorWithAnUnreadableProperty, ThrowsTheErrorOfTheRead) {
     EXPECT_EQ(STG_E_READFAULT, Thrown(destination));
 }
 
-TEST_P(SevenZipExtractorWithAnUnreadableProperty, HasReleasedEverythingByThen) {
+TEST_P(SevenZipExtractorWithAnUnreadableProperty, ReleasesEverythingBeforeItThrows) {
     const TemporaryFolder warmUp;
     ASSERT_EQ(STG_E_READFAULT, Thrown(warmUp));
     const DWORD before = OpenHandles();
@@ -623,7 +622,7 @@ TEST_P(SevenZipExtractorWithAnUnreadableProperty, HasReleasedEverythingByThen) {
 
 INSTANTIATE_TEST_SUITE_P(
     , SevenZipExtractorWithAnUnreadableProperty,
-    testing::Values(FailingItem{"FolderAtTheFront", "drivers.7z", ArchiveFormat::k7z, 0, 3},
+    testing::Values(FailingItem{"FirstFolder", "drivers.7z", ArchiveFormat::k7z, 0, 3},
                     FailingItem{"EmptyFile", "drivers.7z", ArchiveFormat::k7z, 8, 9},
                     FailingItem{"FirstFileOfTheBlock", "drivers.7z", ArchiveFormat::k7z, 9, 6},
                     FailingItem{"FileInsideTheBlock", "drivers.7z", ArchiveFormat::k7z, 12, 12},
@@ -637,7 +636,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FailingItem{"LzmaX86", "sample-x86.lzma86", ArchiveFormat::kLzma86, 0, 9}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(SevenZipExtractor, ClosesTheHandlerBeforeAnExceptionLeaves) {
+TEST_F(SevenZipExtractor, ClosesTheHandlerBeforeItThrows) {
     NiceMock<MockProgress> progress;
     ON_CALL(progress, ShouldExtract(_, std::wstring(L"usb\\x64\\usbaapl64.sys"), _))
         .WillByDefault([](auto...) -> bool { throw std::runtime_error("not this one"); });
@@ -648,7 +647,7 @@ TEST_F(SevenZipExtractor, ClosesTheHandlerBeforeAnExceptionLeaves) {
     EXPECT_THAT(ends.events, ElementsAre("Close", "gone", "Close", "gone"));
 }
 
-TEST_F(SevenZipExtractor, LetsOutThatItHasNoMemoryForAnItemsPath) {
+TEST_F(SevenZipExtractor, ThrowsWhenThereIsNoMemoryForAnItemPath) {
     (void)extractor.SetArchivePath(TestArchive("drivers.7z"));
     const std::wstring path = destination.Path();
     const Property longPath = Text(std::wstring(0x80'0000, L'x'));
@@ -676,7 +675,7 @@ struct Thrower {
 class SevenZipExtractorWithAThrowingProgress : public SevenZipExtractor,
                                                public testing::WithParamInterface<Thrower> {};
 
-TEST_P(SevenZipExtractorWithAThrowingProgress, LetsTheExceptionOutAndLeavesNothingOpen) {
+TEST_P(SevenZipExtractorWithAThrowingProgress, PassesOnTheExceptionAndLeavesNothingOpen) {
     NiceMock<MockProgress> progress;
     GetParam().arrange(progress);
     extractor.overwriteMode = OverwriteMode::kRollBack;
@@ -689,7 +688,7 @@ TEST_P(SevenZipExtractorWithAThrowingProgress, LetsTheExceptionOutAndLeavesNothi
 }
 
 constexpr auto kThrow = [](auto&&...) -> bool { throw std::runtime_error("enough"); };
-constexpr auto kThrowQuietly = [](auto&&...) -> void { throw std::runtime_error("enough"); };
+constexpr auto kThrowWithoutResult = [](auto&&...) -> void { throw std::runtime_error("enough"); };
 
 INSTANTIATE_TEST_SUITE_P(
     , SevenZipExtractorWithAThrowingProgress,
@@ -698,12 +697,14 @@ INSTANTIATE_TEST_SUITE_P(
                 [](auto& progress) { ON_CALL(progress, OnItemCount(_)).WillByDefault(kThrow); }},
         Thrower{"OnItemList",
                 [](auto& progress) { ON_CALL(progress, OnItemList(_, _)).WillByDefault(kThrow); }},
-        Thrower{
-            "OnTotal",
-            [](auto& progress) { ON_CALL(progress, OnTotal(_, _)).WillByDefault(kThrowQuietly); }},
-        Thrower{
-            "OnRatio",
-            [](auto& progress) { ON_CALL(progress, OnRatio(_, _)).WillByDefault(kThrowQuietly); }},
+        Thrower{"OnTotal",
+                [](auto& progress) {
+                    ON_CALL(progress, OnTotal(_, _)).WillByDefault(kThrowWithoutResult);
+                }},
+        Thrower{"OnRatio",
+                [](auto& progress) {
+                    ON_CALL(progress, OnRatio(_, _)).WillByDefault(kThrowWithoutResult);
+                }},
         Thrower{"ShouldExtract",
                 [](auto& progress) {
                     ON_CALL(progress, ShouldExtract(_, _, _)).WillByDefault(kThrow);
@@ -713,25 +714,26 @@ INSTANTIATE_TEST_SUITE_P(
             [](auto& progress) { ON_CALL(progress, OnFileWritten(_, _)).WillByDefault(kThrow); }},
         Thrower{"OnFileDone",
                 [](auto& progress) {
-                    ON_CALL(progress, OnFileDone(_, _)).WillByDefault(kThrowQuietly);
+                    ON_CALL(progress, OnFileDone(_, _)).WillByDefault(kThrowWithoutResult);
                 }},
         Thrower{"OnArchiveDone",
                 [](auto& progress) {
-                    ON_CALL(progress, OnArchiveDone(_)).WillByDefault(kThrowQuietly);
+                    ON_CALL(progress, OnArchiveDone(_)).WillByDefault(kThrowWithoutResult);
                 }},
-        Thrower{
-            "OnRollback",
-            [](auto& progress) { ON_CALL(progress, OnRollback(_)).WillByDefault(kThrowQuietly); }}),
+        Thrower{"OnRollback",
+                [](auto& progress) {
+                    ON_CALL(progress, OnRollback(_)).WillByDefault(kThrowWithoutResult);
+                }}),
     [](const auto& row) { return row.param.name; });
 
 // ---- message texts
 
 // Records how system messages are looked up.
-class MessageLookUps {
+class MessageLookups {
 public:
-    explicit MessageLookUps(std::function<DWORD(wchar_t** buffer)> answer)
-        : format_([this, answer](DWORD how, auto source, DWORD code, DWORD in, wchar_t* buffer,
-                                 DWORD, auto) {
+    explicit MessageLookups(std::function<DWORD(wchar_t** buffer)> answer)
+        : format_([this, answer = std::move(answer)](DWORD how, auto source, DWORD code, DWORD in,
+                                                     wchar_t* buffer, DWORD, auto) {
               codes.push_back(code);
               flags = how;
               language = in;
@@ -760,44 +762,44 @@ wchar_t* SystemText(const wchar_t* text) {
 }
 
 TEST_F(SevenZipExtractor, LooksUpTheTextOfTheMissingArchive) {
-    const MessageLookUps lookUps([](auto) { return 1; });
+    const MessageLookups lookups([](auto) { return 1; });
 
     EXPECT_EQ(110, Extract("missing.7z"));
 
-    EXPECT_THAT(lookUps.codes, ElementsAre(110u));
-    EXPECT_EQ(0x1300u, lookUps.flags);
-    EXPECT_EQ(0u, lookUps.language);
+    EXPECT_THAT(lookups.codes, ElementsAre(110u));
+    EXPECT_EQ(0x1300u, lookups.flags);
+    EXPECT_EQ(0u, lookups.language);
 }
 
 TEST_F(SevenZipExtractor, LooksUpTheTextOfAFailedOpen) {
-    const MessageLookUps lookUps([](auto) { return 1; });
+    const MessageLookups lookups([](auto) { return 1; });
 
     EXPECT_EQ(1, Extract("text.7z"));
 
-    EXPECT_THAT(lookUps.codes, ElementsAre(1u));
+    EXPECT_THAT(lookups.codes, ElementsAre(1u));
 }
 
 TEST_F(SevenZipExtractor, LooksUpTheTextOfAFailedExtraction) {
     WriteFileContent(destination.Path(L"usb"), "a file");
-    const MessageLookUps lookUps([](auto) { return 1; });
+    const MessageLookups lookups([](auto) { return 1; });
 
     EXPECT_EQ(0x65F, Extract("drivers.7z"));
 
-    EXPECT_THAT(lookUps.codes, ElementsAre(0x65Fu));
+    EXPECT_THAT(lookups.codes, ElementsAre(0x65Fu));
 }
 
 TEST_F(SevenZipExtractor, LooksUpNoTextWhenItSucceeds) {
-    const MessageLookUps lookUps([](auto) { return 1; });
+    const MessageLookups lookups([](auto) { return 1; });
 
     EXPECT_EQ(0, Extract("drivers.7z"));
 
-    EXPECT_THAT(lookUps.codes, testing::IsEmpty());
+    EXPECT_THAT(lookups.codes, testing::IsEmpty());
 }
 
 TEST_F(SevenZipExtractor, NeitherKeepsNorFreesATextThatWasFound) {
     wchar_t* const text = SystemText(L"cannot be opened");
     {
-        const MessageLookUps lookUps([&](wchar_t** buffer) {
+        const MessageLookups lookups([&](wchar_t** buffer) {
             *buffer = text;
             return 16;
         });
@@ -805,14 +807,14 @@ TEST_F(SevenZipExtractor, NeitherKeepsNorFreesATextThatWasFound) {
         EXPECT_EQ(110, Extract("missing.7z"));
 
         EXPECT_EQ(L"", extractor.lastMessage);
-        EXPECT_THAT(lookUps.freed, testing::Not(testing::Contains(text)));
+        EXPECT_THAT(lookups.freed, testing::Not(testing::Contains(text)));
     }
     ::LocalFree(text);
 }
 
-TEST_F(SevenZipExtractor, KeepsAndFreesWhatAFailedLookUpLeavesInTheBuffer) {
+TEST_F(SevenZipExtractor, KeepsAndFreesWhatAFailedLookupLeavesInTheBuffer) {
     wchar_t* const text = SystemText(L"left in the buffer");
-    const MessageLookUps lookUps([&](wchar_t** buffer) {
+    const MessageLookups lookups([&](wchar_t** buffer) {
         *buffer = text;
         return 0;
     });
@@ -820,11 +822,11 @@ TEST_F(SevenZipExtractor, KeepsAndFreesWhatAFailedLookUpLeavesInTheBuffer) {
     EXPECT_EQ(110, Extract("missing.7z"));
 
     EXPECT_EQ(L"left in the buffer", extractor.lastMessage);
-    EXPECT_THAT(lookUps.freed, testing::Contains(text));
+    EXPECT_THAT(lookups.freed, testing::Contains(text));
 }
 
-TEST_F(SevenZipExtractor, KeepsNothingWhenAFailedLookUpLeavesNothing) {
-    const MessageLookUps lookUps([](wchar_t** buffer) {
+TEST_F(SevenZipExtractor, KeepsNothingWhenAFailedLookupLeavesNothing) {
+    const MessageLookups lookups([](wchar_t** buffer) {
         EXPECT_EQ(nullptr, *buffer);
         return 0;
     });

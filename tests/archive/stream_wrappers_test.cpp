@@ -21,7 +21,7 @@ protected:
         intl::MakeCom<intl::InStreamWrapper>(*stream.Get());
 };
 
-TEST_F(InStreamWrapper, HoldsTheStreamUntilItGoes) {
+TEST_F(InStreamWrapper, HoldsTheStreamUntilItIsDestroyed) {
     stream.Reset();
     EXPECT_FALSE(gone);
 
@@ -41,7 +41,7 @@ TEST_F(InStreamWrapper, ReadsFromTheStream) {
     EXPECT_EQ(10u, processed);
 }
 
-TEST_F(InStreamWrapper, TakesTheEndOfTheFileForASmallerRead) {
+TEST_F(InStreamWrapper, TreatsTheEndOfTheFileAsAShortRead) {
     std::array<char, 10> buffer{};
     UInt32 processed = 0;
     stream.Get()->result = S_FALSE;
@@ -63,7 +63,7 @@ TEST_F(InStreamWrapper, PassesOnAFailedReadWithWhatWasRead) {
     EXPECT_EQ(2u, processed);
 }
 
-TEST_F(InStreamWrapper, CountsNothingForAReadThatDoesNotCount) {
+TEST_F(InStreamWrapper, ReportsZeroBytesForAReadThatSetsNoCount) {
     std::array<char, 10> buffer{};
     UInt32 processed = 7;
     stream.Get()->result = E_POINTER;
@@ -74,7 +74,7 @@ TEST_F(InStreamWrapper, CountsNothingForAReadThatDoesNotCount) {
     EXPECT_EQ(0u, processed);
 }
 
-TEST_F(InStreamWrapper, ReadsWithoutAPlaceForTheCount) {
+TEST_F(InStreamWrapper, ReadsWithoutAPointerToTheCount) {
     std::array<char, 10> buffer{};
 
     EXPECT_EQ(S_OK, wrapper.Get()->Read(buffer.data(), 10, nullptr));
@@ -91,7 +91,7 @@ TEST_F(InStreamWrapper, SeeksInTheStream) {
     EXPECT_EQ(0x1'2345'6789u, position);
 }
 
-TEST_F(InStreamWrapper, SeeksWithoutAPlaceForThePosition) {
+TEST_F(InStreamWrapper, SeeksWithoutAPointerToThePosition) {
     EXPECT_EQ(S_OK, wrapper.Get()->Seek(5, STREAM_SEEK_CUR, nullptr));
 
     EXPECT_EQ(5, stream.Get()->offset);
@@ -104,7 +104,7 @@ TEST_F(InStreamWrapper, PassesOnAFailedSeek) {
     EXPECT_EQ(STG_E_INVALIDFUNCTION, wrapper.Get()->Seek(-1, STREAM_SEEK_SET, nullptr));
 }
 
-TEST_F(InStreamWrapper, TellsTheSizeThatTheStreamHasWithoutAskingForItsName) {
+TEST_F(InStreamWrapper, ReturnsTheSizeOfTheStreamWithoutAskingForItsName) {
     UInt64 size = 0;
     stream.Get()->number = 0x1'0000'0005;
 
@@ -131,7 +131,7 @@ protected:
         intl::MakeCom<intl::OutStreamWrapper>(*stream.Get());
 };
 
-TEST_F(OutStreamWrapper, HoldsTheStreamUntilItGoes) {
+TEST_F(OutStreamWrapper, HoldsTheStreamUntilItIsDestroyed) {
     stream.Reset();
     EXPECT_FALSE(gone);
 
@@ -162,7 +162,7 @@ TEST_F(OutStreamWrapper, PassesOnAFailedWriteWithWhatWasWritten) {
     EXPECT_EQ(4u, processed);
 }
 
-TEST_F(OutStreamWrapper, CountsNothingForAWriteThatDoesNotCount) {
+TEST_F(OutStreamWrapper, ReportsZeroBytesForAWriteThatSetsNoCount) {
     const std::array<char, 10> buffer{};
     UInt32 processed = 7;
     stream.Get()->result = E_POINTER;
@@ -173,7 +173,7 @@ TEST_F(OutStreamWrapper, CountsNothingForAWriteThatDoesNotCount) {
     EXPECT_EQ(0u, processed);
 }
 
-TEST_F(OutStreamWrapper, WritesWithoutAPlaceForTheCount) {
+TEST_F(OutStreamWrapper, WritesWithoutAPointerToTheCount) {
     const std::array<char, 10> buffer{};
 
     EXPECT_EQ(S_OK, wrapper.Get()->Write(buffer.data(), 10, nullptr));
@@ -202,7 +202,7 @@ TEST_F(OutStreamWrapper, PassesOnAFailureToSetTheSize) {
     EXPECT_EQ(STG_E_MEDIUMFULL, wrapper.Get()->SetSize(1));
 }
 
-TEST(StreamWrappers, ReadBackFromAFileWhatWasWrittenToIt) {
+TEST(StreamWrappers, ReadBackWhatTheyWroteToAFile) {
     const TemporaryFolder folder;
     const std::wstring path = folder.Path(L"file.bin");
     auto out = intl::MakeCom<intl::OutStreamWrapper>(*intl::CreateFileForWrite(path).Get());
@@ -226,7 +226,7 @@ TEST(StreamWrappers, ReadBackFromAFileWhatWasWrittenToIt) {
     EXPECT_EQ(0u, processed);
 }
 
-TEST(StreamWrappers, RefuseToSeekInFrontOfTheFile) {
+TEST(StreamWrappers, RefuseToSeekBeforeTheStartOfTheFile) {
     const TemporaryFolder folder;
     WriteFileContent(folder.Path(L"file.bin"), "0123456789");
     const auto in = intl::MakeCom<intl::InStreamWrapper>(

@@ -7,7 +7,7 @@
 
 #include "support/wine.h"
 
-// Where make_archives.py put a file, as this program sees it.
+// The Windows path of a file that make_archives.py made.
 [[nodiscard]] inline std::wstring TestArchive(const std::string& name) {
     const std::string path = std::string(MENDLOFT_TEST_ARCHIVES "/") + name;
     std::wstring result(path.begin(), path.end());
@@ -16,7 +16,7 @@
     return result;
 }
 
-// Whether nobody has the file open.
+// Whether the file can be opened for exclusive use, so that nothing else has it open.
 [[nodiscard]] inline bool IsNotInUse(const std::wstring& path) {
     const HANDLE file = ::CreateFileW(path.c_str(), GENERIC_READ, /*dwShareMode=*/0, nullptr,
                                       OPEN_EXISTING, 0, nullptr);
