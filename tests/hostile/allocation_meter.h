@@ -10,16 +10,17 @@
 
 #include "support/import_patch.h"
 
-// Counts the bytes that this program, 7-Zip included, has allocated and not given back, whether it
-// has touched them or not. What the system allocates for it (streams, strings) is not counted.
-// There may be one meter at a time.
+// Counts the bytes that this program, 7-Zip included, has allocated and not freed, whether it has
+// touched them or not. What Windows allocates for it (streams, strings) is not counted. Only one
+// meter may exist at a time.
 class AllocationMeter {
 public:
     AllocationMeter() : peak_((current_ = this, 0)) {}
     AllocationMeter(const AllocationMeter&) = delete;
     AllocationMeter& operator=(const AllocationMeter&) = delete;
 
-    // In bytes, since the meter was made; the last two since the last ForgetPeaks.
+    // In bytes, since the meter was constructed; Peak and LargestRefused since the last
+    // ForgetPeaks.
     [[nodiscard]] long long Live() const { return live_; }
     [[nodiscard]] long long Peak() const { return peak_; }
     [[nodiscard]] long long LargestRefused() const { return refused_; }
@@ -89,7 +90,7 @@ private:
         ImportPatch patch_;
     };
 
-    // Set before the patches, which are in use as soon as they are made.
+    // Set before the patches are constructed, because they take effect at once.
     static inline AllocationMeter* current_ = nullptr;
 
     std::atomic<long long> live_ = 0;

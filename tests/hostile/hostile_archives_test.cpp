@@ -1,5 +1,5 @@
-// Archives that are correct and mean harm. The extraction uses the paths of items as they are, so
-// that these tests tell what an archive can do that nobody has looked over.
+// Well-formed archives with hostile items. The extraction uses the paths of items as they are, so
+// these tests show what an archive from an untrusted source can do.
 
 #include "archive/seven_zip_extractor.h"
 
@@ -46,23 +46,23 @@ std::int32_t Failure(unsigned long error) {
     return HRESULT_FROM_WIN32(error);
 }
 
-// ---- paths that lead elsewhere
+// ---- paths that lead out of the destination
 
-TEST_F(HostileArchive, WritesAFileOutsideOfTheDestinationWhenItsPathSaysSo) {
+TEST_F(HostileArchive, WritesAFileOutsideTheDestinationWhenItsPathLeadsThere) {
     EXPECT_EQ(0, Extract({{L"../stranger.txt", "here"}, {L"next.txt", "next"}}));
 
     EXPECT_EQ((FileTree{{L"out", kFolder}, {L"out\\next.txt", "next"}, {L"stranger.txt", "here"}}),
               TreeContent(folder / L"above"));
 }
 
-TEST_F(HostileArchive, MakesAFolderOutsideOfTheDestinationWhenItsPathSaysSo) {
+TEST_F(HostileArchive, CreatesAFolderOutsideTheDestinationWhenItsPathLeadsThere) {
     EXPECT_EQ(0, Extract({{L"../stranger", "", true}, {L"next.txt", "next"}}));
 
     EXPECT_EQ((FileTree{{L"out", kFolder}, {L"out\\next.txt", "next"}, {L"stranger", kFolder}}),
               TreeContent(folder / L"above"));
 }
 
-TEST_F(HostileArchive, ReplacesAFileOutsideOfTheDestination) {
+TEST_F(HostileArchive, ReplacesAFileOutsideTheDestination) {
     WriteFileContent(folder / L"above\\precious.txt", "precious");
 
     EXPECT_EQ(0, Extract({{L"../precious.txt", "replaced"}}));
@@ -70,43 +70,43 @@ TEST_F(HostileArchive, ReplacesAFileOutsideOfTheDestination) {
     EXPECT_EQ("replaced", FileContent(folder / L"above\\precious.txt"));
 }
 
-TEST_F(HostileArchive, DeletesTheFolderAboveTheDestinationForAFileOfThatPath) {
+TEST_F(HostileArchive, DeletesTheParentOfTheDestinationForAFileWithItsPath) {
     WriteFileContent(folder / L"above\\precious\\deep.txt", "precious");
     WriteFileContent(folder / L"beside.txt", "beside");
 
     EXPECT_EQ(Failure(ERROR_ACCESS_DENIED), Extract({{L"one.txt", "1"}, {L"..", "2"}}));
 
-    // The destination is made once more, before it turns out that no file can be written over the
-    // folder that it is in.
+    // The destination is created again before the file fails to replace the folder above it.
     EXPECT_EQ((FileTree{{L"out", kFolder}}), TreeContent(folder / L"above"));
     EXPECT_EQ("beside", FileContent(folder / L"beside.txt"));
 }
 
-TEST_F(HostileArchive, DeletesWhatIsInTheDestinationForAFileOfItsPath) {
+TEST_F(HostileArchive, DeletesTheContentsOfTheDestinationForAFileWithItsPath) {
     EXPECT_EQ(Failure(ERROR_ACCESS_DENIED), Extract({{L"one.txt", "1"}, {L".", "2"}}));
 
     EXPECT_EQ(FileTree{}, Extracted());
 }
 
-// 7-Zip knows only "/" between the parts of a path in a 7z archive, and a backslash as a part of a
-// name, which Windows cannot have.
-TEST_F(HostileArchive, TakesABackslashForALetterOfTheName) {
+// Only "/" separates the parts of a path in a 7z archive. A backslash belongs to a name; Windows
+// names cannot contain one, so 7-Zip replaces it.
+TEST_F(HostileArchive, TreatsABackslashAsPartOfTheName) {
     EXPECT_EQ(0, Extract({{L"..\\stranger.txt", "here"}}));
 
     EXPECT_EQ((FileTree{{L"..\xF05Cstranger.txt", "here"}}), Extracted());
 }
 
-TEST_F(HostileArchive, PutsARootedPathBelowTheDestination) {
+TEST_F(HostileArchive, WritesARootedPathBelowTheDestination) {
     EXPECT_EQ(0, Extract({{L"/rooted.txt", "here"}}));
 
     EXPECT_EQ((FileTree{{L"rooted.txt", "here"}}), Extracted());
 }
 
-// Windows refuses such a folder; Wine makes it. Either way it is none of a drive.
-TEST_F(HostileArchive, DoesNotGoToTheDriveThatAPathNames) {
+// Windows refuses to create a folder "C:" below the destination; Wine creates it. Neither writes to
+// the drive.
+TEST_F(HostileArchive, DoesNotWriteToTheDriveThatAPathNames) {
     (void)Extract({{L"C:/stranger.txt", "here"}});
     const std::wstring below = folder / L"above\\out\\C:";
-    (void)::DeleteFileW((below + L"\\stranger.txt").c_str());  // nobody else should meet this name
+    (void)::DeleteFileW((below + L"\\stranger.txt").c_str());  // no other test should find it
     (void)::RemoveDirectoryW(below.c_str());
 
     EXPECT_FALSE(Exists(L"C:\\stranger.txt"));
@@ -114,7 +114,7 @@ TEST_F(HostileArchive, DoesNotGoToTheDriveThatAPathNames) {
 }
 
 // To Windows it is a stream of the file "one.txt"; to Wine a file of its own.
-TEST_F(HostileArchive, KeepsAnAlternateStreamBelowTheDestination) {
+TEST_F(HostileArchive, WritesAnAlternateStreamBelowTheDestination) {
     EXPECT_EQ(0, Extract({{L"one.txt", "1"}, {L"one.txt:hidden", "2"}, {L"next.txt", "next"}}));
     const std::wstring stream = folder / L"above\\out\\one.txt:hidden";
     const std::string content = FileContent(stream);
@@ -124,7 +124,7 @@ TEST_F(HostileArchive, KeepsAnAlternateStreamBelowTheDestination) {
     EXPECT_EQ((FileTree{{L"next.txt", "next"}, {L"one.txt", "1"}}), Extracted());
 }
 
-// ---- names that Windows does not take as they are
+// ---- names that Windows changes or refuses
 
 TEST_F(HostileArchive, WritesNothingForTheNullDevice) {
     EXPECT_EQ(0, Extract({{L"NUL", "gone"}, {L"folder/nul.txt", "gone"}, {L"next.txt", "next"}}));
@@ -132,13 +132,13 @@ TEST_F(HostileArchive, WritesNothingForTheNullDevice) {
     EXPECT_EQ((FileTree{{L"folder", kFolder}, {L"next.txt", "next"}}), Extracted());
 }
 
-TEST_F(HostileArchive, StopsAtADeviceThatIsNotThere) {
+TEST_F(HostileArchive, StopsAtAMissingDevice) {
     EXPECT_EQ(Failure(ERROR_FILE_NOT_FOUND), Extract({{L"COM9", "1"}, {L"next.txt", "next"}}));
 
     EXPECT_EQ(FileTree{}, Extracted());
 }
 
-TEST_F(HostileArchive, LosesDotsAndBlanksAtTheEndOfAName) {
+TEST_F(HostileArchive, DropsDotsAndBlanksAtTheEndOfAName) {
     EXPECT_EQ(0, Extract({{L"dots...", "1"}, {L"blanks  ", "2"}}));
 
     EXPECT_EQ((FileTree{{L"blanks", "2"}, {L"dots", "1"}}), Extracted());
@@ -157,21 +157,21 @@ TEST_F(HostileArchive, StopsAtAControlCharacter) {
     EXPECT_EQ(FileTree{}, Extracted());
 }
 
-// Windows takes any 16-bit units; Wine's file system takes only what is UTF-16.
-TEST_F(HostileArchive, SurvivesHalfASurrogatePair) {
+// Windows accepts any 16-bit units in a name; Wine accepts only valid UTF-16.
+TEST_F(HostileArchive, SurvivesAnUnpairedSurrogate) {
     const std::int32_t result = Extract({{L"half\xD800.txt", "1"}});
 
     EXPECT_THAT((std::vector<std::int32_t>{0, Failure(ERROR_FILE_NOT_FOUND)}), Contains(result));
 }
 
-TEST_F(HostileArchive, StopsAtANameLongerThanAnyFileSystemTakes) {
+TEST_F(HostileArchive, StopsAtANameThatIsTooLongForAnyFileSystem) {
     EXPECT_NE(0, Extract({{std::wstring(300, L'n'), "1"}, {L"next.txt", "next"}}));
 
     EXPECT_EQ(FileTree{}, Extracted());
 }
 
-// 7-Zip passes on no path of 16,384 characters or more.
-TEST_F(HostileArchive, TakesAnItemWithAnEndlessPathForOneWithoutName) {
+// 7-Zip returns no path of 16,384 characters or more.
+TEST_F(HostileArchive, TreatsAnItemWithAnOverlongPathAsUnnamed) {
     EXPECT_EQ(0, Extract({{std::wstring(60'000, L'/'), "1"}, {L"next.txt", "next"}}));
 
     EXPECT_EQ((FileTree{{L"[Content]", "1"}, {L"next.txt", "next"}}), Extracted());
@@ -183,15 +183,15 @@ TEST_F(HostileArchive, WritesNoFileForAnEmptyName) {
     EXPECT_EQ((FileTree{{L"next.txt", "next"}}), Extracted());
 }
 
-// ---- items in each other's way
+// ---- items that conflict
 
-TEST_F(HostileArchive, KeepsTheLastOfFilesOfTheSameName) {
+TEST_F(HostileArchive, KeepsTheLastOfSeveralFilesWithTheSameName) {
     EXPECT_EQ(0, Extract({{L"one.txt", "first"}, {L"ONE.TXT", "second"}, {L"next.txt", "next"}}));
 
     EXPECT_EQ((FileTree{{L"ONE.TXT", "second"}, {L"next.txt", "next"}}), Extracted());
 }
 
-TEST_F(HostileArchive, ReplacesAFolderWithAllThatIsInItByAFile) {
+TEST_F(HostileArchive, ReplacesAFolderAndItsContentsWithAFile) {
     EXPECT_EQ(0, Extract({{L"usb/deep/one.txt", "1"}, {L"usb", "a file"}, {L"next.txt", "next"}}));
 
     EXPECT_EQ((FileTree{{L"next.txt", "next"}, {L"usb", "a file"}}), Extracted());
@@ -222,7 +222,7 @@ TEST_F(HostileArchive, WritesTheTargetOfAUnixLinkIntoAFile) {
                       FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
-TEST_F(HostileArchive, MakesNoReparsePointWhateverTheAttributesSay) {
+TEST_F(HostileArchive, CreatesNoReparsePointWhateverTheAttributesSay) {
     EXPECT_EQ(0, Extract({{L"file", "1", false, 0x20 | FILE_ATTRIBUTE_REPARSE_POINT},
                           {L"folder", "", true, 0x10 | FILE_ATTRIBUTE_REPARSE_POINT},
                           {L"folder/one.txt", "1"}}));
@@ -257,9 +257,8 @@ TEST_F(HostileArchive, CannotReplaceARunningProgram) {
 
 // ---- numbers
 
-// Wants nothing but the file "last.txt". These two are called for every item, so no mock counts
-// them.
-class OnlyTheLast : public NiceMock<MockProgress> {
+// Accepts only the file "last.txt". These two are called for every item and so are not mocked.
+class OnlyTheLastFile : public NiceMock<MockProgress> {
 public:
     bool ShouldExtract(const std::wstring&, const std::wstring& relativePath, bool) override {
         return relativePath == L"last.txt";
@@ -267,10 +266,10 @@ public:
     void OnArchiveDone(const std::wstring&) override {}
 };
 
-TEST_F(HostileArchive, TellsOfSixtyFiveThousandItemsAndExtractsTheLast) {
+TEST_F(HostileArchive, ListsSixtyFiveThousandItemsAndExtractsTheLast) {
     std::vector<MadeItem> items(64'999, MadeItem{L"item", "x"});
     items.push_back({L"last.txt", "last"});
-    OnlyTheLast progress;
+    OnlyTheLastFile progress;
     EXPECT_CALL(progress, OnItemCount(65'000));
     EXPECT_CALL(progress, OnItemList(SizeIs(65'000), SizeIs(65'000)));
 

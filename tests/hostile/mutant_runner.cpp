@@ -1,4 +1,4 @@
-// Unpacks many archives, one after the other in one process, for tests that compare the outcome.
+// Unpacks many archives one after another in one process, for tests that compare the results.
 //
 //     mutant_runner FOLDER COUNT SECONDS
 //
@@ -7,13 +7,15 @@
 //
 //     NUMBER RESULT PEAK REFUSED MILLISECONDS
 //
-// RESULT is that of ExtractTo in hexadecimal, or "threw"; PEAK is how many bytes were allocated at
-// a time, and REFUSED the largest block that could not be had. The last line tells what the first
-// half and all of them have left behind, and the most memory that the process has touched:
+// RESULT is that of ExtractTo in hexadecimal, or "threw". PEAK is the largest number of bytes that
+// were allocated at a time, and REFUSED is the size of the largest block that could not be
+// allocated. The last line tells what was still held after the first half and after all of them,
+// and the peak working set of the process:
 //
 //     end HANDLES-AT-HALF HANDLES BYTES-AT-HALF BYTES TOUCHED
 //
-// Ends with 3 after an archive that takes longer than SECONDS, and with 4 when the heap is damaged.
+// Ends with 3 after an archive that takes longer than SECONDS, with 4 when the heap is damaged, and
+// with 1 after an unexpected exception.
 
 #include <windows.h>
 #include <comdef.h>
@@ -21,7 +23,9 @@
 #include <psapi.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -68,7 +72,7 @@ void Run(const std::wstring& folder, unsigned number, AllocationMeter& meter) {
     } else {
         std::cout << "threw";
     }
-    // At once, so that a crash shows behind the archive before it.
+    // Flushed at once, so that the last line before a crash is that of the archive before.
     std::cout << ' ' << meter.Peak() - before << ' ' << meter.LargestRefused() << ' '
               << ::GetTickCount64() - startedAt << std::endl;
     if (::_heapchk() != _HEAPOK) ::TerminateProcess(::GetCurrentProcess(), kHeapDamaged);
@@ -82,7 +86,7 @@ std::size_t TouchedBytes() {
 
 }  // namespace
 
-int main(int, char** arguments) {
+int main(int, char** arguments) try {
     const std::string folder = arguments[1];
     const std::wstring wideFolder(folder.begin(), folder.end());
     const unsigned count = static_cast<unsigned>(std::atoi(arguments[2]));
@@ -101,4 +105,7 @@ int main(int, char** arguments) {
     const std::size_t handles = ProcessCounts::Now().handles;
     std::cout << "end " << handlesAtHalf << ' ' << handles << ' ' << bytesAtHalf << ' '
               << meter.Live() << ' ' << TouchedBytes() << std::endl;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "mutant_runner: %s\n", error.what());
+    return 1;
 }

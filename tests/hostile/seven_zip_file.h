@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-// An item of an archive that a test makes up. 7z separates the folders of a name by "/".
+// An item of an archive that a test makes up. In its name "/" separates folders.
 struct MadeItem {
     std::wstring name;
     std::string content;
@@ -14,8 +14,8 @@ struct MadeItem {
     std::uint32_t attributes = 0x20;
 };
 
-// Writes a 7z archive that is correct in every respect and holds just these items, unpacked; names
-// that no packer would store are welcome.
+// Builds a well-formed 7z archive of exactly these items, not compressed. Their names may be ones
+// that no packer would store.
 class SevenZipFile {
 public:
     explicit SevenZipFile(const std::vector<MadeItem>& items) : items_(items) {
@@ -57,7 +57,7 @@ private:
     void Byte(int value) { header_ += static_cast<char>(value); }
     void Number(std::uint64_t value) { header_ += '\xFF' + Little(value, 8); }
 
-    // All contents one after the other in one block, not compressed.
+    // All contents one after another in one block, not compressed.
     void Streams(std::size_t size) {
         Byte(4);
         Byte(6), Number(0), Number(1), Byte(9), Number(size), Byte(0);
