@@ -8,7 +8,7 @@
 
 #include "support/fake_api.h"
 
-// When a stand-in for one imported function fails. All stand-ins count their calls, on any thread.
+// When the stand-in for one imported function fails. It counts its calls on all threads.
 struct CallPlan {
     std::atomic<unsigned> calls = 0;
     std::atomic<unsigned> failing = 0;  // which call fails, counted from 1; 0: none
@@ -24,10 +24,10 @@ struct CallPlan {
 // What a failing call does besides returning its error.
 enum class Failing {
     kInstead,  // nothing
-    kAfter,    // its work: what gives something back would otherwise make the test leak it
+    kAfter,    // its work: a function that releases something would otherwise leak it
 };
 
-// How a function fails. One for each function and program.
+// How a function fails.
 template <typename Result>
 struct Failure {
     Result value{};
@@ -43,8 +43,8 @@ struct Failure {
     }
 };
 
-// A stand-in for an imported function of the type `Function`, in the calling convention of that
-// type: does what the function does, except for one call, which fails.
+// A stand-in for an imported function of the type `Function`, with the calling convention of that
+// type. It calls the function, except in the one call that fails.
 template <FunctionName Name, typename Function>
 struct FailingCall;
 

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <deque>
+#include <exception>
 #include <filesystem>
 #include <optional>
 
@@ -19,9 +21,9 @@
 #include "support/process_counts.h"
 #include "support/repair_setting.h"
 
-// Runs cases of the sweep, from the ledger whose name it is given, beginning with the next one. It
-// may crash, end or hang in the library: the sweeping program then notes that of the case and
-// starts another child for those behind it.
+// Runs the cases of the sweep that are left in the ledger whose name it is given. It may crash, end
+// or hang in the library; the sweeping program then records that for the case and starts another
+// child for the remaining ones.
 
 namespace {
 
@@ -32,7 +34,7 @@ HMODULE g_library = nullptr;
     return g_ledger->outcomes[g_ledger->next];
 }
 
-// A crash ends the child at once, without a debugger, and leaves its place in the ledger.
+// Ends the child at once after a crash, without a debugger, and records the place in the ledger.
 LONG WINAPI NoteCrash(EXCEPTION_POINTERS* crash) {
     const auto* const code = static_cast<std::uint8_t*>(crash->ExceptionRecord->ExceptionAddress);
     Current().exception = crash->ExceptionRecord->ExceptionCode;
@@ -72,7 +74,7 @@ private:
     std::deque<ImportPatch> patches_;
 };
 
-// Counts the tokens that folder repairs leave open on purpose.
+// Counts the token handles that folder repairs never close.
 class TokenCounter {
 public:
     explicit TokenCounter(HMODULE library)
@@ -90,11 +92,11 @@ private:
     FakeApi<"OpenProcessToken", decltype(::OpenProcessToken)> fake_;
 };
 
-// Holds up whoever starts the receive thread until that has read what the other side says, so that
-// reading is part of each call. A read that fails or never comes holds nobody up for long.
-class UnhurriedStart {
+// Delays the caller of CreateThread until the receive thread has read once and reads again, so that
+// reading is part of each call. The delay is limited, because a read may fail or never happen.
+class DelayedThreadStart {
 public:
-    explicit UnhurriedStart(HMODULE library)
+    explicit DelayedThreadStart(HMODULE library)
         : create_(
               [this](SECURITY_ATTRIBUTES* security, SIZE_T stack, LPTHREAD_START_ROUTINE routine,
                      void* argument, DWORD flags, DWORD* id) {
@@ -165,7 +167,7 @@ std::int32_t Call(const LoadedLibrary& library, const Subject& subject) {
     }
 }
 
-// A call that needs everything to be in order, and does not depend on what the library remembers.
+// A call that succeeds only if everything works, whatever the library remembers of earlier calls.
 bool WorksUndisturbed(const LoadedLibrary& library, const Subject& subject) {
     if (!subject.RepairsFolders()) return library.PortTest(g_ledger->openPort);
     return library.Call("MendloftFolder", 1) == 4;
@@ -200,9 +202,9 @@ void RunDisturbed(const LoadedLibrary& library, const Subject& subject, const Fa
     outcome.state = Outcome::State::kReturned;
 }
 
-// The runtime inside of the library keeps a record of every thread that has thrown, with handles of
-// its own, until the thread ends. This is about the other handles, so the library throws once
-// before they are counted: a port test that runs out of memory catches that itself.
+// The C++ runtime inside the library keeps a record of every thread that has thrown, with handles
+// of its own, until the thread ends. To leave those out of the count, the library throws once
+// before it: a port test that runs out of memory throws and catches the exception itself.
 void ThrowOnce(const LoadedLibrary& library) {
     const auto functions = ImportedFunctions();
     const auto allocation =
@@ -220,7 +222,7 @@ void Run(const FaultCase& fault, Outcome& outcome) {
     g_library = library.Module();
     const TokenCounter tokens(library.Module());
     const SmallArchive archive(library.Module());
-    const UnhurriedStart start(library.Module());
+    const DelayedThreadStart start(library.Module());
     const FakeApi<"CM_Locate_DevNodeW", decltype(::CM_Locate_DevNodeW)> locate(
         [](DEVINST*, DEVINSTID_W, ULONG) { return CR_SUCCESS; }, library.Module());
 
@@ -233,8 +235,8 @@ void Run(const FaultCase& fault, Outcome& outcome) {
     outcome.heapIntact = outcome.heapIntact && HeapIsIntact();
 }
 
-// The first time, the system and the runtimes take things for good, so what is left has to be left
-// again and again to count.
+// Windows and the runtimes open some handles once and keep them, so handles count as left only when
+// each of three attempts leaves some.
 void RunUntilNothingIsLeft(const FaultCase& fault) {
     for (int attempt = 0; attempt < 3; ++attempt) {
         Outcome& outcome = Current();
@@ -247,7 +249,7 @@ void RunUntilNothingIsLeft(const FaultCase& fault) {
 
 }  // namespace
 
-int main(int count, char** arguments) {
+int main(int count, char** arguments) try {
     if (count != 2 || !MayChangeTheSystem()) return 1;
     const SharedLedger ledger(std::filesystem::path(arguments[1]).wstring());
     g_ledger = &*ledger;
@@ -256,4 +258,7 @@ int main(int count, char** arguments) {
         RunUntilNothingIsLeft(ledger->cases[ledger->next]);
     }
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "fault_child: %s\n", error.what());
+    return 1;
 }

@@ -18,24 +18,25 @@
 #include "telnet/loopback.h"
 
 // The fault sweep: for every export, every function that the finished library imports from Windows
-// is made to fail, one call at a time, and the call has to end in a documented result all the same,
-// with an intact heap, with no handle left besides the token of a folder repair, and in a process
-// in which the library goes on working. Where memory is refused, the process may also end, in the
-// way in which the C++ runtime ends it.
+// is made to fail, one call at a time. The export must still return a documented result, with an
+// intact heap, with no handle left except the token of a folder repair, and the library must go on
+// working in that process. When an allocation fails, the process may also end in the way in which
+// the C++ runtime ends it.
 //
-// The cases run in children (fault_child.cpp), many in one until one of them ends it. What the
-// library does while it is loaded, before anybody can be in its way, is not swept.
+// The cases run in child processes (fault_child.cpp). Each child runs case after case until one of
+// them ends it. Calls that the library makes while it is being loaded are not swept, because the
+// stand-ins can only be installed afterwards.
 //
-// A function that fails in what it is called for fails without doing it; only what gives something
-// back does so first, or the sweep would find the leaks that it made.
+// A failing function does nothing, unless its job is to release something: then it releases that
+// first, because the sweep would otherwise report leaks of its own making.
 
 namespace {
 
 using testing::IsEmpty;
 using Kind = ImportedFunction::Kind;
 
-// Set to "all": every call of every function fails in its turn, which takes many minutes. Set to
-// the name of a function: every call of this one. The usual sweep takes a choice of the calls.
+// "all": every call of every function fails in its turn, which takes many minutes. The name of a
+// function: every call of that function does. Unset: a selection of the calls does.
 [[nodiscard]] std::string_view FullSweep() {
     const char* const value = std::getenv("MENDLOFT_FULL_SWEEP");
     return value == nullptr ? "" : value;
@@ -47,7 +48,7 @@ using Kind = ImportedFunction::Kind;
     return !IsFullSweep() || FullSweep() == "all" || FullSweep() == function;
 }
 
-// A service that says something to whoever connects, and hangs up when the other side does.
+// A service that sends text to every client and closes the connection when the client does.
 class TalkingService {
 public:
     [[nodiscard]] std::uint16_t Port() const { return listener_.Port(); }
@@ -71,7 +72,7 @@ private:
     std::thread thread_{[this] { Serve(); }};
 };
 
-// One child, and a limit to how long it may take for one case.
+// One child process, with a time limit for each case.
 class SweepingChild {
 public:
     explicit SweepingChild(const std::string& ledgerName) {
@@ -95,8 +96,8 @@ public:
         EndWithThisProgram();
     }
 
-    // Waits for the end and returns the exit code, or nothing when the child had to be ended
-    // because the case at hand did not.
+    // Waits for the child to end and returns its exit code; nothing when it was ended here because
+    // a case took too long.
     [[nodiscard]] std::optional<DWORD> Watch(const Ledger& ledger) const {
         const std::uint32_t& next = ledger.next;
         std::uint32_t last = next;
@@ -120,7 +121,7 @@ public:
 private:
     static constexpr ULONGLONG kLimit = 30'000;  // milliseconds
 
-    // Should this program be killed, then the child must not go on in its driver store.
+    // If this program is killed, the child must not go on changing the driver store.
     void EndWithThisProgram() const {
         JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
         limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
@@ -136,8 +137,8 @@ private:
 // How the sweeping program judges a case.
 enum class Verdict {
     kSurvived,
-    kEndedCleanly,  // the process, as the C++ runtime ends it when memory runs out
-    kDidNotCome,    // the call that was to fail: it depends on the timing of threads
+    kEndedCleanly,  // the C++ runtime ended the process, as it does when memory runs out
+    kDidNotCome,    // the call to fail was never made, which depends on the timing of threads
     kCrashed,
     kHung,
     kUndocumented,
@@ -173,7 +174,7 @@ protected:
         ledger_->closedPort = ClosedPort();
     }
 
-    // Runs the cases one after the other, in as many children as it takes.
+    // Runs the cases one after another, in as many children as necessary.
     std::vector<Verdict> Run(const std::vector<FaultCase>& cases) {
         std::copy(cases.begin(), cases.end(), ledger_->cases.begin());
         std::fill_n(ledger_->outcomes.begin(), cases.size(), Outcome{});
@@ -234,7 +235,7 @@ protected:
         return text.data();
     }
 
-    // The calls to fail among those that a subject makes of a function.
+    // Which of the calls that a subject makes to a function are to fail, by number.
     [[nodiscard]] std::set<std::uint32_t> Choose(std::uint16_t subject,
                                                  std::uint16_t function) const {
         const std::uint32_t calls = ledger_->calls[subject][function];
@@ -246,9 +247,9 @@ protected:
     }
 
     // The usual sweep takes the first two calls and the last one, and every sixteenth allocation.
-    // The setup exports begin with the same work as the folder repair: of what that calls too, each
-    // function fails once in one of them, turn and turn about, and of the allocations every
-    // fiftieth.
+    // The setup exports begin with the same work as the folder repair. A function that the repair
+    // calls too therefore fails only at its first call, in one of the ten setup subjects, and of
+    // its allocations every fiftieth does.
     [[nodiscard]] bool IsUsual(std::uint16_t subject, std::uint16_t function,
                                std::uint32_t call) const {
         const bool allocates = ImportedFunctions()[function].kind == Kind::kMemory;
@@ -263,8 +264,9 @@ protected:
     [[nodiscard]] std::vector<FaultCase> CasesOf(Kind kind) const {
         std::vector<FaultCase> cases;
         const auto functions = ImportedFunctions();
+        const auto functionCount = static_cast<std::uint16_t>(functions.size());
         for (std::uint16_t subject = 0; subject < Subjects().size(); ++subject) {
-            for (std::uint16_t function = 0; function < functions.size(); ++function) {
+            for (std::uint16_t function = 0; function < functionCount; ++function) {
                 if (functions[function].kind != kind || !IsSwept(functions[function].name))
                     continue;
                 for (const std::uint32_t call : Choose(subject, function)) {
@@ -275,7 +277,7 @@ protected:
         return cases;
     }
 
-    // Sweeps and says what came of it; returns a line for each case that did not end well.
+    // Runs the sweep and prints a summary; returns a line for each case that failed.
     [[nodiscard]] std::vector<std::string> SweepThrough(Kind kind) {
         CountCalls();
         const std::vector<FaultCase> cases = CasesOf(kind);
@@ -316,7 +318,7 @@ protected:
 
     std::string name_ = "mendloft-sweep-" + std::to_string(::GetCurrentProcessId());
     SharedLedger ledger_{std::filesystem::path(name_).wstring()};
-    PrivateTemporaryDirectory temp_;  // the children have theirs in it
+    PrivateTemporaryDirectory temp_;  // the children's are inside it
     TemporaryFolder parent_;
     std::wstring host_ = parent_ / L"host";
     TalkingService service_;
@@ -336,11 +338,11 @@ TEST_F(Sweep, KnowsEveryFunctionThatTheLibraryImports) {
     EXPECT_THAT(unknown, IsEmpty());
 }
 
-TEST_F(Sweep, FindsADocumentedResultWhateverCallOfWindowsFails) {
+TEST_F(Sweep, GetsADocumentedResultWhicheverWindowsCallFails) {
     EXPECT_THAT(SweepThrough(Kind::kCall), IsEmpty());
 }
 
-TEST_F(Sweep, FindsAResultOrACleanEndWhateverAllocationFails) {
+TEST_F(Sweep, GetsAResultOrACleanEndWhicheverAllocationFails) {
     EXPECT_THAT(SweepThrough(Kind::kMemory), IsEmpty());
 }
 

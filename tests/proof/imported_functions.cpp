@@ -47,20 +47,20 @@ ImportedFunction RunsOutOfMemory(Value value) {
     return Row<Name, Function>(Kind::kMemory, value, ERROR_NOT_ENOUGH_MEMORY, Failing::kInstead);
 }
 
-constexpr const char* kNoFailure = "has no way to tell of a failure";
+constexpr const char* kNoFailure = "cannot report a failure";
 constexpr const char* kPure = "computes from its arguments alone";
 constexpr const char* kEnds = "does not return";
 constexpr const char* kData = "is a variable";
-constexpr const char* kLastWords =
-    "takes any number of arguments, and only prints the last words of a process that ends";
+constexpr const char* kLastMessage =
+    "takes any number of arguments, and only prints the last message of a process that ends";
 constexpr const char* kUnwinding =
-    "leaves nothing to go on with when it fails: it belongs to the runtime's own thread records";
+    "leaves the runtime without its own record of the thread when it fails, and so unable to go on";
 
 ImportedFunction Safe(std::string_view name, const char* reason) {
     return {.name = name, .reason = reason};
 }
 
-std::vector<ImportedFunction> MakeTable() {
+std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size): one table
     const HANDLE none = nullptr;
     const HANDLE invalid = INVALID_HANDLE_VALUE;
     void* const notFreed = reinterpret_cast<void*>(1);
@@ -109,7 +109,7 @@ std::vector<ImportedFunction> MakeTable() {
         Safe("GetSystemTimeAsFileTime", kNoFailure),
         Safe("GetTickCount", kNoFailure),
         Safe("GetTickCount64", kNoFailure),
-        Safe("QueryPerformanceCounter", "has never failed since Windows XP, as Windows promises"),
+        Safe("QueryPerformanceCounter", "never fails on Windows XP and later, as documented"),
 
         // kernel32: modules and resources
         Fails<"FindResourceW", decltype(::FindResourceW)>(HRSRC{nullptr},
@@ -178,9 +178,9 @@ std::vector<ImportedFunction> MakeTable() {
         Safe("InitializeCriticalSection", kNoFailure),
         Safe("LeaveCriticalSection", kNoFailure),
         Safe("Sleep", kNoFailure),
-        Safe("TlsGetValue", "answers null for a failure and for an empty slot alike"),
+        Safe("TlsGetValue", "returns null for a failure and for an empty slot alike"),
         Fails<"TlsAlloc", decltype(::TlsAlloc)>(TLS_OUT_OF_INDEXES, ERROR_NOT_ENOUGH_MEMORY),
-        Safe("TlsFree", "is called when the library is unloaded, and nothing comes after it"),
+        Safe("TlsFree", "is called only when the library is unloaded, and nothing follows it"),
         Safe("TlsSetValue", kUnwinding),
 
         // kernel32: memory
@@ -230,8 +230,8 @@ std::vector<ImportedFunction> MakeTable() {
         Fails<"vfprintf", decltype(::vfprintf)>(-1, ERROR_DISK_FULL),
         Fails<"vfprintf_s", decltype(::vfprintf_s)>(-1, ERROR_DISK_FULL),
         Fails<"vfwprintf_s", decltype(::vfwprintf_s)>(-1, ERROR_DISK_FULL),
-        Safe("fprintf", kLastWords),
-        Safe("printf", kLastWords),
+        Safe("fprintf", kLastMessage),
+        Safe("printf", kLastMessage),
 
         // msvcrt: text and time
         Fails<"_localtime64", decltype(::_localtime64)>(static_cast<std::tm*>(nullptr),
@@ -262,17 +262,17 @@ std::vector<ImportedFunction> MakeTable() {
         Safe("wcslen", kPure),
         Safe("wcsstr", kPure),
 
-        // msvcrt: the running of the process
+        // msvcrt: process and threads
         Fails<"_beginthreadex", decltype(::_beginthreadex)>(std::uintptr_t{0},
                                                             ERROR_NOT_ENOUGH_MEMORY),
         Safe("__mb_cur_max", kData),
         Safe("_amsg_exit", kEnds),
         Safe("_endthreadex", kEnds),
         Safe("_errno", kNoFailure),
-        Safe("_initterm", "runs at load, before anybody can be in its way"),
+        Safe("_initterm", "runs at load, before a stand-in can be installed"),
         Safe("_iob", kData),
         Safe("_lock", kNoFailure),
-        Safe("_setjmp3", "returns twice, so nobody can stand in for it"),
+        Safe("_setjmp3", "returns twice, so no stand-in can call it"),
         Safe("_unlock", kNoFailure),
         Safe("abort", kEnds),
         Safe("exit", kEnds),

@@ -7,7 +7,7 @@
 
 #include "proof/failing_call.h"
 
-// Everything that the finished library imports, and how each of it fails.
+// A function that the finished library imports, and how it fails.
 struct ImportedFunction {
     enum class Kind {
         kCall,    // a failure has to end in a documented result
@@ -19,10 +19,11 @@ struct ImportedFunction {
     Kind kind = Kind::kSafe;
     const char* reason = nullptr;  // of kSafe only
 
-    // Of the others: the stand-in and what governs it.
+    // Of the others only: the stand-in, the function that it replaces, and when it fails.
     void* standIn = nullptr;
     void** original = nullptr;
     CallPlan* plan = nullptr;
 };
 
+// Everything that the finished library imports.
 [[nodiscard]] std::span<const ImportedFunction> ImportedFunctions();

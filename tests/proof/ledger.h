@@ -10,8 +10,8 @@
 
 #include "platform/unique_handle.h"
 
-// What the sweeping program and the children in which it lets calls fail tell each other. The
-// ledger lies in memory that they share, so that nothing of it is lost with a child that crashes.
+// What the sweeping program and its children tell each other. The ledger is in shared memory, so
+// nothing in it is lost when a child crashes.
 
 // One case: in the call of one subject, one call of one imported function fails.
 struct FaultCase {
@@ -22,19 +22,19 @@ struct FaultCase {
     std::uint32_t call = 0;  // counted from 1
 };
 
-// How a case came out, as far as the child can tell.
+// The result of a case, as far as the child can tell.
 struct Outcome {
     enum class State : std::uint8_t { kNotRun, kBegun, kCalling, kReturned, kDone };
 
     State state = State::kNotRun;
-    bool happened = false;         // the call to fail has come
+    bool happened = false;         // the call to fail was made
     bool heapIntact = false;       // after the disturbed call and after the undisturbed one
     bool worksAfterwards = false;  // an undisturbed call gave its proper result
     std::int32_t result = 0;
     std::int32_t handlesLeft = 0;  // besides the token of each folder repair
     DWORD exitCode = 0;            // of a child that ended within the case
-    DWORD exception = 0;           // that ended the child
-    std::uint32_t address = 0;     // where it came from, relative to the library
+    DWORD exception = 0;           // the one that ended the child
+    std::uint32_t address = 0;     // where it was raised, relative to the library
 };
 
 struct Ledger {
@@ -44,13 +44,13 @@ struct Ledger {
 
     // For the children.
     std::array<wchar_t, MAX_PATH> library;  // the path of the library to load
-    std::uint16_t openPort = 0;             // somebody accepts and says something here
+    std::uint16_t openPort = 0;             // a service accepts connections here and sends text
     std::uint16_t closedPort = 0;
     std::uint32_t caseCount = 0;
     std::array<FaultCase, kMaxCases> cases;
 
     // From the children.
-    std::uint32_t next = 0;  // the case to run, or the one that runs
+    std::uint32_t next = 0;  // the case to run, or the one that is running
     std::array<Outcome, kMaxCases> outcomes;
     std::array<std::array<std::uint32_t, kMaxFunctions>, kMaxSubjects> calls;
 };

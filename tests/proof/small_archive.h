@@ -8,8 +8,8 @@
 #include "support/fake_api.h"
 #include "support/temporary_folder.h"
 
-// Gives a loaded library a driver archive of a few files in place of its own, whose many take time
-// and add nothing. Every export finds what it needs in it.
+// Replaces the driver archive of a loaded library with one of a few files, which unpacks quickly.
+// Every export finds what it needs in it.
 class SmallArchive {
 public:
     explicit SmallArchive(HMODULE library)

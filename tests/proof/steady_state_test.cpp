@@ -15,23 +15,23 @@
 #include "support/repair_setting.h"
 #include "telnet/loopback.h"
 
-// What the finished library holds after many calls of each export in one process: nothing more than
-// after few, save for one token of the process for each folder repair.
+// What a process holds after many calls of each export: no more than after a few, except for one
+// process token for each folder repair.
 //
-// The installer tool is a process that has ended at once, and the driver archive is the small one,
-// as in the fault sweep; its files are overwritten from call to call.
+// The installer tool is a process that has already ended. The driver archive is the small one of
+// the fault sweep, and each call overwrites its files.
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// 500 where the fault sweep is a full one, too.
+// 500 when the fault sweep is a full one.
 [[nodiscard]] int CallCount() {
     return std::getenv("MENDLOFT_FULL_SWEEP") != nullptr ? 500 : 100;
 }
 
-// The memory that the process has for itself, of its heaps, stacks and all.
+// The private memory of the process, which includes its heaps and stacks.
 [[nodiscard]] std::size_t PrivateBytes() {
     std::size_t bytes = 0;
     MEMORY_BASIC_INFORMATION region{};
@@ -63,7 +63,7 @@ private:
     FakeApi<"CreateProcessW", decltype(::CreateProcessW)> create_;
 };
 
-// Keeps what the library prints from the standard output.
+// Suppresses what the library prints.
 class SilentLibrary {
 public:
     explicit SilentLibrary(HMODULE library)
@@ -78,7 +78,7 @@ private:
     ImportPatch wide_;
 };
 
-// Those in a folder that somebody has open.
+// The files below a folder that are open.
 [[nodiscard]] std::vector<std::wstring> OpenFiles(const std::wstring& folder) {
     std::vector<std::wstring> open;
     for (const std::wstring& name : Tree(folder)) {
@@ -91,7 +91,7 @@ private:
     return open;
 }
 
-TEST(OpenFiles, FindsAFileThatSomebodyWritesTo) {
+TEST(OpenFiles, FindsAFileThatIsOpenForWriting) {
     const TemporaryFolder folder;
     WriteFileContent(folder / L"closed");
     std::ofstream open(std::filesystem::path(folder / L"open"));
@@ -99,7 +99,7 @@ TEST(OpenFiles, FindsAFileThatSomebodyWritesTo) {
     EXPECT_THAT(OpenFiles(folder.Path()), ElementsAre(L"open"));
 }
 
-TEST(PrivateBytes, AreMoreByWhatIsAllocated) {
+TEST(PrivateBytes, GrowByWhatIsAllocated) {
     constexpr std::size_t size = 8'000'000;
     const std::size_t before = PrivateBytes();
     void* const block = ::VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE);
@@ -118,9 +118,9 @@ protected:
         WriteFileContent(host + L"\\files\\inf\\InfInstallerx86.exe");
     }
 
-    // Calls over and over and compares what the process holds after a tenth of the calls, when the
-    // system and the runtimes have taken what they take for good, with what it holds in the end.
-    // They may take something later still, so what is left has to be left twice.
+    // Compares what the process holds after a tenth of the calls, when Windows and the runtimes
+    // have allocated what they keep, with what it holds after all of them. They may allocate
+    // something later still, so only growth in both of two rounds counts.
     template <typename Call>
     void ExpectSteady(std::size_t tokensPerCall, Call call) {
         const int calls = CallCount();
@@ -194,13 +194,14 @@ TEST_F(SteadyState, OfAMDPortTestOnAClosedPort) {
     ExpectSteady(0, [&] { ASSERT_FALSE(library.PortTest(port)); });
 }
 
-TEST_F(SteadyState, OfFiftyPortTestsAtATime) {
+TEST_F(SteadyState, OfFiftyPortTestsAtOnce) {
     const LoadedLibrary library;
     const LoopbackListener listener;
     const auto testFiftyTimes = [&] {
         std::atomic<int> accepted = 0;
         {
             std::vector<std::jthread> callers;
+            callers.reserve(50);
             for (int i = 0; i < 50; ++i) {
                 callers.emplace_back([&] {
                     if (library.PortTest(listener.Port())) ++accepted;
@@ -216,7 +217,7 @@ TEST_F(SteadyState, OfFiftyPortTestsAtATime) {
     EXPECT_EQ(counts.before, counts.after);
 }
 
-// How many thread-local slots nobody has taken.
+// The number of free thread-local slots.
 [[nodiscard]] std::size_t FreeSlots() {
     std::vector<DWORD> slots;
     for (DWORD slot = ::TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = ::TlsAlloc()) {
@@ -226,20 +227,20 @@ TEST_F(SteadyState, OfFiftyPortTestsAtATime) {
     return slots.size();
 }
 
-TEST_F(SteadyState, OfThreadLocalSlotsButForThoseOfTheLoadedLibrary) {
+TEST_F(SteadyState, OfThreadLocalSlotsExceptThoseOfTheLoadedLibrary) {
     const std::wstring path = host + L"\\libmendloft.dll";
     { const LoadedLibrary warmUp(path); }
     const std::size_t before = FreeSlots();
     {
         const LoadedLibrary library(path);
         std::thread([&] { EXPECT_FALSE(library.PortTest(ClosedPort())); }).join();
-        EXPECT_EQ(before - (IsWine() ? 2 : 1), FreeSlots());  // Wine counts that of the image too
+        EXPECT_EQ(before - (IsWine() ? 2 : 1), FreeSlots());  // Wine also takes one for the image
     }
     EXPECT_EQ(before, FreeSlots());
 }
 
 // Windows has 1,088 thread-local slots for a process, and the runtime takes one for each load.
-TEST_F(SteadyState, OfLoadingAndUnloadingSaveForThreeSmallBlocksOfTheRuntime) {
+TEST_F(SteadyState, OfLoadingAndUnloadingExceptForThreeSmallBlocksOfTheRuntime) {
     constexpr std::size_t loads = 1200;
     const std::uint16_t port = ClosedPort();
     const auto loadAndUse = [&] {
@@ -259,14 +260,14 @@ TEST_F(SteadyState, OfLoadingAndUnloadingSaveForThreeSmallBlocksOfTheRuntime) {
     EXPECT_LE(after.heapBytes, before.heapBytes + 240 * loads);
 }
 
-TEST_F(SteadyState, OfMendloftFolderSaveForOneTokenACall) {
+TEST_F(SteadyState, OfMendloftFolderExceptForOneTokenPerCall) {
     const LoadedLibrary library;
     const SmallArchive archive(library.Module());
 
     ExpectSteady(1, [&] { ASSERT_EQ(4, library.Call("MendloftFolder", 1)); });
 }
 
-TEST_F(SteadyState, OfMendloftFolderRemovingSaveForOneTokenACall) {
+TEST_F(SteadyState, OfMendloftFolderRemovingExceptForOneTokenPerCall) {
     const LoadedLibrary library;
     const SmallArchive archive(library.Module());
 
@@ -283,15 +284,15 @@ TEST_F(SteadySetup, OfSetUpNetDriver) {
 }
 
 // These stage on every call.
-TEST_F(SteadySetup, OfSetUpKisDriverSaveForOneTokenACall) {
+TEST_F(SteadySetup, OfSetUpKisDriverExceptForOneTokenPerCall) {
     ExpectSteadySetup("SetUpKisDriver", 1, PrefixIs64Bit() ? 0 : -1);
 }
 
-TEST_F(SteadySetup, OfSetUpRSMDriverSaveForOneTokenACall) {
+TEST_F(SteadySetup, OfSetUpRSMDriverExceptForOneTokenPerCall) {
     ExpectSteadySetup("SetUpRSMDriver", 1, PrefixIs64Bit() ? 0 : -1);
 }
 
-TEST_F(SteadySetup, OfSetUpAppleUSBDeviceDriverSaveForOneTokenACall) {
+TEST_F(SteadySetup, OfSetUpAppleUSBDeviceDriverExceptForOneTokenPerCall) {
     ExpectSteadySetup("SetUpAppleUSBDeviceDriver", 1, PrefixIs64Bit() ? 0 : -1);
 }
 

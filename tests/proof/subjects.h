@@ -5,14 +5,14 @@
 #include <span>
 #include <string_view>
 
-// The calls that the sweep disturbs: every export, with arguments that take it different ways.
+// A call of the sweep: an export with an argument, in a situation that decides what it does.
 struct Subject {
     enum class Port { kNone, kOpen, kClosed };
 
     const char* exportName;
     const char* situation;
     std::int32_t argument;
-    Port port = Port::kNone;     // of AMDPortTest, in place of the argument
+    Port port = Port::kNone;     // for AMDPortTest, instead of the argument
     bool crashReporter = false;  // a WerFault.exe is running
     bool staged = false;         // files lie in the staging folder, and folders in the driver store
     bool infInstalled = false;   // Apple's software is installed
@@ -22,4 +22,5 @@ struct Subject {
     [[nodiscard]] bool IsSetup() const { return std::string_view(exportName).starts_with("SetUp"); }
 };
 
+// Every export, with arguments and situations that lead to different paths through it.
 [[nodiscard]] std::span<const Subject> Subjects();
