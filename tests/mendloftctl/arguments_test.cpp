@@ -43,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(
         CallRow{"Rsm", {"setup", "rsm"}, "setup rsm", "SetUpRSMDriver", 1},
         CallRow{
             "AppleUsb", {"setup", "appleusb"}, "setup appleusb", "SetUpAppleUSBDeviceDriver", 1},
-        CallRow{"RemovalSaidFirst",
+        CallRow{"RemoveOptionFirst",
                 {"setup", "--remove", "rsm"},
                 "setup rsm --remove",
                 "SetUpRSMDriver",
@@ -51,14 +51,14 @@ INSTANTIATE_TEST_SUITE_P(
         CallRow{"Port", {"port", "27015"}, "port 27015", "AMDPortTest", 27015}),
     [](const auto& test) { return test.param.name; });
 
-TEST(ParseArguments, KnowsDiagnoseWithoutAFunction) {
+TEST(ParseArguments, AcceptsDiagnoseWithoutAFunction) {
     const ctl::ParsedArguments parsed = ParseArguments({"diagnose"});
 
     EXPECT_EQ("diagnose", parsed.arguments.command);
     EXPECT_EQ(nullptr, parsed.arguments.function);
 }
 
-TEST(ParseArguments, LeavesOptionsOffUnlessAsked) {
+TEST(ParseArguments, LeavesOptionsOffByDefault) {
     const Arguments arguments = ParseArguments({"repair"}).arguments;
 
     EXPECT_FALSE(arguments.json || arguments.trace || arguments.dryRun || arguments.isolated);
@@ -66,7 +66,7 @@ TEST(ParseArguments, LeavesOptionsOffUnlessAsked) {
     EXPECT_EQ(std::chrono::seconds(300), arguments.timeout);
 }
 
-TEST(ParseArguments, TakesOptionsBehindTheCommand) {
+TEST(ParseArguments, AcceptsOptionsAfterTheCommand) {
     const Arguments arguments =
         ParseArguments({"setup", "kis", "--json", "--trace", "--dry-run", "--isolated", "--timeout",
                         "7", "--library", "C:\\a b\\c.dll"})
@@ -77,7 +77,7 @@ TEST(ParseArguments, TakesOptionsBehindTheCommand) {
     EXPECT_EQ(L"C:\\a b\\c.dll", arguments.library);
 }
 
-TEST(ParseArguments, TakesOptionsInFrontOfTheCommand) {
+TEST(ParseArguments, AcceptsOptionsBeforeTheCommand) {
     EXPECT_TRUE(ParseArguments({"--json", "repair"}).arguments.json);
 }
 
@@ -94,13 +94,13 @@ TEST(ParseArguments, OffersHelp) {
 struct ProblemRow {
     const char* name;
     Words words;
-    const char* complaint;
+    const char* problem;
 };
 
 class EveryMistake : public testing::TestWithParam<ProblemRow> {};
 
-TEST_P(EveryMistake, IsComplainedAbout) {
-    EXPECT_THAT(ParseArguments(GetParam().words).problem, HasSubstr(GetParam().complaint));
+TEST_P(EveryMistake, IsReported) {
+    EXPECT_THAT(ParseArguments(GetParam().words).problem, HasSubstr(GetParam().problem));
 }
 
 INSTANTIATE_TEST_SUITE_P(

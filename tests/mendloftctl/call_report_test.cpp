@@ -22,14 +22,14 @@ CallReport UsbReport(CallOutcome outcome) {
     return report;
 }
 
-TEST(CallReport, SaysInALineWhatWasReturned) {
+TEST(CallReport, StatesTheResultInOneLine) {
     EXPECT_EQ(
         "SetUpUSBDriver(1) returned -2: The installer tool is not in the folder files\\inf beside "
         "the library.\n",
         ToText(UsbReport({Kind::kReturned, -2})));
 }
 
-TEST(CallReport, IsADocumentForPrograms) {
+TEST(CallReport, IsAvailableAsJson) {
     const Json expected = Json::parse(R"({
         "command": "setup usb",
         "library": "C:\\Apps\\libmendloft.dll",
@@ -45,7 +45,7 @@ TEST(CallReport, IsADocumentForPrograms) {
     EXPECT_EQ(expected, ToJson(UsbReport({Kind::kReturned, -1})));
 }
 
-TEST(CallReport, HasTheTraceOfATracedCallInItsDocument) {
+TEST(CallReport, IncludesTheTraceOfATracedCallInItsJson) {
     CallReport report = UsbReport({Kind::kReturned, 0});
     report.arguments.trace = true;
     report.lines = {{TraceLine::Channel::kDebuggerOutput, L"one"},
@@ -56,7 +56,7 @@ TEST(CallReport, HasTheTraceOfATracedCallInItsDocument) {
               ToJson(report)["trace"]);
 }
 
-TEST(CallReport, HasNoCodeInTheDocumentOfACallWithoutAnAnswer) {
+TEST(CallReport, HasNoCodeInTheJsonOfACallWithoutAResult) {
     const Json json = ToJson(UsbReport({Kind::kTimeLimitPassed}));
 
     EXPECT_FALSE(json.contains("code"));
@@ -65,7 +65,7 @@ TEST(CallReport, HasNoCodeInTheDocumentOfACallWithoutAnAnswer) {
     EXPECT_THAT(json["error"].get<std::string>(), HasSubstr("after 300 seconds"));
 }
 
-TEST(CallReport, TellsTheChannelsOfLinesApart) {
+TEST(CallReport, NamesTheChannelOfEachLine) {
     EXPECT_EQ("[debugger output] a\n",
               ToText(TraceLine{TraceLine::Channel::kDebuggerOutput, L"a"}));
     EXPECT_EQ("[standard output] b\n",
@@ -76,7 +76,7 @@ struct OutcomeRow {
     const char* name;
     CallOutcome outcome;
     ExitStatus status;
-    const char* saying;
+    const char* sentence;
 };
 
 class EveryOutcome : public testing::TestWithParam<OutcomeRow> {};
@@ -85,8 +85,8 @@ TEST_P(EveryOutcome, HasItsExitStatus) {
     EXPECT_EQ(GetParam().status, StatusOf(UsbReport(GetParam().outcome)));
 }
 
-TEST_P(EveryOutcome, IsToldInASentence) {
-    EXPECT_THAT(SentenceOn(UsbReport(GetParam().outcome)), HasSubstr(GetParam().saying));
+TEST_P(EveryOutcome, IsDescribedInASentence) {
+    EXPECT_THAT(SentenceOn(UsbReport(GetParam().outcome)), HasSubstr(GetParam().sentence));
 }
 
 INSTANTIATE_TEST_SUITE_P(

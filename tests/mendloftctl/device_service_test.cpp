@@ -10,11 +10,11 @@ namespace {
 
 using testing::StartsWith;
 
-TEST(DeviceService, IsNotInstalledWhereTheManagerDoesNotKnowIt) {
+TEST(DeviceService, IsNotInstalledWhenTheServiceManagerDoesNotKnowIt) {
     EXPECT_EQ("not installed", ctl::DeviceServiceState());
 }
 
-TEST(DeviceService, CannotBeAskedWithoutTheManager) {
+TEST(DeviceService, CannotBeAskedForWithoutTheServiceManager) {
     const FakeApi<"OpenSCManagerW", decltype(::OpenSCManagerW)> refuse([](auto...) -> SC_HANDLE {
         ::SetLastError(ERROR_ACCESS_DENIED);
         return nullptr;

@@ -10,8 +10,6 @@ namespace {
 
 using ctl::Diagnose;
 using ctl::Diagnosis;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
@@ -39,14 +37,14 @@ protected:
     TemporaryFolder library;
 };
 
-TEST_F(DiagnosisTest, KnowsWindowsAsTheLibrarySeesIt) {
+TEST_F(DiagnosisTest, ReportsWindowsAsTheLibrarySeesIt) {
     const Diagnosis diagnosis = Look();
 
     EXPECT_EQ(10U, diagnosis.windows.dwMajorVersion);
     EXPECT_TRUE(diagnosis.is64Bit);
 }
 
-TEST_F(DiagnosisTest, LooksForTheStagedInfsOf32BitWindowsThere) {
+TEST_F(DiagnosisTest, LooksForThe32BitStagedInfsOn32BitWindows) {
     os.Is64Bit(false);
 
     const Diagnosis diagnosis = Look();
@@ -76,7 +74,7 @@ TEST_F(DiagnosisTest, ListsTheDriverStoreFoldersOfThisSystem) {
     EXPECT_FALSE(diagnosis.storeFolders[1].exists);
 }
 
-TEST_F(DiagnosisTest, ListsTheStagedTreeToItsLeaves) {
+TEST_F(DiagnosisTest, ListsTheWholeStagedTree) {
     WriteFileContent(temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf");
     ::SetFileAttributesW((temp.StagingFolder() + L"\\usb\\x64\\usbaapl64.inf").c_str(),
                          FILE_ATTRIBUTE_READONLY);
@@ -89,7 +87,7 @@ TEST_F(DiagnosisTest, ListsTheStagedTreeToItsLeaves) {
     EXPECT_TRUE(diagnosis.stagingFolder.entries[2].isReadOnly);
 }
 
-TEST_F(DiagnosisTest, MissesWhatIsNotThere) {
+TEST_F(DiagnosisTest, ReportsWhatIsMissing) {
     const Diagnosis diagnosis = Look();
 
     EXPECT_FALSE(diagnosis.library.exists);
@@ -110,7 +108,8 @@ TEST_F(DiagnosisTest, ReadsTheVersionOfTheLibrary) {
 TEST_F(DiagnosisTest, ReadsTheVersionOfAnInstalledInf) {
     WriteFileContent(kInstalledInf, kInf);
 
-    // The drive of the library's folder only tells how much of the other path is its drive.
+    // Of the library's path only the length of the drive prefix counts. The prefix itself comes
+    // from the path of the Common Files folder.
     const Diagnosis diagnosis = Look();
 
     EXPECT_EQ(kInstalledInf, diagnosis.packages[0].installedInf.path);
@@ -118,7 +117,7 @@ TEST_F(DiagnosisTest, ReadsTheVersionOfAnInstalledInf) {
     EXPECT_EQ(L"01/02/2003,4.5.6.7", diagnosis.packages[0].installedInf.version);
 }
 
-TEST_F(DiagnosisTest, KnowsThatTheNewerPackagesAreNeverInstalledByOthers) {
+TEST_F(DiagnosisTest, LooksForNoInstalledInfOfTheNewerPackages) {
     EXPECT_EQ(L"", Look().packages[2].installedInf.path);
 }
 
@@ -134,7 +133,7 @@ TEST_F(DiagnosisTest, FindsPublishedInfsByTheirOriginalName) {
     EXPECT_THAT(diagnosis.packages[1].publishedInfs, IsEmpty());
 }
 
-// ---- The report
+// ---- the report
 
 Diagnosis Example() {
     Diagnosis diagnosis;
@@ -160,7 +159,7 @@ Diagnosis Example() {
     return diagnosis;
 }
 
-TEST(DiagnosisReport, IsADocumentForPrograms) {
+TEST(DiagnosisReport, IsAvailableAsJson) {
     const Json expected = Json::parse(R"({
         "command": "diagnose",
         "windows": {"version": "10.0.19045", "is_64_bit": true},
@@ -187,7 +186,7 @@ TEST(DiagnosisReport, IsADocumentForPrograms) {
     EXPECT_EQ(expected, ToJson(Example()));
 }
 
-TEST(DiagnosisReport, IsATextForTickets) {
+TEST(DiagnosisReport, IsAvailableAsText) {
     EXPECT_EQ(
         "Windows           10.0.19045, 64-bit\n"
         "Administrator     no\n"

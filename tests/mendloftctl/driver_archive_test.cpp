@@ -21,7 +21,7 @@ protected:
         ListDriverArchive(ProgramFolder() + L"\\libmendloft.dll").value();
 };
 
-TEST_F(DriverArchive, HasFilesWithTheirSizes) {
+TEST_F(DriverArchive, ListsFilesWithTheirSizes) {
     const ctl::ArchiveItem* const inf = Find(L"usb\\x64\\usbaapl64.inf");
 
     ASSERT_NE(nullptr, inf);
@@ -29,22 +29,22 @@ TEST_F(DriverArchive, HasFilesWithTheirSizes) {
     EXPECT_GT(inf->size, 0U);
 }
 
-TEST_F(DriverArchive, HasFolders) {
+TEST_F(DriverArchive, ListsFolders) {
     const ctl::ArchiveItem* const folder = Find(L"applekis\\x86");
 
     ASSERT_NE(nullptr, folder);
     EXPECT_TRUE(folder->isFolder);
 }
 
-TEST_F(DriverArchive, IsNotInOtherLibraries) {
+TEST_F(DriverArchive, IsMissingFromOtherLibraries) {
     EXPECT_FALSE(ListDriverArchive(ScriptedLibrary()).has_value());
 }
 
-TEST_F(DriverArchive, IsNotInAFileThatIsNotThere) {
+TEST_F(DriverArchive, IsMissingFromAMissingFile) {
     EXPECT_FALSE(ListDriverArchive(L"C:\\nowhere.dll").has_value());
 }
 
-TEST_F(DriverArchive, IsReadWithoutRunningAnythingOfTheLibrary) {
+TEST_F(DriverArchive, LeavesTheLibraryUnloaded) {
     EXPECT_EQ(nullptr, ::GetModuleHandleW(L"libmendloft.dll"));
 }
 

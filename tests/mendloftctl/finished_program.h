@@ -8,7 +8,7 @@
 #include "support/child_process.h"
 #include "support/temporary_folder.h"
 
-// What one run of the finished mendloftctl.exe wrote and ended with.
+// The output and the exit code of one run of the finished mendloftctl.exe.
 struct ProgramRun {
     std::string output;  // of standard output
     std::string notes;   // of standard error
@@ -23,7 +23,7 @@ struct ProgramRun {
     return ProgramFolder() + L"\\scripted_library.dll";
 }
 
-// Tells the scripted library what to do, for as long as this lives.
+// Tells the scripted library what to do while it lives.
 class Script {
 public:
     explicit Script(const std::wstring& steps) {
@@ -61,7 +61,7 @@ public:
     const UniqueHandle process(started.hProcess);
     ProgramRun run;
     if (::WaitForSingleObject(process.Get(), 60'000) != WAIT_OBJECT_0)
-        throw std::runtime_error("mendloftctl.exe does not come to its end");
+        throw std::runtime_error("mendloftctl.exe does not end");
     ::GetExitCodeProcess(process.Get(), &run.status);
     run.output = FileContent(folder / L"output");
     run.notes = FileContent(folder / L"notes");

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <stdexcept>
+
 #include "mendloftctl/private_folder.h"
 #include "support/fake_os.h"
 #include "support/recorded_runs.h"
@@ -17,7 +19,6 @@ using testing::Contains;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -92,11 +93,11 @@ TEST_F(FinishedProgram, ShowsTheLinesOfBothChannels) {
     EXPECT_THAT(run.output, StartsWith("SetUpNetDriver(0) returned -1: "));
 }
 
-TEST_F(FinishedProgram, ShowsNoLinesUnlessAsked) {
+TEST_F(FinishedProgram, ShowsNoLinesByDefault) {
     EXPECT_EQ("", RunMendloftCtl(L"setup kis --remove").notes);
 }
 
-TEST_F(FinishedProgram, PlansWithoutTouchingAnything) {
+TEST_F(FinishedProgram, PlansWithoutChangingAnything) {
     const ProgramRun run = RunMendloftCtl(L"setup usb --dry-run --json");
 
     EXPECT_EQ(0U, run.status);
@@ -106,26 +107,26 @@ TEST_F(FinishedProgram, PlansWithoutTouchingAnything) {
     EXPECT_THAT(EmptyDriverStore::Content(), IsEmpty());
 }
 
-// The plan and the library are two tellers of one story.
-TEST_F(FinishedProgram, PlansTheFilesThatARepairThenMakes) {
+// The plan and the library implement the same steps in different code.
+TEST_F(FinishedProgram, PlansTheFilesThatARepairThenCreates) {
     const Json plan = Json::parse(RunMendloftCtl(L"repair --dry-run --json").output);
     std::vector<std::wstring> planned;
     for (const Json& step : plan["steps"]) {
         const std::string path = step.value("to", step.value("what", ""));
-        const bool makes = step["action"] == "create folder" || step["action"] == "write file" ||
-                           step["action"] == "copy file";
-        if (makes && !step.value("note", "").starts_with("comes to nothing"))
+        const bool creates = step["action"] == "create folder" || step["action"] == "write file" ||
+                             step["action"] == "copy file";
+        if (creates && !step.value("note", "").starts_with("comes to nothing"))
             planned.push_back(FromUtf8(path));
     }
 
     ASSERT_EQ(0U, RunMendloftCtl(L"repair").status);
 
-    std::vector<std::wstring> made{temp.StagingFolder()};
+    std::vector<std::wstring> created{temp.StagingFolder()};
     for (const std::wstring& name : Tree(temp.StagingFolder()))
-        made.push_back(temp.StagingFolder() + L"\\" + name);
+        created.push_back(temp.StagingFolder() + L"\\" + name);
     for (const std::wstring& name : EmptyDriverStore::Content())
-        made.push_back(EmptyDriverStore::Folder(name));
-    EXPECT_THAT(planned, testing::UnorderedElementsAreArray(made));
+        created.push_back(EmptyDriverStore::Folder(name));
+    EXPECT_THAT(planned, testing::UnorderedElementsAreArray(created));
 }
 
 TEST_F(FinishedProgram, PlansTheIsolatedCallInItsPrivateFolder) {
@@ -136,7 +137,7 @@ TEST_F(FinishedProgram, PlansTheIsolatedCallInItsPrivateFolder) {
     EXPECT_THAT(run.output, EndsWith("Nothing was done.\n"));
 }
 
-TEST_F(FinishedProgram, Diagnoses) {
+TEST_F(FinishedProgram, DiagnosesAsJson) {
     const ProgramRun run = RunMendloftCtl(L"diagnose --json");
 
     const Json json = Json::parse(run.output);
@@ -147,7 +148,7 @@ TEST_F(FinishedProgram, Diagnoses) {
     EXPECT_THAT(json["packages"], SizeIs(5));
 }
 
-TEST_F(FinishedProgram, DiagnosesInText) {
+TEST_F(FinishedProgram, DiagnosesAsText) {
     EXPECT_THAT(RunMendloftCtl(L"diagnose").output,
                 StartsWith("Windows           " + PrefixVersion()));
 }
@@ -157,7 +158,7 @@ TEST_F(FinishedProgram, PlansItsDiagnosis) {
                 HasSubstr("the state of the service Apple Mobile Device Service"));
 }
 
-TEST_F(FinishedProgram, TellsWrongArgumentsOnStandardError) {
+TEST_F(FinishedProgram, ReportsWrongArgumentsOnStandardError) {
     const ProgramRun run = RunMendloftCtl(L"mend");
 
     EXPECT_EQ(2U, run.status);
@@ -165,7 +166,7 @@ TEST_F(FinishedProgram, TellsWrongArgumentsOnStandardError) {
     EXPECT_THAT(run.notes, StartsWith("mendloftctl: "));
 }
 
-TEST_F(FinishedProgram, TakesAPathThatIsNotInTheCodePage) {
+TEST_F(FinishedProgram, AcceptsAPathOutsideTheCodePage) {
     const TemporaryFolder folder;
     std::filesystem::copy_file(ScriptedLibrary(), folder / L"\u00e9 \u4e2d.dll");
 
@@ -189,7 +190,7 @@ TEST_F(FinishedProgram, SurvivesACrashOfTheLibrary) {
         run.notes);
 }
 
-TEST_F(FinishedProgram, EndsAnIsolatedCallAtItsTimeLimitAndTidiesUp) {
+TEST_F(FinishedProgram, EndsAnIsolatedCallAtItsTimeLimitAndCleansUp) {
     const std::vector<std::wstring> before = PrivateFolders();
     const Script script(L"file left;sleep 60000");
 
@@ -204,7 +205,7 @@ TEST_F(FinishedProgram, EndsAnIsolatedCallAtItsTimeLimitAndTidiesUp) {
     EXPECT_EQ(before, PrivateFolders());
 }
 
-TEST_F(FinishedProgram, GivesAnIsolatedCallAFolderThatIsGoneAfterwards) {
+TEST_F(FinishedProgram, GivesAnIsolatedCallAFolderAndDeletesItAfterwards) {
     const Script script(L"file made;temp");
 
     const ProgramRun run =
@@ -215,7 +216,7 @@ TEST_F(FinishedProgram, GivesAnIsolatedCallAFolderThatIsGoneAfterwards) {
     EXPECT_FALSE(Exists(FromUtf8(line.substr(line.find("C:")))));
 }
 
-// ---- The installer tool's stand-in beside a copy of the library
+// ---- the installer tool's stand-in beside a copy of the library
 
 class FinishedSetup : public FinishedProgram {
 protected:
@@ -248,7 +249,7 @@ TEST_F(FinishedSetup, RunsTheToolWithTheStagedInf) {
     EXPECT_THAT(tools[0].commandLine, HasSubstr(L" -i \"" + temp.StagingFolder() + L"\\usb\\"));
 }
 
-TEST_F(FinishedSetup, RunsTheToolThatItPlansToRun) {
+TEST_F(FinishedSetup, RunsTheToolAsPlanned) {
     const Json plan = Json::parse(Run(L"setup usb --remove --dry-run --json").output);
     std::wstring planned;
     for (const Json& step : plan["steps"]) {
@@ -262,7 +263,7 @@ TEST_F(FinishedSetup, RunsTheToolThatItPlansToRun) {
     EXPECT_EQ(planned, tools[0].commandLine);
 }
 
-TEST_F(FinishedSetup, TellsTheConsoleLinesOfTheLibraryApart) {
+TEST_F(FinishedSetup, LabelsTheConsoleLinesOfTheLibrary) {
     const ProgramRun run = Run(L"setup kis --trace --isolated");
 
     EXPECT_THAT(run.notes, StartsWith("[standard output] SetUpKisDriver inf path: "));
@@ -278,7 +279,7 @@ TEST_F(FinishedSetup, ReportsAMissingTool) {
     EXPECT_EQ(-2, Json::parse(run.output)["code"]);
 }
 
-// ---- Ports
+// ---- ports
 
 class Listener {
 public:
@@ -289,10 +290,12 @@ public:
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = ::inet_addr("127.0.0.1");
-        ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-        ::listen(socket_, 1);
         int size = sizeof(address);
-        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
+        auto* const plain = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(socket_, plain, size) != 0 || ::listen(socket_, 1) != 0 ||
+            ::getsockname(socket_, plain, &size) != 0) {
+            throw std::runtime_error("no port to listen on");
+        }
         port_ = ::ntohs(address.sin_port);
     }
     Listener(const Listener&) = delete;

@@ -47,14 +47,14 @@ TEST_F(LibraryCallTest, ReturnsWhatTheFunctionReturns) {
     EXPECT_EQ(-3, outcome.value);
 }
 
-TEST_F(LibraryCallTest, LooksAtOneByteOfThePortTest) {
+TEST_F(LibraryCallTest, ReadsOneByteOfThePortTestsResult) {
     call.task.function = "AMDPortTest";
 
     EXPECT_EQ(1, Run(L"return 1").value);
     EXPECT_EQ(0, Run(L"return 0").value);
 }
 
-TEST_F(LibraryCallTest, PassesTheArgumentOn) {
+TEST_F(LibraryCallTest, PassesOnTheArgument) {
     Trace();
     call.task.argument = 27015;
 
@@ -63,7 +63,7 @@ TEST_F(LibraryCallTest, PassesTheArgumentOn) {
     EXPECT_THAT(lines, ElementsAre(L"output: 27015"));
 }
 
-TEST_F(LibraryCallTest, TellsTheChannelsApartAndKeepsTheirOrder) {
+TEST_F(LibraryCallTest, ReportsTheLinesOfBothChannelsInOrder) {
     Trace();
 
     (void)Run(L"print one;debug two\n;print three;debug four");
@@ -72,16 +72,16 @@ TEST_F(LibraryCallTest, TellsTheChannelsApartAndKeepsTheirOrder) {
                 ElementsAre(L"output: one", L"debugger: two", L"output: three", L"debugger: four"));
 }
 
-TEST_F(LibraryCallTest, TellsALineBeforeTheCallHasEnded) {
-    std::chrono::steady_clock::time_point toldAt;
-    observer.onLine = [&](const TraceLine&) { toldAt = std::chrono::steady_clock::now(); };
+TEST_F(LibraryCallTest, ReportsALineBeforeTheCallEnds) {
+    std::chrono::steady_clock::time_point reportedAt;
+    observer.onLine = [&](const TraceLine&) { reportedAt = std::chrono::steady_clock::now(); };
 
     (void)Run(L"print early;sleep 1000");
 
-    EXPECT_GT(std::chrono::steady_clock::now() - toldAt, std::chrono::milliseconds(300));
+    EXPECT_GT(std::chrono::steady_clock::now() - reportedAt, std::chrono::milliseconds(300));
 }
 
-TEST_F(LibraryCallTest, TellsLongDebuggerLinesWhole) {
+TEST_F(LibraryCallTest, ReportsLongDebuggerLinesWhole) {
     Trace();
 
     (void)Run(L"debug " + std::wstring(10'000, L'x'));
@@ -89,7 +89,7 @@ TEST_F(LibraryCallTest, TellsLongDebuggerLinesWhole) {
     EXPECT_THAT(lines, ElementsAre(L"debugger: " + std::wstring(10'000, L'x')));
 }
 
-TEST_F(LibraryCallTest, TellsALastLineThatWasNotEnded) {
+TEST_F(LibraryCallTest, ReportsALastLineWithoutALineFeed) {
     Trace();
 
     (void)Run(L"print whole;put the ;put rest");
@@ -97,7 +97,7 @@ TEST_F(LibraryCallTest, TellsALastLineThatWasNotEnded) {
     EXPECT_THAT(lines, ElementsAre(L"output: whole", L"output: the rest"));
 }
 
-TEST_F(LibraryCallTest, ReportsALibraryThatIsNotThere) {
+TEST_F(LibraryCallTest, ReportsAMissingLibrary) {
     call.task.library = L"C:\\nowhere.dll";
 
     const CallOutcome outcome = Run(L"");
@@ -148,13 +148,13 @@ TEST_F(LibraryCallTest, GivesTheCallItsTemporaryDirectory) {
     EXPECT_THAT(lines, ElementsAre(L"output: " + folder.Path() + L"\\"));
 }
 
-// ---- Isolated calls
+// ---- isolated calls
 
 class IsolatedCallTest : public LibraryCallTest {
 protected:
     IsolatedCallTest() { call.isolated = true; }
 
-    // The processes whose identifiers the call printed.
+    // The processes whose identifiers the call printed and that are still running.
     [[nodiscard]] std::vector<UniqueHandle> Printed() const {
         std::vector<UniqueHandle> running;
         for (const std::wstring& line : lines) {
@@ -182,7 +182,7 @@ TEST_F(IsolatedCallTest, EndsAtItsTimeLimit) {
     EXPECT_EQ(Kind::kTimeLimitPassed, Run(L"sleep 60000").kind);
 }
 
-TEST_F(IsolatedCallTest, LeavesNothingRunningBehindACallThatReturned) {
+TEST_F(IsolatedCallTest, LeavesNothingRunningAfterTheCallReturns) {
     Trace();
 
     EXPECT_EQ(Kind::kReturned, Run(startSleeper).kind);
@@ -191,7 +191,7 @@ TEST_F(IsolatedCallTest, LeavesNothingRunningBehindACallThatReturned) {
     EXPECT_THAT(Printed(), IsEmpty());
 }
 
-TEST_F(IsolatedCallTest, EndsWithAllThatTheCallStartedWhenItIsInterrupted) {
+TEST_F(IsolatedCallTest, EndsAllThatTheCallStartedWhenItIsInterrupted) {
     const UniqueHandle event(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
     call.interrupted = event.Get();
     observer.onLine = [&](const TraceLine& line) {
@@ -205,19 +205,19 @@ TEST_F(IsolatedCallTest, EndsWithAllThatTheCallStartedWhenItIsInterrupted) {
     EXPECT_THAT(Printed(), IsEmpty());
 }
 
-TEST_F(IsolatedCallTest, TellsItsProgress) {
-    std::vector<std::chrono::milliseconds> told;
+TEST_F(IsolatedCallTest, ReportsItsProgress) {
+    std::vector<std::chrono::milliseconds> reported;
     call.progressInterval = std::chrono::milliseconds(200);
-    observer.onProgress = [&](std::chrono::milliseconds elapsed) { told.push_back(elapsed); };
+    observer.onProgress = [&](std::chrono::milliseconds elapsed) { reported.push_back(elapsed); };
 
     (void)Run(L"sleep 1000");
 
-    ASSERT_GE(told.size(), 2U);
-    EXPECT_GE(told[0], std::chrono::milliseconds(200));
-    EXPECT_GE(told[1], std::chrono::milliseconds(400));
+    ASSERT_GE(reported.size(), 2U);
+    EXPECT_GE(reported[0], std::chrono::milliseconds(200));
+    EXPECT_GE(reported[1], std::chrono::milliseconds(400));
 }
 
-TEST_F(IsolatedCallTest, IsNotMadeWhenTheProcessCannotBeWatchedOver) {
+TEST_F(IsolatedCallTest, IsNotMadeWhenTheProcessCannotBeAddedToAJob) {
     const FakeApi<"AssignProcessToJobObject", decltype(::AssignProcessToJobObject)> refuse(
         [](HANDLE, HANDLE) {
             ::SetLastError(ERROR_ACCESS_DENIED);
@@ -230,7 +230,7 @@ TEST_F(IsolatedCallTest, IsNotMadeWhenTheProcessCannotBeWatchedOver) {
     EXPECT_EQ(ERROR_ACCESS_DENIED, outcome.value);
 }
 
-TEST_F(LibraryCallTest, LeavesRunningWhatTheCallStartedWhenItIsNotIsolated) {
+TEST_F(LibraryCallTest, LeavesRunningWhatACallThatIsNotIsolatedStarted) {
     Trace();
 
     EXPECT_EQ(Kind::kReturned, Run(L"start " + ProgramFolder() + L"\\sleeper.exe").kind);

@@ -11,7 +11,7 @@ const Plan kPlan{{{"copy file", L"C:\\a", L"C:\\b", "comes to nothing"},
                   {"enumerate devices", L"the tree", L"", ""}},
                  -2};
 
-TEST(PlanReport, NumbersTheStepsForPeople) {
+TEST(PlanReport, NumbersTheStepsInItsText) {
     EXPECT_EQ(
         "1. copy file          C:\\a -> C:\\b (comes to nothing)\n"
         "2. enumerate devices  the tree\n"
@@ -21,12 +21,12 @@ TEST(PlanReport, NumbersTheStepsForPeople) {
         ToText(kPlan, ctl::FindFunction("SetUpKisDriver")));
 }
 
-TEST(PlanReport, ForeseesNoCodeWhereThePlanDoesNot) {
+TEST(PlanReport, StatesNoCodeWhenThePlanHasNone) {
     EXPECT_EQ("1. look for  C:\\a\nNothing was done.\n",
               ToText(Plan{{{"look for", L"C:\\a", L"", ""}}, {}}, nullptr));
 }
 
-TEST(PlanReport, IsADocumentForPrograms) {
+TEST(PlanReport, IsAvailableAsJson) {
     const Json expected = Json::parse(R"({
         "steps": [
             {"action": "copy file", "what": "C:\\a", "to": "C:\\b", "note": "comes to nothing"},

@@ -15,7 +15,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-// 64-bit Windows 10, nothing of Apple's installed and nothing staged, unless a test says otherwise.
+// 64-bit Windows 10 without Apple's software and with nothing staged, unless a test says otherwise.
 class PlanTest : public testing::Test {
 protected:
     PlanTest() {
@@ -66,7 +66,7 @@ protected:
     ctl::PlanFacts facts;
 };
 
-TEST_F(PlanTest, OfARepairTellsEveryStepInItsOrder) {
+TEST_F(PlanTest, OfARepairListsEveryStepInOrder) {
     EXPECT_THAT(Steps(Folders(1)),
                 ElementsAre(L"end processes|WerFault.exe",
                             L"enable privileges|SeRestorePrivilege, SeBackupPrivilege",
@@ -99,11 +99,11 @@ TEST_F(PlanTest, OfARepairTellsEveryStepInItsOrder) {
                             L"netaapl64.inf_amd64_56f23639c9617984\\netaapl64.inf"));
 }
 
-TEST_F(PlanTest, OfARepairForeseesItsCode) {
+TEST_F(PlanTest, OfARepairPredictsItsCode) {
     EXPECT_EQ(4, Folders(1).code);
 }
 
-TEST_F(PlanTest, SaysThatTheNetworkFilesAreNotCopied) {
+TEST_F(PlanTest, NotesThatTheNetworkFilesAreNotCopied) {
     EXPECT_THAT(NotesOn(Folders(1), L"T:\\mendloft\\net\\x64netaapl64.inf"),
                 ElementsAre(StartsWith("comes to nothing")));
 }
@@ -137,7 +137,7 @@ TEST_F(PlanTest, OfARemovalDeletesTheFoldersInTheLibrarysOrder) {
     EXPECT_EQ(0, plan.code);
 }
 
-TEST_F(PlanTest, OnAnOldWindowsDoesNothingWithFolders) {
+TEST_F(PlanTest, OnAnOldWindowsLeavesTheFoldersAlone) {
     facts.majorVersion = 5;
 
     const Plan plan = Folders(1);
@@ -146,7 +146,7 @@ TEST_F(PlanTest, OnAnOldWindowsDoesNothingWithFolders) {
     EXPECT_EQ(2, plan.code);
 }
 
-TEST_F(PlanTest, SaysWhatIsThereAlready) {
+TEST_F(PlanTest, NotesWhatExistsAlready) {
     const TemporaryFolder temp;
     facts.temporaryDirectory = temp.Path() + L"\\";
     WriteFileContent(temp / L"mendloft\\usb\\x64\\usbaapl64.inf");
@@ -158,7 +158,7 @@ TEST_F(PlanTest, SaysWhatIsThereAlready) {
                 Contains("replaces the one that is there"));
 }
 
-TEST_F(PlanTest, OfASetupFromTheArchiveEndsWithTheTool) {
+TEST_F(PlanTest, OfASetupFromTheArchiveEndsWithTheToolAndARescan) {
     const Plan plan = PlanOf("SetUpKisDriver");
 
     const std::wstring inf = L"T:\\mendloft\\applekis\\x64\\AppleKIS.inf";
@@ -196,7 +196,7 @@ TEST_F(PlanTest, OfAnInstalledPackageStagesNothing) {
                                          L"enumerate devices|the whole device tree"));
 }
 
-TEST_F(PlanTest, ForeseesAMissingInf) {
+TEST_F(PlanTest, PredictsAMissingInf) {
     os.Is64Bit(false);
 
     const Plan plan = PlanOf("SetUpKisDriver");
@@ -205,7 +205,7 @@ TEST_F(PlanTest, ForeseesAMissingInf) {
     EXPECT_EQ(-1, plan.code);
 }
 
-TEST_F(PlanTest, ForeseesAMissingTool) {
+TEST_F(PlanTest, PredictsAMissingTool) {
     std::filesystem::remove(Tool());
 
     const Plan plan = PlanOf("SetUpKisDriver");
@@ -214,11 +214,11 @@ TEST_F(PlanTest, ForeseesAMissingTool) {
     EXPECT_EQ(-2, plan.code);
 }
 
-TEST_F(PlanTest, ForeseesThatARemovalOfTheNetworkPackageKnowsNoInf) {
+TEST_F(PlanTest, PredictsThatARemovalOfTheNetworkPackageFindsNoInf) {
     EXPECT_EQ(-1, PlanOf("SetUpNetDriver", 0).code);
 }
 
-TEST_F(PlanTest, ForeseesThatARemovalOfTheUsbPackageFallsBackToTheArchive) {
+TEST_F(PlanTest, PredictsThatARemovalOfTheUsbPackageFallsBackToTheArchive) {
     EXPECT_EQ(0, PlanOf("SetUpUSBDriver", 0).code);
 }
 
@@ -231,14 +231,14 @@ TEST_F(PlanTest, OfASetupOnAnOldWindowsLooksInTheRootOfTheDrive) {
     EXPECT_EQ(-1, plan.code);
 }
 
-TEST_F(PlanTest, OfAPortTestForeseesNoCode) {
+TEST_F(PlanTest, OfAPortTestPredictsNoCode) {
     const Plan plan = MakePlan(ctl::kPortTest, 27015, facts);
 
     EXPECT_THAT(Steps(plan), ElementsAre(L"connect to|127.0.0.1:27015"));
     EXPECT_FALSE(plan.code.has_value());
 }
 
-TEST_F(PlanTest, TouchesNothing) {
+TEST_F(PlanTest, ChangesNothing) {
     const TemporaryFolder temp;
     facts.temporaryDirectory = temp.Path() + L"\\";
 

@@ -13,7 +13,7 @@ namespace {
 
 using ctl::PrivateFolder;
 
-TEST(PrivateFolder, IsThereAndEmpty) {
+TEST(PrivateFolder, ExistsAndIsEmpty) {
     const PrivateFolder folder;
 
     EXPECT_TRUE(Exists(folder.Path()));
@@ -34,7 +34,7 @@ TEST(PrivateFolder, NeverHasTheSameNameTwice) {
     EXPECT_NE(PrivateFolder().Path(), PrivateFolder().Path());
 }
 
-TEST(PrivateFolder, IsMadeForAdministratorsAndTheSystemAlone) {
+TEST(PrivateFolder, IsCreatedForAdministratorsAndTheSystemOnly) {
     std::wstring access;
     const FakeApi<"CreateDirectoryW", decltype(::CreateDirectoryW)> create(
         [&](const wchar_t*, SECURITY_ATTRIBUTES* attributes) {
@@ -51,7 +51,7 @@ TEST(PrivateFolder, IsMadeForAdministratorsAndTheSystemAlone) {
     EXPECT_EQ(L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)", access);
 }
 
-TEST(PrivateFolder, HasNoPathWhenItCannotBeMade) {
+TEST(PrivateFolder, HasNoPathWhenItCannotBeCreated) {
     const FakeApi<"CreateDirectoryW", decltype(::CreateDirectoryW)> refuse(
         [](const wchar_t*, SECURITY_ATTRIBUTES*) {
             ::SetLastError(ERROR_ACCESS_DENIED);
@@ -71,7 +71,7 @@ TEST(PrivateFolder, HasNoPathWithoutARandomName) {
     EXPECT_EQ(L"", PrivateFolder().Path());
 }
 
-TEST(PrivateFolder, GoesWithAllThatIsInIt) {
+TEST(PrivateFolder, IsRemovedWithItsContents) {
     std::wstring path;
     {
         const PrivateFolder folder;
@@ -84,7 +84,7 @@ TEST(PrivateFolder, GoesWithAllThatIsInIt) {
     EXPECT_FALSE(Exists(path));
 }
 
-TEST(PrivateFolder, TellsWhenSomethingIsLeft) {
+TEST(PrivateFolder, ReportsThatSomethingIsLeft) {
     PrivateFolder folder;
     WriteFileContent(folder.Path() + L"\\a");
     const FakeApi<"Sleep", decltype(::Sleep)> noSleep([](DWORD) {});
@@ -99,7 +99,7 @@ TEST(PrivateFolder, TellsWhenSomethingIsLeft) {
     EXPECT_TRUE(Exists(folder.Path() + L"\\a"));
 }
 
-TEST(PrivateFolder, TriesAgainWhileAFileIsInUse) {
+TEST(PrivateFolder, RetriesWhileAFileIsInUse) {
     PrivateFolder folder;
     WriteFileContent(folder.Path() + L"\\a");
     int tries = 0;

@@ -15,10 +15,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-// The program in the test's own process, where calls of the system can be faked.
+// The program in the test's own process, where system calls can be faked.
 class ProgramTest : public testing::Test {
 protected:
-    int Run(std::vector<std::string> arguments) {
+    int Run(const std::vector<std::string>& arguments) {
         return ctl::RunProgram(arguments,
                                {.program = MendloftCtl(),
                                 .printResult = [this](std::string_view text) { result += text; },
@@ -47,7 +47,7 @@ TEST_F(NotElevatedTest, IsToldWhatToDo) {
         notes);
 }
 
-TEST_F(NotElevatedTest, IsToldProgramsToo) {
+TEST_F(NotElevatedTest, IsReportedAsJsonToo) {
     EXPECT_EQ(3, Run({"setup", "usb", "--remove", "--json"}));
 
     EXPECT_EQ(3, Json::parse(result)["status"]);
@@ -72,7 +72,7 @@ TEST_F(NotElevatedTest, MayTestAPort) {
                       std::filesystem::path(ScriptedLibrary()).string()}));
 }
 
-TEST_F(ProgramTest, NamesTheLibraryThatItMisses) {
+TEST_F(ProgramTest, NamesAMissingLibrary) {
     EXPECT_EQ(4, Run({"repair", "--library", "C:\\nowhere\\libmendloft.dll"}));
 
     EXPECT_THAT(notes, StartsWith("mendloftctl: There is no C:\\nowhere\\libmendloft.dll: "));
@@ -87,7 +87,7 @@ TEST_F(ProgramTest, DoesNotPlanWithoutADriverArchive) {
     EXPECT_THAT(notes, HasSubstr("carries no driver archive"));
 }
 
-TEST_F(ProgramTest, DoesNotCallWithoutItsPrivateFolder) {
+TEST_F(ProgramTest, MakesNoCallWithoutItsPrivateFolder) {
     const FakeApi<"CreateDirectoryW", decltype(::CreateDirectoryW)> refuse(
         [](const wchar_t*, SECURITY_ATTRIBUTES*) {
             ::SetLastError(ERROR_ACCESS_DENIED);
@@ -101,7 +101,7 @@ TEST_F(ProgramTest, DoesNotCallWithoutItsPrivateFolder) {
     EXPECT_THAT(notes, HasSubstr("(error 5)"));
 }
 
-TEST_F(ProgramTest, TellsAWrongArgumentInOneLine) {
+TEST_F(ProgramTest, ReportsAWrongArgumentInOneLine) {
     EXPECT_EQ(2, Run({"repair", "--fast"}));
 
     EXPECT_EQ("", result);

@@ -18,7 +18,7 @@
 //     file NAME      makes a read-only file of that name there
 //     start COMMAND  starts a process and writes its identifier to standard output
 //     sleep MS       waits
-//     crash          reads what is not there
+//     crash          reads memory that is only reserved
 //     return NUMBER  what the call returns; 0 unless set
 
 namespace {
@@ -97,7 +97,7 @@ __declspec(dllexport) std::int32_t SetUpUSBDriver(std::int32_t repair) {
     return Script(repair).Run();
 }
 
-// A boolean of one byte, with other bits beside it, as a compiler may leave them there.
+// A boolean of one byte. The upper bytes are not zero, because a compiler may leave them undefined.
 __declspec(dllexport) std::int32_t AMDPortTest(std::int32_t port) {
     return 0x55AA'0000 | Script(port).Run();
 }

@@ -14,7 +14,7 @@ using ctl::ParseWorkerArguments;
 using ctl::WorkerTask;
 using tools::ToUtf8;
 
-// As the worker itself gets them.
+// Splits a command line as the worker receives it.
 std::vector<std::string> Split(const std::wstring& arguments) {
     int count = 0;
     const UniqueLocal<wchar_t*> words(
@@ -26,17 +26,17 @@ std::vector<std::string> Split(const std::wstring& arguments) {
 
 class WorkerArguments : public testing::Test {
 protected:
-    static std::optional<WorkerTask> ThereAndBack(const WorkerTask& task) {
+    static std::optional<WorkerTask> RoundTrip(const WorkerTask& task) {
         return ParseWorkerArguments(Split(ctl::WorkerArguments(task)));
     }
 };
 
 TEST_F(WorkerArguments, CarryTheWholeTask) {
-    const auto task = ThereAndBack({.library = L"C:\\a b\\\u4e2d.dll",
-                                    .function = "SetUpUSBDriver",
-                                    .argument = -5,
-                                    .temporaryDirectory = L"C:\\Temp\\x y",
-                                    .answer = reinterpret_cast<HANDLE>(std::uintptr_t{0x1234})});
+    const auto task = RoundTrip({.library = L"C:\\a b\\\u4e2d.dll",
+                                 .function = "SetUpUSBDriver",
+                                 .argument = -5,
+                                 .temporaryDirectory = L"C:\\Temp\\x y",
+                                 .answer = reinterpret_cast<HANDLE>(std::uintptr_t{0x1234})});
 
     ASSERT_TRUE(task.has_value());
     EXPECT_EQ(L"C:\\a b\\\u4e2d.dll", task->library);
@@ -47,8 +47,8 @@ TEST_F(WorkerArguments, CarryTheWholeTask) {
 }
 
 TEST_F(WorkerArguments, CarryNoTemporaryDirectory) {
-    const auto task = ThereAndBack(
-        {.library = L"C:\\a.dll", .function = "AMDPortTest", .temporaryDirectory = L""});
+    const auto task =
+        RoundTrip({.library = L"C:\\a.dll", .function = "AMDPortTest", .temporaryDirectory = L""});
 
     ASSERT_TRUE(task.has_value());
     EXPECT_EQ(L"", task->temporaryDirectory);
@@ -56,19 +56,19 @@ TEST_F(WorkerArguments, CarryNoTemporaryDirectory) {
 
 TEST_F(WorkerArguments, CarryAPathWithABackslashAtItsEnd) {
     const auto task =
-        ThereAndBack({.library = L"C:\\a b\\", .function = "f", .temporaryDirectory = L"C:\\"});
+        RoundTrip({.library = L"C:\\a b\\", .function = "f", .temporaryDirectory = L"C:\\"});
 
     ASSERT_TRUE(task.has_value());
     EXPECT_EQ(L"C:\\a b\\", task->library);
     EXPECT_EQ(L"C:\\", task->temporaryDirectory);
 }
 
-TEST_F(WorkerArguments, AreNotTakenFromOtherCommands) {
+TEST_F(WorkerArguments, AreRefusedFromOtherCommands) {
     EXPECT_FALSE(ParseWorkerArguments({"repair"}).has_value());
     EXPECT_FALSE(ParseWorkerArguments({"repair", "f", "1", "2", "a.dll", ""}).has_value());
 }
 
-TEST_F(WorkerArguments, AreNotTakenWithoutNumbers) {
+TEST_F(WorkerArguments, AreRefusedWithoutNumbers) {
     EXPECT_FALSE(ParseWorkerArguments({"worker", "f", "1x", "2", "a.dll", ""}).has_value());
     EXPECT_FALSE(ParseWorkerArguments({"worker", "f", "1", "", "a.dll", ""}).has_value());
 }
