@@ -25,7 +25,7 @@ std::string NameOf(const testing::TestParamInfo<Spelling>& row) {
 
 class ParseCommandLineStartedAs : public testing::TestWithParam<Spelling> {};
 
-TEST_P(ParseCommandLineStartedAs, TakesTheSwitchAndThePathBehindTheProgram) {
+TEST_P(ParseCommandLineStartedAs, ReadsTheSwitchAndThePathAfterTheProgram) {
     const ParsedCommandLine parsed = Parse(GetParam().commandLine);
 
     EXPECT_EQ(L"", parsed.problem);
@@ -79,7 +79,7 @@ TEST(ParseCommandLine, IsNotMisledByAFolderThatIsNamedLikeTheProgram) {
     EXPECT_EQ(L"C:\\x.inf", parsed.request.infPath);
 }
 
-TEST(ParseCommandLine, IsNotMisledByAnInfThatLiesUnderTheNameOfTheProgram) {
+TEST(ParseCommandLine, IsNotMisledByAnInfPathThatContainsTheNameOfTheProgram) {
     const ParsedCommandLine parsed =
         ParseCommandLine(L"short~1 -i \"C:\\InfInstallerx64.exe -d \\x.inf\"", kProgram);
 
@@ -87,7 +87,7 @@ TEST(ParseCommandLine, IsNotMisledByAnInfThatLiesUnderTheNameOfTheProgram) {
     EXPECT_EQ(L"C:\\InfInstallerx64.exe -d \\x.inf", parsed.request.infPath);
 }
 
-TEST(ParseCommandLine, TakesBackslashesForThemselvesAlsoBeforeAQuote) {
+TEST(ParseCommandLine, TakesBackslashesLiterallyEvenBeforeAQuote) {
     const ParsedCommandLine parsed = Parse(L"InfInstallerx64.exe -i \"C:\\folder\\\" --dry-run");
 
     EXPECT_EQ(L"", parsed.problem);
@@ -95,7 +95,7 @@ TEST(ParseCommandLine, TakesBackslashesForThemselvesAlsoBeforeAQuote) {
     EXPECT_TRUE(parsed.request.dryRun);
 }
 
-TEST(ParseCommandLine, TakesAPathOfAnyCharacters) {
+TEST(ParseCommandLine, AcceptsAPathOfAnyCharacters) {
     const ParsedCommandLine parsed =
         Parse(L"InfInstallerx64.exe -d \"C:\\%TEMP% \x00FC\x4F60\\a&b.inf\"");
 
@@ -103,11 +103,11 @@ TEST(ParseCommandLine, TakesAPathOfAnyCharacters) {
     EXPECT_EQ(L"C:\\%TEMP% \x00FC\x4F60\\a&b.inf", parsed.request.infPath);
 }
 
-TEST(ParseCommandLine, TakesAQuotedPathThatLooksLikeASwitch) {
+TEST(ParseCommandLine, AcceptsAQuotedPathThatLooksLikeASwitch) {
     EXPECT_EQ(L"-d", Parse(L"InfInstallerx64.exe -i \"-d\"").request.infPath);
 }
 
-TEST(ParseCommandLine, TakesTheOptionsInAnyOrder) {
+TEST(ParseCommandLine, AcceptsTheOptionsInAnyOrder) {
     const ParsedCommandLine parsed =
         Parse(L"InfInstallerx64.exe --log \"C:\\l g.txt\" --dry-run -i x.inf");
 
@@ -117,21 +117,21 @@ TEST(ParseCommandLine, TakesTheOptionsInAnyOrder) {
     EXPECT_EQ(L"x.inf", parsed.request.infPath);
 }
 
-TEST(ParseCommandLine, WantsNeitherLogNorDryRunUnlessTold) {
+TEST(ParseCommandLine, LeavesLogAndDryRunOffByDefault) {
     const ParsedCommandLine parsed = Parse(L"InfInstallerx64.exe -i x.inf");
 
     EXPECT_EQ(L"", parsed.request.logPath);
     EXPECT_FALSE(parsed.request.dryRun);
 }
 
-TEST(ParseCommandLine, TakesTheCallForHelp) {
+TEST(ParseCommandLine, AcceptsTheCallForHelp) {
     const ParsedCommandLine parsed = Parse(L"InfInstallerx64.exe --help");
 
     EXPECT_EQ(L"", parsed.problem);
     EXPECT_EQ(Request::Action::kHelp, parsed.request.action);
 }
 
-TEST(ParseCommandLine, KeepsTheLogThatWasNamedBeforeTheProblem) {
+TEST(ParseCommandLine, ReturnsTheLogThatWasNamedBeforeTheProblem) {
     EXPECT_EQ(L"l.txt", Parse(L"InfInstallerx64.exe --log l.txt -x").request.logPath);
 }
 

@@ -29,12 +29,11 @@ using installer::WrongToolMessage;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 using tools::IsElevated;
 using tools::PublishedPath;
 
-// A function of newdev that takes an INF path.
+// A function of newdev.dll that takes an INF path.
 struct DriverFunction {
     bool exists = true;
     DWORD error = ERROR_SUCCESS;
@@ -53,7 +52,7 @@ struct DriverFunction {
     }
 };
 
-// What Windows has and Wine has not: driver functions that do something, and say no.
+// What Wine lacks: driver functions that have an effect or fail.
 class FakeWindows {
 public:
     FakeWindows() { current_ = this; }
@@ -66,7 +65,7 @@ public:
     bool hasIsWow64Process2 = true;
     BOOL isWow64Process2Result = TRUE;
     USHORT nativeMachine = IMAGE_FILE_MACHINE_I386;
-    WORD architecture = PROCESSOR_ARCHITECTURE_INTEL;  // as the older probe tells it
+    WORD architecture = PROCESSOR_ARCHITECTURE_INTEL;  // as GetNativeSystemInfo reports it
 
 private:
     FARPROC LookUp(HMODULE module, const char* name) {
@@ -130,7 +129,7 @@ protected:
         return Execute(commandLine, report);
     }
 
-    // What was said, line by line, without the time in front.
+    // The messages in the log, line by line, without the time.
     static std::vector<std::string> Said() {
         std::istringstream log(ReadBytes(LogPath()).value_or(""));
         std::vector<std::string> lines;
@@ -195,7 +194,7 @@ TEST_F(Installing, PassesTheFullPathOfARelativeOne) {
     ::SetCurrentDirectoryW(L"C:\\");
 }
 
-TEST_F(Installing, TellsThatARestartIsNeeded) {
+TEST_F(Installing, ReportsThatARestartIsNeeded) {
     windows_.diInstall.restart = TRUE;
 
     EXPECT_EQ(ExitCode::kDoneButRestartNeeded, Run());
@@ -203,7 +202,7 @@ TEST_F(Installing, TellsThatARestartIsNeeded) {
     EXPECT_THAT(Said(), Contains("Windows has to be restarted to complete this."));
 }
 
-TEST_F(Installing, TellsWhatWindowsRefusedAndWhy) {
+TEST_F(Installing, ReportsWhatWindowsRefusedAndWhy) {
     windows_.diInstall.error = ERROR_ACCESS_DENIED;
 
     EXPECT_EQ(ExitCode::kRefused, Run());
@@ -214,7 +213,7 @@ TEST_F(Installing, TellsWhatWindowsRefusedAndWhy) {
     EXPECT_EQ(0, copies_);
 }
 
-TEST_F(Installing, TellsTheCodeOfAMissingCatalog) {
+TEST_F(Installing, ReportsTheCodeOfAMissingCatalog) {
     windows_.diInstall.error = ERROR_NO_CATALOG_FOR_OEM_INF;
 
     EXPECT_EQ(ExitCode::kRefused, Run());
@@ -222,7 +221,7 @@ TEST_F(Installing, TellsTheCodeOfAMissingCatalog) {
     EXPECT_THAT(Said(), Contains(testing::EndsWith("(error 0xE000022F)")));
 }
 
-TEST_F(Installing, TellsThatAFileOfThePackageIsMissing) {
+TEST_F(Installing, ReportsThatAFileOfThePackageIsMissing) {
     windows_.diInstall.error = ERROR_FILE_NOT_FOUND;
 
     EXPECT_EQ(ExitCode::kRefused, Run());
@@ -230,7 +229,7 @@ TEST_F(Installing, TellsThatAFileOfThePackageIsMissing) {
     EXPECT_THAT(Said(), Contains(testing::EndsWith("File not found. (error 2)")));
 }
 
-TEST_F(Installing, IsDoneWhenTheDevicesHaveADriverThatIsAsGood) {
+TEST_F(Installing, SucceedsWhenTheDevicesHaveADriverThatIsAsGood) {
     windows_.diInstall.error = ERROR_NO_MORE_ITEMS;
 
     EXPECT_EQ(ExitCode::kDone, Run());
@@ -283,7 +282,7 @@ TEST_F(Installing, AddsToTheDriverStoreWhenWindowsReportsSuccessButPublishedNoth
     EXPECT_EQ(1, copies_);
 }
 
-TEST_F(Installing, TellsThatTheDriverStoreRefused) {
+TEST_F(Installing, ReportsThatTheDriverStoreRefused) {
     windows_.diInstall.exists = false;
     copySucceeds_ = FALSE;
 
@@ -310,7 +309,7 @@ TEST_F(Installing, DoesNothingWithoutAdministratorRights) {
     EXPECT_EQ(0, copies_);
 }
 
-TEST_F(Installing, TakesAnUnansweredQuestionForRightsAsANo) {
+TEST_F(Installing, TreatsAFailedCheckOfRightsAsNotElevated) {
     const FakeCheckTokenMembership fails([](HANDLE, PSID, BOOL* isMember) {
         *isMember = TRUE;
         return FALSE;
@@ -319,14 +318,14 @@ TEST_F(Installing, TakesAnUnansweredQuestionForRightsAsANo) {
     EXPECT_EQ(ExitCode::kNotElevated, Run());
 }
 
-TEST_F(Installing, TakesAMissingAdministratorsGroupAsANo) {
+TEST_F(Installing, TreatsAMissingAdministratorsGroupAsNotElevated) {
     const FakeApi<"AllocateAndInitializeSid", decltype(::AllocateAndInitializeSid)> fails(
         [](auto...) { return FALSE; });
 
     EXPECT_EQ(ExitCode::kNotElevated, Run());
 }
 
-TEST_F(Installing, OnlyTellsInADryRun) {
+TEST_F(Installing, ChangesNothingInADryRun) {
     EXPECT_EQ(ExitCode::kDone, ExecuteTest::Run(Request::Action::kInstall, /*dryRun=*/true));
 
     EXPECT_THAT(Said(), ElementsAre("Would install C:\\inf installer test\\stand_in.inf"));
@@ -334,7 +333,7 @@ TEST_F(Installing, OnlyTellsInADryRun) {
     EXPECT_EQ(0, copies_);
 }
 
-TEST_F(Installing, TellsInADryRunWhatIsPublishedAlready) {
+TEST_F(Installing, ReportsInADryRunWhatIsPublishedAlready) {
     Publish(L"oem903.inf", PackageText());
 
     EXPECT_EQ(ExitCode::kDone, ExecuteTest::Run(Request::Action::kInstall, /*dryRun=*/true));
@@ -362,8 +361,8 @@ protected:
     ExitCode Run() { return ExecuteTest::Run(Request::Action::kRemove); }
 
     std::vector<std::wstring> forced_;
-    std::wstring refused_;  // the name that cannot be forced out
-    std::wstring leaves_;   // the name that is said to be out, but is not
+    std::wstring refused_;  // the name whose forced removal fails
+    std::wstring leaves_;   // the name whose forced removal succeeds without effect
     FakeUninstallOemInf force_{[this](const wchar_t* name, DWORD flags, void*) {
         forced_.emplace_back(name);
         EXPECT_EQ(static_cast<DWORD>(SUOI_FORCEDELETE), flags);
@@ -373,7 +372,7 @@ protected:
     }};
 };
 
-TEST_F(Removing, TakesThePackageFromItsDevicesAndLeavesItsNeighbours) {
+TEST_F(Removing, RemovesThePackageFromItsDevicesAndLeavesItsNeighbours) {
     EXPECT_EQ(ExitCode::kDone, Run());
 
     EXPECT_THAT(windows_.diUninstall.paths, ElementsAre(PublishedPath(L"oem901.inf")));
@@ -394,7 +393,7 @@ TEST_F(Removing, RemovesEveryCopy) {
         testing::UnorderedElementsAre(PublishedPath(L"oem901.inf"), PublishedPath(L"oem902.inf")));
 }
 
-TEST_F(Removing, TellsThatARestartIsNeeded) {
+TEST_F(Removing, ReportsThatARestartIsNeeded) {
     windows_.diUninstall.restart = TRUE;
 
     EXPECT_EQ(ExitCode::kDoneButRestartNeeded, Run());
@@ -402,7 +401,7 @@ TEST_F(Removing, TellsThatARestartIsNeeded) {
     EXPECT_THAT(Said(), Contains("Windows has to be restarted to complete this."));
 }
 
-TEST_F(Removing, ForcesThePackageOutWhereWindowsCannotTakeItFromDevices) {
+TEST_F(Removing, ForcesTheRemovalWhereWindowsHasNoDiUninstallDriver) {
     windows_.diUninstall.exists = false;
 
     EXPECT_EQ(ExitCode::kDone, Run());
@@ -410,7 +409,7 @@ TEST_F(Removing, ForcesThePackageOutWhereWindowsCannotTakeItFromDevices) {
     EXPECT_THAT(forced_, ElementsAre(L"oem901.inf"));
 }
 
-TEST_F(Removing, ForcesThePackageOutWhenWindowsWillNotTakeItFromDevices) {
+TEST_F(Removing, ForcesTheRemovalWhenDiUninstallDriverFails) {
     windows_.diUninstall.error = ERROR_ACCESS_DENIED;
     windows_.diUninstall.effect = [](const std::wstring&) {};
 
@@ -423,14 +422,14 @@ TEST_F(Removing, ForcesThePackageOutWhenWindowsWillNotTakeItFromDevices) {
                     "Removed oem901.inf, which was C:\\inf installer test\\stand_in.inf"));
 }
 
-TEST_F(Removing, KeepsInMindThatARestartIsNeededWhenItForcesThePackageOut) {
+TEST_F(Removing, RemembersThatARestartIsNeededWhenItForcesTheRemoval) {
     windows_.diUninstall.effect = [](const std::wstring&) {};
     windows_.diUninstall.restart = TRUE;
 
     EXPECT_EQ(ExitCode::kDoneButRestartNeeded, Run());
 }
 
-TEST_F(Removing, TellsThatThePackageIsStillPublishedAfterAForcedSuccess) {
+TEST_F(Removing, ReportsThatThePackageIsStillPublishedAfterAForcedRemoval) {
     windows_.diUninstall.exists = false;
     leaves_ = L"oem901.inf";
 
@@ -439,7 +438,7 @@ TEST_F(Removing, TellsThatThePackageIsStillPublishedAfterAForcedSuccess) {
     EXPECT_THAT(Said(), ElementsAre(testing::EndsWith("(error 80)")));
 }
 
-TEST_F(Removing, ForcesThePackageOutWhenItIsStillPublishedAfterASuccess) {
+TEST_F(Removing, ForcesTheRemovalWhenThePackageIsStillPublishedAfterASuccess) {
     windows_.diUninstall.effect = [](const std::wstring&) {};
 
     EXPECT_EQ(ExitCode::kDone, Run());
@@ -447,7 +446,7 @@ TEST_F(Removing, ForcesThePackageOutWhenItIsStillPublishedAfterASuccess) {
     EXPECT_THAT(forced_, ElementsAre(L"oem901.inf"));
 }
 
-TEST_F(Removing, TellsWhatWindowsRefusedAndWhy) {
+TEST_F(Removing, ReportsWhatWindowsRefusedAndWhy) {
     windows_.diUninstall.exists = false;
     refused_ = L"oem901.inf";
 
@@ -457,7 +456,7 @@ TEST_F(Removing, TellsWhatWindowsRefusedAndWhy) {
     EXPECT_THAT(Said(), Contains(testing::EndsWith("(error 32)")));
 }
 
-TEST_F(Removing, GoesOnToTheNextCopyWhenOneIsRefused) {
+TEST_F(Removing, ContinuesWithTheNextCopyWhenOneIsRefused) {
     Publish(L"oem902.inf", PackageText());
     windows_.diUninstall.exists = false;
     refused_ = L"oem901.inf";
@@ -469,7 +468,7 @@ TEST_F(Removing, GoesOnToTheNextCopyWhenOneIsRefused) {
                 Contains("Removed oem902.inf, which was C:\\inf installer test\\stand_in.inf"));
 }
 
-TEST_F(Removing, IsDoneWhenNothingIsPublished) {
+TEST_F(Removing, SucceedsWhenNothingIsPublished) {
     path_ = WritePackage(L"other.inf", PackageText("never published"));
 
     EXPECT_EQ(ExitCode::kDone, Run());
@@ -480,7 +479,7 @@ TEST_F(Removing, IsDoneWhenNothingIsPublished) {
                                     "test\\other.inf"));
 }
 
-TEST_F(Removing, NeverTakesAnInfFromDevicesThatIsNotNamedLikeAPublishedOne) {
+TEST_F(Removing, ForcesTheRemovalOfAnInfWithoutAnOemName) {
     ::DeleteFileW(PublishedPath(L"oem901.inf").c_str());
     Publish(L"stand_in.inf", PackageText());
 
@@ -502,7 +501,7 @@ TEST_F(Removing, DoesNothingWithoutAdministratorRights) {
     EXPECT_THAT(forced_, IsEmpty());
 }
 
-TEST_F(Removing, OnlyTellsInADryRun) {
+TEST_F(Removing, ChangesNothingInADryRun) {
     EXPECT_EQ(ExitCode::kDone, ExecuteTest::Run(Request::Action::kRemove, /*dryRun=*/true));
 
     EXPECT_THAT(windows_.diUninstall.paths, IsEmpty());
@@ -512,7 +511,7 @@ TEST_F(Removing, OnlyTellsInADryRun) {
         ElementsAre("Would remove oem901.inf, which is C:\\inf installer test\\stand_in.inf"));
 }
 
-TEST_F(Removing, TellsInADryRunThatThereIsNothingToRemove) {
+TEST_F(Removing, ReportsInADryRunThatThereIsNothingToRemove) {
     path_ = WritePackage(L"other.inf", PackageText("never published"));
 
     EXPECT_EQ(ExitCode::kDone, ExecuteTest::Run(Request::Action::kRemove, /*dryRun=*/true));
@@ -535,7 +534,7 @@ TEST_F(Executing, ShowsTheUsageForHelp) {
     EXPECT_EQ("Installs or removes one driver package.", Said().at(0));
 }
 
-TEST_F(Executing, TellsThatTheInfIsMissing) {
+TEST_F(Executing, ReportsThatTheInfIsMissing) {
     path_ = L"C:\\no such.inf";
 
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kInstall));
@@ -544,13 +543,13 @@ TEST_F(Executing, TellsThatTheInfIsMissing) {
                 ElementsAre("Cannot read the INF file C:\\no such.inf. File not found. (error 2)"));
 }
 
-TEST_F(Executing, TellsThatAFolderIsNoInf) {
+TEST_F(Executing, RefusesAFolder) {
     path_ = Folder();
 
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kRemove));
 }
 
-TEST_F(Executing, TellsTheLineInWhichAnInfIsDamaged) {
+TEST_F(Executing, ReportsTheLineInWhichAnInfIsDamaged) {
     path_ = WritePackage(L"damaged.inf", "[Version]\r\nSignature=\"$Windows NT$\"\r\n[Broken\r\n");
 
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kInstall));
@@ -566,7 +565,7 @@ TEST_F(Executing, RefusesAnEmptyInf) {
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kInstall));
 }
 
-TEST_F(Executing, RefusesAnInfWithoutTheSignatureOfOne) {
+TEST_F(Executing, RefusesAnInfWithoutASignature) {
     path_ = WritePackage(L"unsigned.inf", "[Version]\r\nClass=USB\r\n");
 
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kInstall));
@@ -584,7 +583,7 @@ TEST_F(Executing, RefusesAFileLargerThanAnyInf) {
     EXPECT_THAT(Said(), ElementsAre(testing::EndsWith("(error 223)")));
 }
 
-TEST_F(Executing, KnowsTheLongNameOfAnInfThatIsGivenByItsShortOne) {
+TEST_F(Executing, FindsTheLongNameOfAnInfThatIsGivenByItsShortName) {
     const std::wstring path = WritePackage(L"a stand-in with a long name.inf", PackageText());
     std::array<wchar_t, MAX_PATH> shortPath{};
     ASSERT_NE(0u, ::GetShortPathNameW(path.c_str(), shortPath.data(), MAX_PATH));
@@ -634,13 +633,13 @@ protected:
     FakeWindows windows_;
 };
 
-TEST_F(NativeMachineTest, IsWhatWindowsSaysAboutItself) {
+TEST_F(NativeMachineTest, IsWhatIsWow64Process2Reports) {
     windows_.nativeMachine = IMAGE_FILE_MACHINE_ARM64;
 
     EXPECT_EQ(IMAGE_FILE_MACHINE_ARM64, NativeMachine());
 }
 
-TEST_F(NativeMachineTest, ComesFromTheOlderProbeWhereThereIsNoOther) {
+TEST_F(NativeMachineTest, ComesFromGetNativeSystemInfoWithoutIsWow64Process2) {
     windows_.hasIsWow64Process2 = false;
 
     windows_.architecture = PROCESSOR_ARCHITECTURE_AMD64;
@@ -649,7 +648,7 @@ TEST_F(NativeMachineTest, ComesFromTheOlderProbeWhereThereIsNoOther) {
     EXPECT_EQ(IMAGE_FILE_MACHINE_I386, NativeMachine());
 }
 
-TEST_F(NativeMachineTest, ComesFromTheOlderProbeWhenTheNewerFails) {
+TEST_F(NativeMachineTest, ComesFromGetNativeSystemInfoWhenIsWow64Process2Fails) {
     windows_.isWow64Process2Result = FALSE;
     windows_.nativeMachine = IMAGE_FILE_MACHINE_ARM64;
     windows_.architecture = PROCESSOR_ARCHITECTURE_AMD64;
@@ -675,7 +674,7 @@ struct Pairing {
 
 class WrongToolMessageFor : public testing::TestWithParam<Pairing> {};
 
-TEST_P(WrongToolMessageFor, Is) {
+TEST_P(WrongToolMessageFor, StatesTheMismatch) {
     const std::wstring message = WrongToolMessage(GetParam().tool, GetParam().native);
 
     EXPECT_EQ(GetParam().start, message.substr(0, message.find(L',')));

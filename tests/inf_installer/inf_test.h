@@ -13,7 +13,8 @@
 #include "platform/directory_listing.h"
 #include "platform/paths.h"
 
-// A driver package as small as the system accepts it; `remark` makes it another one.
+// The INF file of the smallest package that Windows accepts. A different `remark` makes a different
+// package.
 [[nodiscard]] inline std::string PackageText(const std::string& remark = "",
                                              const std::string& catalog = "") {
     return "[Version]\r\nSignature=\"$Windows NT$\"\r\nClass=USB\r\n"
@@ -30,7 +31,7 @@
            remark + "\r\n";
 }
 
-// Gives every test a folder for packages, and Windows' INF folder back as it was.
+// Gives every test a folder for packages and restores Windows' INF folder afterwards.
 class InfTest : public testing::Test {
 protected:
     InfTest() : before_(Published()) { ::CreateDirectoryW(Folder().c_str(), nullptr); }

@@ -21,11 +21,11 @@ using tools::PublishedPath;
 
 const InfFile kGiven{L"C:\\x\\usbaapl64.inf", L"usbaapl64.inf", "content"};
 
-TEST(IsPublishedCopyOf, WantsTheSameOriginalNameAndTheSameContent) {
+TEST(IsPublishedCopyOf, NeedsTheSameOriginalNameAndTheSameContent) {
     EXPECT_TRUE(IsPublishedCopyOf({L"oem3.inf", L"usbaapl64.inf", "content"}, kGiven));
 }
 
-TEST(IsPublishedCopyOf, DoesNotTellCaseApartInNames) {
+TEST(IsPublishedCopyOf, IgnoresTheCaseOfNames) {
     EXPECT_TRUE(IsPublishedCopyOf({L"oem3.inf", L"USBAAPL64.INF", "content"}, kGiven));
 }
 
@@ -46,7 +46,7 @@ TEST(IsPublishedCopyOf, GoesByTheContentAloneWhereNoOriginalNameIsRecorded) {
     EXPECT_FALSE(IsPublishedCopyOf({L"oem3.inf", L"OEM3.inf", "other"}, kGiven));
 }
 
-// Windows records original names, Wine does not: this answers as Windows would.
+// Windows records original names and Wine does not. This fake returns them as Windows would.
 class FakeOriginalNames {
 public:
     void Set(const std::wstring& published, const std::wstring& original) {
@@ -54,7 +54,7 @@ public:
     }
 
 private:
-    // Only the system knows which file the information is about; Wine tells by answering with its
+    // The information does not name its file, but Wine's answer does: it returns the file's own
     // name.
     BOOL Answer(const SP_INF_INFORMATION* information, SP_ORIGINAL_FILE_INFO_W* answer) {
         if (!query_.Real(const_cast<SP_INF_INFORMATION*>(information), 0, nullptr, answer))
@@ -86,7 +86,7 @@ TEST_F(FindPublishedCopiesOfOne, FindsNothingWhereNothingIsPublished) {
     EXPECT_THAT(Find(), IsEmpty());
 }
 
-TEST_F(FindPublishedCopiesOfOne, FindsEveryCopyThatBearsTheNameAndTheContent) {
+TEST_F(FindPublishedCopiesOfOne, FindsEveryCopyWithTheSameNameAndContent) {
     Publish(L"oem901.inf", PackageText());
     Publish(L"oem902.inf", PackageText());
     originalNames_.Set(L"oem901.inf", L"stand_in.inf");
@@ -95,14 +95,14 @@ TEST_F(FindPublishedCopiesOfOne, FindsEveryCopyThatBearsTheNameAndTheContent) {
     EXPECT_THAT(Find(), testing::UnorderedElementsAre(L"oem901.inf", L"oem902.inf"));
 }
 
-TEST_F(FindPublishedCopiesOfOne, PassesOverTheSameContentUnderAnotherOriginalName) {
+TEST_F(FindPublishedCopiesOfOne, SkipsTheSameContentUnderAnotherOriginalName) {
     Publish(L"oem901.inf", PackageText());
     originalNames_.Set(L"oem901.inf", L"neighbour.inf");
 
     EXPECT_THAT(Find(), IsEmpty());
 }
 
-TEST_F(FindPublishedCopiesOfOne, PassesOverAnotherContentOfTheSameLengthUnderTheSameOriginalName) {
+TEST_F(FindPublishedCopiesOfOne, SkipsAnotherContentOfTheSameLengthUnderTheSameOriginalName) {
     std::string other = PackageText();
     other[other.size() - 3] = '!';
     Publish(L"oem901.inf", other);
@@ -111,14 +111,14 @@ TEST_F(FindPublishedCopiesOfOne, PassesOverAnotherContentOfTheSameLengthUnderThe
     EXPECT_THAT(Find(), IsEmpty());
 }
 
-TEST_F(FindPublishedCopiesOfOne, PassesOverAnInfWhoseOriginalNameCannotBeHad) {
+TEST_F(FindPublishedCopiesOfOne, SkipsAnInfWhoseOriginalNameCannotBeQueried) {
     Publish(L"oem901.inf", PackageText());
     originalNames_.Set(L"oem901.inf", L"");
 
     EXPECT_THAT(Find(), IsEmpty());
 }
 
-TEST_F(FindPublishedCopiesOfOne, PassesOverACopyUnderANameThatWindowsDoesNotGive) {
+TEST_F(FindPublishedCopiesOfOne, SkipsACopyUnderANameThatWindowsDoesNotAssign) {
     Publish(L"somebody_elses.inf", PackageText());
 
     EXPECT_THAT(Find(), IsEmpty());
@@ -130,7 +130,7 @@ TEST_F(FindPublishedCopiesOfOne, FindsACopyPublishedUnderItsOwnName) {
     EXPECT_THAT(Find(), ElementsAre(L"Stand_in.inf"));
 }
 
-TEST_F(FindPublishedCopiesOfOne, PassesOverACopyThatCannotBeRead) {
+TEST_F(FindPublishedCopiesOfOne, SkipsACopyThatCannotBeRead) {
     Publish(L"oem901.inf", PackageText());
     const UniqueFile held(::CreateFileW(PublishedPath(L"oem901.inf").c_str(), GENERIC_READ, 0,
                                         nullptr, OPEN_EXISTING, 0, nullptr));

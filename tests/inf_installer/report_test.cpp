@@ -19,7 +19,7 @@ protected:
     using FakeGetStdHandle = FakeApi<"GetStdHandle", decltype(::GetStdHandle)>;
 };
 
-TEST_F(ReportTest, WritesEveryMessageToTheLogWithTheTimeInFront) {
+TEST_F(ReportTest, PrefixesEveryMessageInTheLogWithTheTime) {
     const FakeGetStdHandle noOutput([](DWORD) -> HANDLE { return nullptr; });
     {
         Report report;
@@ -32,7 +32,7 @@ TEST_F(ReportTest, WritesEveryMessageToTheLogWithTheTimeInFront) {
                                     "....-..-.. ..:..:..  Installed: \xC3\xBC.inf\r\n"));
 }
 
-TEST_F(ReportTest, AddsToALogThatIsThere) {
+TEST_F(ReportTest, AppendsToAnExistingLog) {
     const FakeGetStdHandle noOutput([](DWORD) -> HANDLE { return nullptr; });
     Write(LogPath(), "before\r\n");
 
@@ -41,7 +41,7 @@ TEST_F(ReportTest, AddsToALogThatIsThere) {
     EXPECT_THAT(Log(), MatchesRegex("before\r\n....-..-.. ..:..:..  now\r\n"));
 }
 
-TEST_F(ReportTest, PutsTheTimeInFrontOfEveryLineOfAMessage) {
+TEST_F(ReportTest, PrefixesEveryLineOfAMessageWithTheTime) {
     const FakeGetStdHandle noOutput([](DWORD) -> HANDLE { return nullptr; });
     {
         Report report;
@@ -56,7 +56,7 @@ TEST_F(ReportTest, PutsTheTimeInFrontOfEveryLineOfAMessage) {
                                     "....-..-.. ..:..:..  three\r\n"));
 }
 
-TEST_F(ReportTest, TellsThatALogCannotBeWritten) {
+TEST_F(ReportTest, ReportsThatALogCannotBeWritten) {
     Report report;
 
     EXPECT_FALSE(report.OpenLog(Folder() + L"\\no folder\\log.txt", L"now"));
@@ -91,7 +91,7 @@ TEST_F(ReportTest, SendsMessagesToAConsoleAsTheyAre) {
     EXPECT_EQ(L"Installed: \x00FC.inf\r\n", written);
 }
 
-TEST_F(ReportTest, KeepsQuietWithoutAnOutput) {
+TEST_F(ReportTest, WritesNothingWithoutAnOutput) {
     const FakeApi<"WriteFile", decltype(::WriteFile)> writeFile([](auto...) {
         ADD_FAILURE();
         return TRUE;

@@ -16,10 +16,9 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Key;
 using testing::Pair;
 
-// The finished programs, started by command lines as people and the setup flows write them.
+// The finished programs, started with command lines as people and the setup flows write them.
 class FinishedProgram : public InfTest {
 protected:
     FinishedProgram() {
@@ -43,10 +42,9 @@ protected:
         return ToolFolder() + name;
     }
 
-    // Starts a program by such a command line as the setup flows write, with the program's path
-    // unquoted in front, and returns what it ended with. The program is named apart as well,
-    // because Wine, unlike Windows, puts quotes around one that it has to find in the command line
-    // itself.
+    // Starts a program with a command line like that of the setup flows, which begins with the
+    // unquoted path of the program, and returns its exit code. The path is passed separately as
+    // well, because Wine, unlike Windows, quotes a program that it has to find in the command line.
     static DWORD Run(const std::wstring& program, const std::wstring& arguments,
                      HANDLE output = nullptr) {
         return Start(program.c_str(), program + arguments, output);
@@ -139,7 +137,7 @@ TEST_F(InstallerTool, RemovesAPackageThatWindowsPublishedUnderANumber) {
     EXPECT_THAT(NewlyPublished(), ElementsAre(Pair(testing::_, PackageText())));
 }
 
-TEST_F(InstallerTool, RemovesByAnInfThatLiesElsewhere) {
+TEST_F(InstallerTool, RemovesThePackageOfAnInfInAnotherFolder) {
     Install(inf_);
 
     EXPECT_EQ(Code(ExitCode::kDone),
@@ -148,7 +146,7 @@ TEST_F(InstallerTool, RemovesByAnInfThatLiesElsewhere) {
     EXPECT_EQ(PublishedBefore(), Published());
 }
 
-TEST_F(InstallerTool, RemovesNothingByAnotherVersionOfTheInf) {
+TEST_F(InstallerTool, RemovesNothingForAnotherVersionOfTheInf) {
     Install(inf_);
 
     EXPECT_EQ(Code(ExitCode::kDone),
@@ -166,7 +164,7 @@ TEST_F(InstallerTool, InstallsAgainAfterARemoval) {
     EXPECT_EQ(1u, NewlyPublished().size());
 }
 
-TEST_F(InstallerTool, TakesAPathInAnyScript) {
+TEST_F(InstallerTool, AcceptsAPathInAnyScript) {
     const std::wstring inf = WritePackage(L"\x00FC \x4F60\\stand_in.inf", PackageText());
 
     EXPECT_EQ(Code(ExitCode::kDone), Install(inf));
@@ -186,7 +184,7 @@ TEST_F(InstallerTool, RefusesAMissingInf) {
     EXPECT_EQ(Code(ExitCode::kInfUnreadable), Install(Folder() + L"\\missing.inf"));
 }
 
-TEST_F(InstallerTool, IsRefusedAPackageWithoutItsCatalog) {
+TEST_F(InstallerTool, CannotInstallAPackageWithoutItsCatalog) {
     const std::wstring inf = WritePackage(L"stand_in.inf", PackageText("", "missing.cat"));
 
     EXPECT_EQ(Code(ExitCode::kRefused), Install(inf));
@@ -194,7 +192,7 @@ TEST_F(InstallerTool, IsRefusedAPackageWithoutItsCatalog) {
     EXPECT_EQ(PublishedBefore(), Published());
 }
 
-TEST_F(InstallerTool, ShowsItsUsageToAWrongCall) {
+TEST_F(InstallerTool, ReportsWrongUsage) {
     EXPECT_EQ(Code(ExitCode::kWrongUsage), Run(tool_, L""));
     EXPECT_EQ(Code(ExitCode::kWrongUsage), Run(tool_, L" -x"));
 }
@@ -213,7 +211,7 @@ TEST_F(InstallerTool, PrintsItsUsageForHelp) {
     EXPECT_THAT(text, HasSubstr("\r\n  -d \"<inf>\""));
 }
 
-TEST_F(InstallerTool, WritesALogWhenToldTo) {
+TEST_F(InstallerTool, WritesALogOnRequest) {
     const std::wstring log = Folder() + L"\\a log.txt";
 
     EXPECT_EQ(Code(ExitCode::kDone), Run(tool_, L" --log \"" + log + L"\" -i \"" + inf_ + L"\""));
@@ -225,7 +223,7 @@ TEST_F(InstallerTool, WritesALogWhenToldTo) {
     EXPECT_THAT(text, HasSubstr("It is published as stand_in.inf.\r\n"));
 }
 
-TEST_F(InstallerTool, WorksWithoutALogThatCannotBeWritten) {
+TEST_F(InstallerTool, WorksWhenItsLogCannotBeWritten) {
     EXPECT_EQ(Code(ExitCode::kDone),
               Run(tool_, L" --log C:\\nowhere\\log.txt -i \"" + inf_ + L"\""));
 
@@ -271,7 +269,7 @@ protected:
     std::wstring program_;
 };
 
-TEST_F(Recorder, WritesDownTheRawCommandLineAndTheFolder) {
+TEST_F(Recorder, RecordsTheRawCommandLineAndTheFolder) {
     Run(program_, L" -i \"C:\\\x00FC: b\\x.inf\"");
 
     ASSERT_EQ(1u, Runs().size());
@@ -291,7 +289,7 @@ TEST_F(Recorder, IsFoundByTheSystemInTheCommandLineOfTheSetupFlows) {
     EXPECT_THAT(Runs()[0].commandLine, testing::EndsWith(L" -i \"C:\\x.inf\""));
 }
 
-TEST_F(Recorder, SeesNoVisibleWindowAndPlainStartUpFlags) {
+TEST_F(Recorder, RecordsNoVisibleWindowAndPlainStartUpFlags) {
     Run(program_, L"");
 
     ASSERT_EQ(1u, Runs().size());
@@ -299,7 +297,7 @@ TEST_F(Recorder, SeesNoVisibleWindowAndPlainStartUpFlags) {
     EXPECT_EQ(0u, Runs()[0].startUpFlags);
 }
 
-TEST_F(Recorder, EndsAsItIsToldAndWritesThatDown) {
+TEST_F(Recorder, EndsWithTheGivenExitCodeAndRecordsIt) {
     Set(L"MENDLOFT_RECORDER_EXIT_CODE", L"7");
 
     EXPECT_EQ(7u, Run(program_, L""));
@@ -308,7 +306,7 @@ TEST_F(Recorder, EndsAsItIsToldAndWritesThatDown) {
     EXPECT_EQ(7u, Runs()[0].exitCode);
 }
 
-TEST_F(Recorder, WaitsAsLongAsItIsTold) {
+TEST_F(Recorder, WaitsForTheGivenTime) {
     Set(L"MENDLOFT_RECORDER_WAIT_MS", L"300");
     const auto start = std::chrono::steady_clock::now();
 
@@ -317,7 +315,7 @@ TEST_F(Recorder, WaitsAsLongAsItIsTold) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
 }
 
-TEST_F(Recorder, AddsARecordForEveryRun) {
+TEST_F(Recorder, AppendsARecordForEveryRun) {
     Run(program_, L" -i \"a\"");
     Run(program_, L" -d \"b\"");
 
