@@ -47,11 +47,11 @@ TEST(FullPath, MayBeLongerThanMaxPath) {
     EXPECT_EQ(path, FullPath(path));
 }
 
-TEST(FullPath, OfNothingIsNothing) {
+TEST(FullPath, OfAnEmptyPathIsEmpty) {
     EXPECT_EQ(L"", FullPath(L""));
 }
 
-TEST(LongPath, IsEmptyWhereNothingIsThere) {
+TEST(LongPath, IsEmptyForAMissingPath) {
     const TemporaryFolder folder;
 
     EXPECT_EQ(folder.Path(), LongPath(folder.Path()));

@@ -14,7 +14,7 @@ struct Name {
 
 class IsOemNameOf : public testing::TestWithParam<Name> {};
 
-TEST_P(IsOemNameOf, Is) {
+TEST_P(IsOemNameOf, AcceptsOnlyNamesThatWindowsAssigns) {
     EXPECT_EQ(GetParam().isOemName, IsOemName(GetParam().name));
 }
 
@@ -23,7 +23,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Name{"OneDigit", L"oem0.inf", true}, Name{"ManyDigits", L"oem1234.inf", true},
                     Name{"Capitals", L"OEM7.INF", true}, Name{"NoDigit", L"oem.inf", false},
                     Name{"ALetter", L"oem1a.inf", false},
-                    Name{"ANameOfItsOwn", L"usbaapl64.inf", false},
+                    Name{"AnOriginalName", L"usbaapl64.inf", false},
                     Name{"AnotherExtension", L"oem1.pnf", false},
                     Name{"AnotherStart", L"aoem1.inf", false}, Name{"Nothing", L"", false}),
     [](const auto& row) { return row.param.description; });

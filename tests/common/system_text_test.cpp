@@ -10,11 +10,11 @@ using tools::SystemText;
 
 using FakeFormatMessage = FakeApi<"FormatMessageW", decltype(::FormatMessageW)>;
 
-TEST(SystemText, IsTheTextOfTheSystemAndTheCode) {
+TEST(SystemText, IsTheTextFromWindowsAndTheCode) {
     EXPECT_EQ(L"File not found. (error 2)", SystemText(ERROR_FILE_NOT_FOUND));
 }
 
-TEST(SystemText, SaysSoWhenTheSystemHasNone) {
+TEST(SystemText, SaysThatWindowsHasNoText) {
     EXPECT_EQ(L"The system has no text for this. (error 54321)", SystemText(54321));
 }
 
@@ -29,7 +29,7 @@ TEST(SystemText, FindsTheTextsOfTheSetupFunctionsUnderTheirResultCode) {
     EXPECT_EQ(L"Not from this program. (error 0xE0000235)", SystemText(0xE0000235u));
 }
 
-TEST(SystemText, WritesLargeCodesAsTheyAreLookedUp) {
+TEST(SystemText, WritesLargeCodesInHexadecimal) {
     EXPECT_EQ(L"The system has no text for this. (error 0xE0000101)", SystemText(0xE0000101u));
 }
 
