@@ -1,7 +1,7 @@
-// Compares the port test with the minimum that answers the same question: a bare socket, connect
-// and closesocket. A third variant also starts a thread that receives, as the port test does, and
-// so shows the cost of the thread alone. All three run in this process and take turns, call by
-// call, on a port where a thread accepts connections and on one where nothing listens.
+// Compares the port test with the least work that finds the same out: a bare socket, connect and
+// closesocket. A third variant also has a thread receive in between, as the port test does, and so
+// shows the cost of the thread. All run in this process and take turns, call by call, on a port
+// where a thread accepts connections and on a closed one.
 //
 //   bench_port_test [CALLS]
 
@@ -59,7 +59,7 @@ bool BareTestWithThread(std::uint16_t port) {
     return open;
 }
 
-// Accepts connections and closes each after the other side has closed it.
+// Accepts connections, and closes each one when the client does.
 class Listener {
 public:
     Listener() {

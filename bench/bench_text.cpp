@@ -1,5 +1,5 @@
-// Measures how fast lines are split and tokenized. The input doubles from row to row: if the cost
-// is linear, the time for a byte stays the same.
+// Measures how fast lines are split and tokenized. The input doubles from row to row; where the
+// time is linear, the time per byte stays the same.
 //
 //   bench_text [ROUNDS]
 
@@ -23,8 +23,8 @@ std::string Repeat(std::string_view piece, std::size_t size) {
     return text;
 }
 
-// Prints the shortest of `rounds` calls of `work(size)` for each size, and the time for a byte
-// relative to the first row. `work` returns how long it took, in microseconds.
+// Prints the least time of `rounds` calls of `work(size)` for each size, and the time per byte
+// relative to that of the first row. `work` returns the time that it took.
 template <typename Work>
 void Measure(const char* name, std::size_t first, std::size_t last, int rounds, Work work) {
     std::printf("%s\n     bytes        time     MB/s  per byte, against the first row\n", name);
@@ -40,7 +40,7 @@ void Measure(const char* name, std::size_t first, std::size_t last, int rounds, 
     }
 }
 
-// Consumes the results, so that the compiler cannot leave the work out.
+// Keeps the compiler from leaving out the counted work.
 volatile std::size_t g_sink = 0;
 
 void MeasureSplitter(const char* name, std::string_view line, int rounds) {

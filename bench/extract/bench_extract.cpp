@@ -1,9 +1,9 @@
-// Measures how long the extraction of an archive takes in this process and with 7-Zip's console
+// Measures how long it takes to extract an archive, in this process and with 7-Zip's console
 // program.
 //
 //   bench_extract ROUNDS CONSOLE ARCHIVE
 //
-// Prints a line for each value: its name, a tab, and the value in milliseconds or bytes.
+// Prints a line for each value: its name, a tab, and how many milliseconds or bytes it is.
 #include <windows.h>
 #include <shellapi.h>
 
@@ -42,13 +42,12 @@ void Extract(const std::wstring& archive, const std::wstring& folder) {
     if (result != 0) throw std::runtime_error("extraction ended with " + std::to_string(result));
 }
 
-// Returns the time that the console program prints: from the creation of its process to its last
-// line.
+// The time that the console program reports, from the creation of its process to its last line.
 double TimeInside(const ProgramRun& run) {
     const std::size_t line = run.output.find("Global ");
     const std::size_t equals = run.output.find('=', line);
     if (line == std::string::npos || equals == std::string::npos) {
-        throw std::runtime_error("the console program does not tell its time:\n" + run.output);
+        throw std::runtime_error("the console program does not report its time:\n" + run.output);
     }
     return 1000 * std::stod(run.output.substr(equals + 1));
 }
@@ -60,7 +59,7 @@ public:
           console_(Quoted(console)),
           own_(Quoted(ProgramFolder() + L"\\extract_once.exe")) {}
 
-    // Both sides must do the same work, with everything they read in the system's cache.
+    // Both sides must do the same work, and have everything they read in the system's cache.
     void WarmUp() const {
         const TemporaryFolder ours;
         const TemporaryFolder theirs;
@@ -79,7 +78,8 @@ public:
         Print("unpacked", std::accumulate(sizes.begin(), sizes.end(), 0.0));
     }
 
-    // Takes one value of each kind in turn, so that all meet the machine in the same state.
+    // One value of each kind, measured one after another so that the machine is in the same state
+    // for all.
     void MeasureTimes() const {
         Print("extract", TimeOfExtract());
         MeasureConsoleExtract();
@@ -124,7 +124,7 @@ private:
 
     std::wstring archive_;
     std::wstring console_;
-    std::wstring own_;  // extract_once.exe, which extracts with SevenZipExtractor
+    std::wstring own_;  // does the same with SevenZipExtractor
 };
 
 void Compare(int rounds, const std::wstring& console, const std::wstring& archive) {

@@ -11,7 +11,7 @@ namespace intl = SevenZip::intl;
 
 namespace {
 
-// Accepts no contents, and counts the items that fail to decode.
+// Accepts no item's contents, and counts the items that failed.
 class TestCallback final : public intl::ComObject<IArchiveExtractCallback> {
 public:
     [[nodiscard]] int Failures() const { return failures_; }

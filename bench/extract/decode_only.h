@@ -2,6 +2,7 @@
 
 #include <string>
 
-// Decodes a 7z archive and checks its checksums as ExtractTo does, with the same handler and
-// streams, but writes nothing. Throws std::runtime_error if the archive is damaged.
+// Decodes a 7z archive and verifies its checksums as ExtractTo would, with the same handler and the
+// same streams, but writes nothing. Throws a std::runtime_error when the archive is damaged or
+// cannot be read.
 void DecodeOnly(const std::wstring& archivePath);

@@ -1,5 +1,5 @@
-// Extracts an archive into a folder with SevenZipExtractor and does nothing else, so that it can be
-// measured from outside like 7-Zip's console program. Without arguments it does nothing at all.
+// Extracts an archive into a folder with SevenZipExtractor, to be measured from outside like
+// 7-Zip's console program. Does nothing without arguments.
 //
 //   extract_once [ARCHIVE FOLDER]
 #include <windows.h>

@@ -2,12 +2,12 @@
 
 #include <string>
 
-// The result of a program that has ended.
+// What a run of a program took and wrote.
 struct ProgramRun {
-    double milliseconds;  // from just before its start to its end
+    double milliseconds;  // from before its start until after its end
     std::string output;
 };
 
-// Runs a program to its end. Throws std::runtime_error if it cannot be started or its exit code is
-// not 0.
+// Runs a program until it ends. Throws a std::runtime_error when it cannot be started or does not
+// end with code 0.
 [[nodiscard]] ProgramRun RunProgram(const std::wstring& commandLine);
