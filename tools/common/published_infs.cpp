@@ -33,11 +33,18 @@ bool IsOemName(std::wstring_view name) {
            std::all_of(number.begin(), number.end(), IsDigit);
 }
 
+// Windows publishes under names of its own ("oem12.inf"). Wine publishes a package under the
+// package's own name as long as no other INF file has that name.
+bool MayBePublishedAs(std::wstring_view name, std::wstring_view original) {
+    return IsOemName(name) || EqualIgnoringCase(name, original);
+}
+
 std::wstring PublishedPath(std::wstring_view name) {
     return WindowsFolder() + L"\\inf\\" + std::wstring(name);
 }
 
 std::optional<std::wstring> QueryOriginalName(const std::wstring& path) {
+    // The first call asks for the size of the information, the second fills it in.
     DWORD size = 0;
     if (!::SetupGetInfInformationW(path.c_str(), INFINFO_INF_NAME_IS_ABSOLUTE, nullptr, 0, &size)) {
         return std::nullopt;

@@ -4,20 +4,25 @@
 #include <string>
 #include <string_view>
 
-// The INF files in Windows' own INF folder, where the packages of the driver store are published.
+// The INF files in the INF folder of Windows. Windows publishes each package of the driver store by
+// a copy of its INF file there.
 
 namespace tools {
 
-// Whether Windows gives such a name to the INF of a package that is not its own: "oem", a number
-// and ".inf".
+// Whether `name` is one that Windows gives to the INF file of a third-party package: "oem", a
+// number and ".inf". Case does not matter.
 [[nodiscard]] bool IsOemName(std::wstring_view name);
 
-// The full path of the published INF file of that name, which may be a pattern.
+// Whether an INF file called `name` in that folder may be the published copy of one that was called
+// `original`. Only a filter: most files that pass it belong to other packages.
+[[nodiscard]] bool MayBePublishedAs(std::wstring_view name, std::wstring_view original);
+
+// The full path of the published INF file called `name`, which may be a pattern.
 [[nodiscard]] std::wstring PublishedPath(std::wstring_view name);
 
-// The name that the INF file at the full path `path` had before Windows published it. Windows
-// answers with the file's present name where it has recorded none. Empty when the file is not an
-// INF file that Windows can read.
+// The name that the INF file at the full path `path` had before Windows published it. Where Windows
+// has recorded none, it answers with the file's present name. Empty when Windows cannot read the
+// file as an INF file.
 [[nodiscard]] std::optional<std::wstring> QueryOriginalName(const std::wstring& path);
 
 }  // namespace tools

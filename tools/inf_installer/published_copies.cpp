@@ -9,18 +9,13 @@
 namespace installer {
 
 using tools::EqualIgnoringCase;
-using tools::IsOemName;
+using tools::MayBePublishedAs;
 using tools::PublishedPath;
 using tools::QueryOriginalName;
 
 namespace {
 
-// Wine publishes a package under its own name while no other INF has it. Windows never does: there
-// such a file is a part of Windows, which Windows refuses to uninstall.
-bool MayBePublishedCopy(std::wstring_view name, const InfFile& given) {
-    return IsOemName(name) || EqualIgnoringCase(name, given.name);
-}
-
+// False also when the file cannot be read: what is not known to be a copy is not removed.
 bool IsPublishedCopy(const std::wstring& name, const InfFile& given) {
     const std::wstring path = PublishedPath(name);
     std::optional<std::wstring> originalName = QueryOriginalName(path);
@@ -32,6 +27,7 @@ bool IsPublishedCopy(const std::wstring& name, const InfFile& given) {
 }  // namespace
 
 bool IsPublishedCopyOf(const PublishedInf& published, const InfFile& given) {
+    // Windows answers with the published name where it has recorded no original name.
     const bool isRecorded = !EqualIgnoringCase(published.originalName, published.name);
     if (isRecorded && !EqualIgnoringCase(published.originalName, given.name)) return false;
     return published.content == given.content;
@@ -40,8 +36,10 @@ bool IsPublishedCopyOf(const PublishedInf& published, const InfFile& given) {
 std::vector<std::wstring> FindPublishedCopies(const InfFile& given) {
     std::vector<std::wstring> names;
     (void)ForEachEntry(PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
+        // The size excludes most files without opening them: the folder may hold thousands.
         if (IsDirectory(entry) || entry.nFileSizeLow != given.content.size()) return;
-        if (MayBePublishedCopy(entry.cFileName, given) && IsPublishedCopy(entry.cFileName, given)) {
+        if (MayBePublishedAs(entry.cFileName, given.name) &&
+            IsPublishedCopy(entry.cFileName, given)) {
             names.emplace_back(entry.cFileName);
         }
     });

@@ -22,7 +22,7 @@ namespace ctl {
 using tools::EqualIgnoringCase;
 using tools::FileNameOf;
 using tools::IsElevated;
-using tools::IsOemName;
+using tools::MayBePublishedAs;
 using tools::ParentFolder;
 using tools::PublishedPath;
 using tools::QueryOriginalName;
@@ -78,7 +78,7 @@ std::vector<FileFacts> FindPublished(std::wstring_view infName) {
     std::vector<FileFacts> found;
     (void)ForEachEntry(PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
         const std::wstring_view name = entry.cFileName;
-        if (!IsOemName(name) && !EqualIgnoringCase(name, infName)) return;
+        if (!MayBePublishedAs(name, infName)) return;
         const std::wstring path = PublishedPath(name);
         const std::optional<std::wstring> original = QueryOriginalName(path);
         if (original && EqualIgnoringCase(*original, infName))
