@@ -15,7 +15,7 @@ TEST(SystemText, IsTheTextFromWindowsAndTheCode) {
 }
 
 TEST(SystemText, SaysThatWindowsHasNoText) {
-    EXPECT_EQ(L"The system has no text for this. (error 54321)", SystemText(54321));
+    EXPECT_EQ(L"Windows has no message for this code. (error 54321)", SystemText(54321));
 }
 
 TEST(SystemText, FindsTheTextsOfTheSetupFunctionsUnderTheirResultCode) {
@@ -30,7 +30,7 @@ TEST(SystemText, FindsTheTextsOfTheSetupFunctionsUnderTheirResultCode) {
 }
 
 TEST(SystemText, WritesLargeCodesInHexadecimal) {
-    EXPECT_EQ(L"The system has no text for this. (error 0xE0000101)", SystemText(0xE0000101u));
+    EXPECT_EQ(L"Windows has no message for this code. (error 0xE0000101)", SystemText(0xE0000101u));
 }
 
 }  // namespace

@@ -6,8 +6,9 @@ namespace tools {
 
 namespace {
 
-// A process without a console may have either value for "none".
-bool IsOpen(const void* output) {
+// GetStdHandle returns null in a process without standard handles, and INVALID_HANDLE_VALUE when it
+// fails.
+bool IsOpen(HANDLE output) {
     return output != nullptr && output != INVALID_HANDLE_VALUE;
 }
 

@@ -14,8 +14,8 @@ bool IsElevated() {
                                     administrators.Receive())) {
         return false;
     }
-    // An administrator who has not elevated has a token in which the group only denies. Such a
-    // group does not count as membership.
+    // A user who is an administrator but runs without elevation has a token in which the group is
+    // for denying only. CheckTokenMembership does not count such a group.
     BOOL isMember = FALSE;
     return ::CheckTokenMembership(nullptr, administrators.Get(), &isMember) && isMember;
 }

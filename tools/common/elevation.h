@@ -2,8 +2,8 @@
 
 namespace tools {
 
-// Whether this process has the rights of an administrator now, which installing and removing driver
-// packages takes. False also when the system cannot be asked.
+// Whether this process has administrator rights at the moment. Installing and removing driver
+// packages needs them. Also false when Windows cannot answer.
 [[nodiscard]] bool IsElevated();
 
 }  // namespace tools

@@ -11,8 +11,9 @@ std::size_t LengthOfFolder(std::wstring_view path) {
     return separator == std::wstring_view::npos ? 0 : separator + 1;
 }
 
-// Calls a function that writes a path into a buffer and returns its length: without the terminator
-// when it fits, with it when the buffer is too small, and 0 when it fails.
+// Calls a function that writes a path into a buffer and returns a length: that of the path when it
+// fits, the size that the buffer needs (terminator included) when it does not, and 0 when the call
+// fails. Returns an empty path in the last case, and when the path grows between two calls.
 template <typename Function>
 std::wstring PathFrom(Function function) {
     std::wstring path(MAX_PATH, L'\0');
@@ -54,6 +55,8 @@ std::wstring LongPath(const std::wstring& path) {
 }
 
 std::wstring WindowsFolder() {
+    // In a terminal session GetWindowsDirectoryW may name a folder of the user's own, in which
+    // nothing is published. This function always names the folder of the machine.
     return PathFrom(::GetSystemWindowsDirectoryW);
 }
 
@@ -62,8 +65,8 @@ std::wstring SystemFolder() {
 }
 
 std::wstring ProgramPath() {
-    // Unlike the functions above, this one does not tell how long the buffer has to be. No path is
-    // longer than this.
+    // Unlike the functions above, this one does not return the size that the buffer needs. No path
+    // of Windows is longer than 32,767 characters.
     std::wstring path(32'768, L'\0');
     path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
     return path;

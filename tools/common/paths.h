@@ -3,29 +3,30 @@
 #include <string>
 #include <string_view>
 
-// Paths of files and of the system's folders, as text: nothing here opens what a path names.
+// Paths of files and of the system's folders. Nothing here opens what a path names; only LongPath
+// looks at the disk.
 
 namespace tools {
 
-// What follows the last backslash, slash or colon of `path`.
+// The part of `path` after the last backslash, slash or colon.
 [[nodiscard]] std::wstring_view FileNameOf(std::wstring_view path);
 
-// What comes before the file name, its separator included; `path` is FolderOf + FileNameOf.
+// The part of `path` before the file name, including the separator: `path` is FolderOf followed by
+// FileNameOf.
 [[nodiscard]] std::wstring_view FolderOf(std::wstring_view path);
 
-// The folder of a file without the backslash at its end, to which the library appends names that
-// begin with one. Empty when `path` has no backslash.
+// The folder of a file without its final backslash, as the library's routines expect it: they
+// append names that begin with one. Empty when `path` has no backslash.
 [[nodiscard]] std::wstring ParentFolder(const std::wstring& path);
 
-// `path` from the drive on, resolved against the current folder; as it is when Windows cannot.
+// `path` with its drive, resolved against the current folder; `path` unchanged when Windows cannot
+// resolve it.
 [[nodiscard]] std::wstring FullPath(const std::wstring& path);
 
-// `path` with the long name of each component in place of a short 8.3 one. Empty when nothing is
-// there.
+// `path` with each short 8.3 name replaced by the long name. Empty when nothing exists at `path`.
 [[nodiscard]] std::wstring LongPath(const std::wstring& path);
 
-// The system's folders, without a backslash at the end. Windows' own folder is the machine's, also
-// in a terminal session that has one of its own.
+// The system's folders, without a final backslash; empty when Windows does not name them.
 [[nodiscard]] std::wstring WindowsFolder();
 [[nodiscard]] std::wstring SystemFolder();
 

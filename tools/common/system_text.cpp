@@ -11,8 +11,10 @@ namespace {
 
 using MessageBuffer = std::array<wchar_t, 1024>;
 
-// Texts of the set-up functions are in setupapi.dll; where that is not loaded, the system's own
-// texts are all there is.
+// Empty when there is no message for `error`. The messages of the setup functions are in
+// setupapi.dll, which FormatMessageW searches before the system's own. Insertions stay unfilled,
+// because only the function that failed knows their values. The mask removes the line breaks, so
+// that a message takes one line of a log.
 std::wstring FormatSystemMessage(DWORD error) {
     MessageBuffer text{};
     DWORD length =
@@ -24,8 +26,8 @@ std::wstring FormatSystemMessage(DWORD error) {
     return std::wstring(text.data(), length);
 }
 
-// The set-up functions have codes of their own, from 0xE0000000, and their texts are filed under
-// the HRESULT that belongs to such a code.
+// The setup functions have codes of their own, from 0xE0000000 on. Their messages are stored under
+// the HRESULT that corresponds to the code.
 bool IsSetupError(DWORD error) {
     return (error & (APPLICATION_ERROR_MASK | ERROR_SEVERITY_ERROR)) ==
            (APPLICATION_ERROR_MASK | ERROR_SEVERITY_ERROR);
@@ -38,7 +40,8 @@ std::wstring SystemText(DWORD error) {
     if (text.empty() && IsSetupError(error)) {
         text = FormatSystemMessage(static_cast<DWORD>(HRESULT_FROM_SETUPAPI(error)));
     }
-    if (text.empty()) text = L"The system has no text for this.";
+    if (text.empty()) text = L"Windows has no message for this code.";
+    // Windows' codes are documented in decimal, those of the setup functions in hexadecimal.
     MessageBuffer code{};
     (void)swprintf_s(code.data(), code.size(),
                      error > 0xFFFF ? L" (error 0x%08lX)" : L" (error %lu)", error);

@@ -6,8 +6,9 @@
 
 namespace tools {
 
-// The system's own text for an error code of Windows or of its set-up functions, in the user's
-// language, and the code: "Access denied. (error 5)". A code without a text is given as such.
+// The message that Windows or its setup functions have for an error code, in the user's language,
+// followed by the code: "Access denied. (error 5)". Never empty: a code without a message gets a
+// sentence that says so.
 [[nodiscard]] std::wstring SystemText(DWORD error);
 
 }  // namespace tools

@@ -12,7 +12,8 @@ std::wstring Upper(std::wstring_view text) {
     return upper;
 }
 
-// Both conversions ask for the size first: a length given in characters writes no terminator.
+// The first call returns the size, the second converts. With an explicit length neither of them
+// counts or writes a terminator.
 std::wstring ToWide(std::string_view bytes, UINT codePage) {
     const int length = static_cast<int>(bytes.size());
     const int size = ::MultiByteToWideChar(codePage, 0, bytes.data(), length, nullptr, 0);
