@@ -237,7 +237,7 @@ TEST_F(Installing, SucceedsWhenTheDevicesHaveADriverThatIsAsGood) {
     EXPECT_EQ(0, copies_);
     EXPECT_THAT(
         Said(),
-        Contains("In the driver store; the devices present already have a driver that is as "
+        Contains("In the driver store; the present devices have a driver that is at least as "
                  "good: C:\\inf installer test\\stand_in.inf"));
 }
 
@@ -248,8 +248,8 @@ TEST_F(Installing, OnlyAddsToTheDriverStoreWhereWindowsCannotInstallOnDevices) {
 
     EXPECT_EQ(1, copies_);
     EXPECT_THAT(Said(),
-                ElementsAre("Added to the driver store, for devices to take it when they are next "
-                            "looked for: C:\\inf installer test\\stand_in.inf",
+                ElementsAre("Added to the driver store; devices use it after the next rescan: "
+                            "C:\\inf installer test\\stand_in.inf",
                             "It is published as oem902.inf."));
 }
 
@@ -379,8 +379,10 @@ TEST_F(Removing, RemovesThePackageFromItsDevicesAndLeavesItsNeighbours) {
     EXPECT_THAT(forced_, IsEmpty());
     EXPECT_THAT(NewlyPublished(),
                 ElementsAre(testing::Pair(L"oem905.inf", PackageText("a neighbour"))));
-    EXPECT_THAT(Said(),
-                ElementsAre("Removed oem901.inf, which was C:\\inf installer test\\stand_in.inf"));
+    EXPECT_THAT(
+        Said(),
+        ElementsAre(
+            "Removed oem901.inf, a published copy of C:\\inf installer test\\stand_in.inf"));
 }
 
 TEST_F(Removing, RemovesEveryCopy) {
@@ -418,8 +420,9 @@ TEST_F(Removing, ForcesTheRemovalWhenDiUninstallDriverFails) {
     EXPECT_THAT(forced_, ElementsAre(L"oem901.inf"));
     EXPECT_THAT(
         Said(),
-        ElementsAre("Windows did not take oem901.inf from its devices. Access denied. (error 5)",
-                    "Removed oem901.inf, which was C:\\inf installer test\\stand_in.inf"));
+        ElementsAre(
+            "Windows did not uninstall oem901.inf from its devices. Access denied. (error 5)",
+            "Removed oem901.inf, a published copy of C:\\inf installer test\\stand_in.inf"));
 }
 
 TEST_F(Removing, RemembersThatARestartIsNeededWhenItForcesTheRemoval) {
@@ -464,8 +467,9 @@ TEST_F(Removing, ContinuesWithTheNextCopyWhenOneIsRefused) {
     EXPECT_EQ(ExitCode::kRefused, Run());
 
     EXPECT_THAT(forced_, testing::UnorderedElementsAre(L"oem901.inf", L"oem902.inf"));
-    EXPECT_THAT(Said(),
-                Contains("Removed oem902.inf, which was C:\\inf installer test\\stand_in.inf"));
+    EXPECT_THAT(
+        Said(),
+        Contains("Removed oem902.inf, a published copy of C:\\inf installer test\\stand_in.inf"));
 }
 
 TEST_F(Removing, SucceedsWhenNothingIsPublished) {
@@ -475,8 +479,8 @@ TEST_F(Removing, SucceedsWhenNothingIsPublished) {
 
     EXPECT_THAT(windows_.diUninstall.paths, IsEmpty());
     EXPECT_THAT(forced_, IsEmpty());
-    EXPECT_THAT(Said(), ElementsAre("Nothing to remove: no published package is C:\\inf installer "
-                                    "test\\other.inf"));
+    EXPECT_THAT(Said(), ElementsAre("Nothing to remove: C:\\inf installer test\\other.inf is not "
+                                    "published"));
 }
 
 TEST_F(Removing, ForcesTheRemovalOfAnInfWithoutAnOemName) {
@@ -508,7 +512,8 @@ TEST_F(Removing, ChangesNothingInADryRun) {
     EXPECT_THAT(forced_, IsEmpty());
     EXPECT_THAT(
         Said(),
-        ElementsAre("Would remove oem901.inf, which is C:\\inf installer test\\stand_in.inf"));
+        ElementsAre(
+            "Would remove oem901.inf, a published copy of C:\\inf installer test\\stand_in.inf"));
 }
 
 TEST_F(Removing, ReportsInADryRunThatThereIsNothingToRemove) {
@@ -554,7 +559,7 @@ TEST_F(Executing, ReportsTheLineInWhichAnInfIsDamaged) {
 
     EXPECT_EQ(ExitCode::kInfUnreadable, ExecuteTest::Run(Request::Action::kInstall));
 
-    EXPECT_THAT(Said(), ElementsAre(StartsWith("Not a usable INF file in line 3: C:\\inf installer "
+    EXPECT_THAT(Said(), ElementsAre(StartsWith("Not a usable INF file (line 3): C:\\inf installer "
                                                "test\\damaged.inf. ")));
     EXPECT_THAT(windows_.diInstall.paths, IsEmpty());
 }

@@ -13,18 +13,14 @@ using tools::FileNameOf;
 const std::wstring_view kUsage =
     L"Installs or removes one driver package.\n"
     L"\n"
-    L"  -i \"<inf>\"     add the package to the driver store and install it on the devices "
-    L"present\n"
+    L"  -i \"<inf>\"     add the package to the driver store and install it on present devices\n"
     L"  -d \"<inf>\"     remove every published copy of exactly this package\n"
     L"  --log <file>   also append every message to this file\n"
-    L"  --dry-run      only tell what would be done\n"
+    L"  --dry-run      print what would be done, and do nothing\n"
     L"  --help         show this text\n"
     L"\n"
-    L"It ends with 0 when it is done, 1 when it was called wrongly, 2 when the INF file is missing "
-    L"or\n"
-    L"unreadable, 3 when administrator rights are missing, 4 when Windows refused, and 10 when it "
-    L"is\n"
-    L"done but Windows has to be restarted.";
+    L"Exit codes: 0 done, 1 wrong usage, 2 INF file missing or unreadable, 3 no administrator\n"
+    L"rights, 4 refused by Windows, 10 done but Windows has to be restarted.";
 
 namespace {
 
@@ -44,7 +40,8 @@ std::wstring_view WithoutExtension(std::wstring_view name) {
     return name.substr(0, name.rfind(L'.'));
 }
 
-// The end of the first path in `text` whose last component is `name`; kNowhere when there is none.
+// The end of the first path in `text` whose last component is `name`, followed by a blank or by the
+// end of the text. kNowhere when there is none.
 std::size_t EndOfPathTo(std::wstring_view text, std::wstring_view name) {
     for (std::size_t start = 0; start < text.size(); ++start) {
         const bool startsComponent = start == 0 || FileNameOf(text.substr(0, start)).empty();
@@ -53,10 +50,10 @@ std::size_t EndOfPathTo(std::wstring_view text, std::wstring_view name) {
     return kNowhere;
 }
 
-// The length of the program in front of the arguments. An unquoted path is told from the arguments
-// by what the program is known to be: its full path, or at least its file name where it was started
-// through another spelling of its folder. Only a program started by a name unlike its own, such as
-// a short 8.3 name, is taken to end at the first blank.
+// The length of the program's path at the start of the command line. An unquoted path may contain
+// blanks. It is recognised by what is known about the program: its full path or, when it was
+// started through another spelling of its folder, its file name with or without the extension. Only
+// a program that was started by another name, such as a short 8.3 name, ends at the first blank.
 std::size_t LengthOfProgram(std::wstring_view commandLine, std::wstring_view programPath) {
     if (commandLine.starts_with(L'"')) {
         const std::size_t quote = commandLine.find(L'"', 1);
@@ -64,6 +61,7 @@ std::size_t LengthOfProgram(std::wstring_view commandLine, std::wstring_view pro
     }
     if (StartsWithWord(commandLine, programPath)) return programPath.size();
 
+    // The INF path may contain the program's name too, so the search ends at the first quote.
     const std::wstring_view unquoted = commandLine.substr(0, commandLine.find(L'"'));
     const std::wstring_view fileName = FileNameOf(programPath);
     for (const std::wstring_view name : {fileName, WithoutExtension(fileName)}) {
@@ -75,15 +73,17 @@ std::size_t LengthOfProgram(std::wstring_view commandLine, std::wstring_view pro
 }
 
 struct Word {
-    std::wstring text;
-    bool quoted = false;     // it starts with a quote, so it is no option
-    bool terminated = true;  // false when its last quote has no partner
+    std::wstring text;       // without its quotes
+    bool quoted = false;     // it starts with a quote, so it is not an option
+    bool terminated = true;  // false when its last quote is not closed
 };
 
+// Splits the arguments at blanks that are outside quotes. Backslashes escape nothing.
 class Words {
 public:
     explicit Words(std::wstring_view text) : rest_(text) {}
 
+    // Empty after the last word.
     std::optional<Word> Next() {
         const std::size_t start = rest_.find_first_not_of(kBlanks);
         if (start == kNowhere) return std::nullopt;
@@ -108,6 +108,7 @@ private:
     std::wstring_view rest_;
 };
 
+// Reads the words of one command line. The first problem ends the reading.
 class Parser {
 public:
     explicit Parser(std::wstring_view arguments) : words_(arguments) {}
@@ -119,7 +120,7 @@ public:
             Take(*word);
         }
         if (result_.problem.empty() && result_.request.action == Request::Action::kNone) {
-            result_.problem = L"Nothing was asked for.";
+            result_.problem = L"One of -i, -d and --help is required.";
         }
         return std::move(result_);
     }
@@ -150,23 +151,24 @@ private:
 
     void Choose(Request::Action action) {
         if (result_.request.action != Request::Action::kNone) {
-            Complain(L"Only one of -i, -d and --help can be asked for, and only once.", L"");
+            Complain(L"Only one of -i, -d and --help may be given, and only once.", L"");
         }
         result_.request.action = action;
     }
 
     void TakeOperand(const Word& option, std::wstring& value) {
+        // An unquoted word that starts like an option is one: its path was forgotten.
         const std::optional<Word> word = words_.Next();
         if (!word || word->text.empty() || (!word->quoted && word->text.starts_with(L'-'))) {
-            Complain(L"A path is missing behind ", option.text);
+            Complain(L"A path is missing after ", option.text);
         } else if (!word->terminated) {
-            Complain(L"The closing quote is missing behind ", word->text);
+            Complain(L"The closing quote is missing after ", word->text);
         } else {
             value = word->text;
         }
     }
 
-    // The first problem is the one to tell: what follows may only be its echo.
+    // Only the first problem is reported, because later ones may be consequences of it.
     void Complain(std::wstring_view what, std::wstring_view about) {
         if (result_.problem.empty()) result_.problem = std::wstring(what).append(about);
     }

@@ -15,20 +15,22 @@ struct Request {
     bool dryRun = false;
 };
 
+// The result of reading a command line.
 struct ParsedCommandLine {
-    Request request;       // when there is a problem: as far as it was understood
-    std::wstring problem;  // one sentence about what is wrong; empty when all is well
+    Request request;       // after a problem: what was read before it, for the sake of the log
+    std::wstring problem;  // what is wrong with the command line; empty when nothing is
 };
 
-// How the tool is called, for people.
+// The help text, several lines without a line end after the last.
 extern const std::wstring_view kUsage;
 
 // Reads the raw command line of the process whose program file is `programPath`.
 //
-// The command line has to be the raw one: the setup flows put the program's path in front unquoted,
-// blanks and all, and quote the INF path without escaping anything in it, so that the usual
-// splitting into words would cut the first and could misread the second. A double quote therefore
-// only ever starts or ends a stretch in which blanks are kept, and backslashes mean themselves.
+// The setup flows start the line with the program's path, unquoted even when it contains blanks,
+// and quote the INF path without escaping anything in it. The usual splitting into words would cut
+// the first path and could misread the second, so it must not happen before this. Here a double
+// quote only starts or ends a stretch that may contain blanks, and a backslash is an ordinary
+// character.
 [[nodiscard]] ParsedCommandLine ParseCommandLine(std::wstring_view commandLine,
                                                  std::wstring_view programPath);
 

@@ -2,13 +2,13 @@
 
 namespace installer {
 
-// How the tool ends.
+// The exit codes of the tool. docs/inf-installer.md lists them for callers.
 enum class ExitCode : int {
     kDone = 0,
     kWrongUsage = 1,
     kInfUnreadable = 2,
     kNotElevated = 3,
-    kRefused = 4,  // by Windows; its text and code have been told
+    kRefused = 4,  // by Windows; its message and code have been reported
     kDoneButRestartNeeded = 10,
 };
 

@@ -16,8 +16,10 @@ using tools::SystemText;
 
 namespace {
 
+// Far above the size of any INF file. It bounds the memory that a wrong path can cost.
 constexpr LONGLONG kLargestInf = LONGLONG{16} * 1024 * 1024;
 
+// How Unique (platform/unique_handle.h) holds and closes an opened INF file.
 struct InfTraits {
     using Value = HINF;
     static Value Empty() noexcept { return INVALID_HANDLE_VALUE; }
@@ -25,19 +27,22 @@ struct InfTraits {
 };
 using UniqueInf = Unique<InfTraits>;
 
-// Published packages are recognised by the long name of their file.
+// Windows records the long name of a published INF file, so the given file is compared by its long
+// name.
 std::wstring FullLongPath(const std::wstring& path) {
     const std::wstring full = FullPath(path);
     const std::wstring longPath = LongPath(full);
     return longPath.empty() ? full : longPath;
 }
 
+// Why SetupAPI cannot parse the INF file at `path`, as a sentence; empty when it can. The path must
+// be full: SetupAPI looks for a bare name in the system's INF folder.
 std::wstring Parse(const std::wstring& path) {
     UINT line = 0;
     const UniqueInf inf(::SetupOpenInfFileW(path.c_str(), nullptr, INF_STYLE_WIN4, &line));
     if (inf) return L"";
     const DWORD error = ::GetLastError();
-    const std::wstring place = line == 0 ? L"" : L" in line " + std::to_wstring(line);
+    const std::wstring place = line == 0 ? L"" : L" (line " + std::to_wstring(line) + L")";
     return L"Not a usable INF file" + place + L": " + path + L". " + SystemText(error);
 }
 
@@ -59,6 +64,7 @@ InfReading ReadInf(const std::wstring& path) {
 }
 
 std::optional<std::string> ReadBytes(const std::wstring& path) {
+    // Another program may be reading the file, or even replacing it.
     constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ, shareAll, nullptr,
                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));

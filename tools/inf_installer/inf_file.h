@@ -8,23 +8,25 @@
 
 namespace installer {
 
-// An INF file that the tool was given.
+// The INF file that the tool was given.
 struct InfFile {
     std::wstring path;    // full
     std::wstring name;    // the last component of the path
-    std::string content;  // every byte
+    std::string content;  // every byte of the file
 };
 
+// The result of reading an INF file: the file or a problem.
 struct InfReading {
     std::optional<InfFile> inf;
-    std::wstring problem;  // why there is none, as a sentence
+    std::wstring problem;  // a sentence; empty when there is a file
 };
 
-// Reads the INF file at `path` and lets the system parse it.
+// Reads the INF file at `path`, which may be relative, and has SetupAPI check its syntax. Its
+// catalog and the other files of the package are not looked at.
 [[nodiscard]] InfReading ReadInf(const std::wstring& path);
 
-// Every byte of the file at `path`. Empty, with the last error set, when it cannot be read or is
-// larger than any INF file could be.
+// Every byte of the file at `path`. Empty, with the reason in GetLastError(), when the file cannot
+// be read or is larger than 16 MiB.
 [[nodiscard]] std::optional<std::string> ReadBytes(const std::wstring& path);
 
 }  // namespace installer

@@ -23,12 +23,14 @@ using tools::SystemText;
 
 namespace {
 
+// The exit code of a success, after a message about a restart where one is needed.
 ExitCode Done(bool restartNeeded, Report& report) {
     if (!restartNeeded) return ExitCode::kDone;
     report.Say(L"Windows has to be restarted to complete this.");
     return ExitCode::kDoneButRestartNeeded;
 }
 
+// Reports that Windows refused to do `action`, and why.
 ExitCode Refused(std::wstring_view action, DWORD error, Report& report) {
     report.Say(L"Windows refused to " + std::wstring(action) + L". " + SystemText(error));
     return ExitCode::kRefused;
@@ -40,7 +42,8 @@ void ListPublishedCopies(const InfFile& inf, Report& report) {
     }
 }
 
-// Windows has the package then, and no device present would be better off with it.
+// ERROR_NO_MORE_ITEMS means that the package is in the driver store, and that every present device
+// it fits has a driver that is at least as good.
 bool IsSuccess(const CallResult& result) {
     return result.error == ERROR_SUCCESS || result.error == ERROR_NO_MORE_ITEMS;
 }
@@ -50,16 +53,15 @@ ExitCode Install(const InfFile& inf, Report& report) {
     if (installed && !IsSuccess(*installed))
         return Refused(L"install " + inf.path, installed->error, report);
 
-    // Success alone is not trusted: Wine's function reports it and does nothing.
+    // A success counts only when the package is published. Wine's function reports success without
+    // doing anything.
     if (!installed || FindPublishedCopies(inf).empty()) {
         const CallResult added = AddToDriverStore(inf.path);
         if (added.error != ERROR_SUCCESS) return Refused(L"add " + inf.path, added.error, report);
-        report.Say(
-            L"Added to the driver store, for devices to take it when they are next looked for: " +
-            inf.path);
+        report.Say(L"Added to the driver store; devices use it after the next rescan: " + inf.path);
     } else if (installed->error == ERROR_NO_MORE_ITEMS) {
         report.Say(
-            L"In the driver store; the devices present already have a driver that is as good: " +
+            L"In the driver store; the present devices have a driver that is at least as good: " +
             inf.path);
     } else {
         report.Say(L"Installed: " + inf.path);
@@ -68,23 +70,25 @@ ExitCode Install(const InfFile& inf, Report& report) {
     return Done(installed && installed->restartNeeded, report);
 }
 
+// Here too a success counts only when the INF file is no longer published.
 CallResult RemoveForcibly(const std::wstring& name) {
     CallResult result = RemoveFromDriverStore(name);
     if (result.error == ERROR_SUCCESS && FileOrFolderExists(PublishedPath(name))) {
-        result.error = ERROR_FILE_EXISTS;  // success alone is not trusted here either
+        result.error = ERROR_FILE_EXISTS;
     }
     return result;
 }
 
-// The devices are asked to let go of the package first where Windows can do that. Where it cannot,
-// or will not, the package is taken out of the driver store all the same. A name that is not one of
-// a published package is never uninstalled from devices: it could be a part of Windows.
+// Uninstalls the package from its devices first, where Windows can do that, so that they do not
+// keep a driver without a package. Where Windows cannot or refuses, the package is removed from the
+// driver store all the same. A package without an OEM name is never uninstalled from devices: on
+// Windows it would be a part of Windows itself.
 CallResult Uninstall(const std::wstring& name, Report& report) {
     const std::optional<CallResult> fromDevices =
         IsOemName(name) ? UninstallFromDevices(PublishedPath(name)) : std::nullopt;
     if (!fromDevices) return RemoveForcibly(name);
     if (fromDevices->error != ERROR_SUCCESS) {
-        report.Say(L"Windows did not take " + name + L" from its devices. " +
+        report.Say(L"Windows did not uninstall " + name + L" from its devices. " +
                    SystemText(fromDevices->error));
         return RemoveForcibly(name);
     }
@@ -92,38 +96,43 @@ CallResult Uninstall(const std::wstring& name, Report& report) {
     return {RemoveForcibly(name).error, fromDevices->restartNeeded};
 }
 
-ExitCode Remove(const InfFile& inf, Report& report) {
-    const std::vector<std::wstring> names = FindPublishedCopies(inf);
-    if (names.empty()) report.Say(L"Nothing to remove: no published package is " + inf.path);
+// The published copies of the package, after a message when there are none. Finding none is a
+// success: the package is not installed, which is what a removal is for.
+std::vector<std::wstring> CopiesToRemove(const InfFile& inf, Report& report) {
+    std::vector<std::wstring> names = FindPublishedCopies(inf);
+    if (names.empty()) report.Say(L"Nothing to remove: " + inf.path + L" is not published");
+    return names;
+}
 
+// A refusal does not end the removal, because the other copies can still be removed.
+ExitCode Remove(const InfFile& inf, Report& report) {
     bool restartNeeded = false;
     ExitCode refusal = ExitCode::kDone;
-    for (const std::wstring& name : names) {
+    for (const std::wstring& name : CopiesToRemove(inf, report)) {
         const CallResult result = Uninstall(name, report);
         if (result.error != ERROR_SUCCESS) {
             refusal = Refused(L"remove " + name, result.error, report);
             continue;
         }
-        report.Say(L"Removed " + name + L", which was " + inf.path);
+        report.Say(L"Removed " + name + L", a published copy of " + inf.path);
         restartNeeded = restartNeeded || result.restartNeeded;
     }
     return refusal == ExitCode::kDone ? Done(restartNeeded, report) : refusal;
 }
 
-ExitCode TellWhatWouldBeDone(Request::Action action, const InfFile& inf, Report& report) {
+ExitCode ReportPlan(Request::Action action, const InfFile& inf, Report& report) {
     if (action == Request::Action::kInstall) {
         report.Say(L"Would install " + inf.path);
         ListPublishedCopies(inf, report);
         return ExitCode::kDone;
     }
-    const std::vector<std::wstring> names = FindPublishedCopies(inf);
-    if (names.empty()) report.Say(L"Nothing to remove: no published package is " + inf.path);
-    for (const std::wstring& name : names) {
-        report.Say(L"Would remove " + name + L", which is " + inf.path);
+    for (const std::wstring& name : CopiesToRemove(inf, report)) {
+        report.Say(L"Would remove " + name + L", a published copy of " + inf.path);
     }
     return ExitCode::kDone;
 }
 
+// Everything that needs no rights is checked first, so that a dry run reports it too.
 ExitCode Perform(const Request& request, Report& report) {
     const InfReading reading = ReadInf(request.infPath);
     if (!reading.inf) {
@@ -133,10 +142,10 @@ ExitCode Perform(const Request& request, Report& report) {
     const std::wstring wrongTool = WrongToolMessage(kToolMachine, NativeMachine());
     if (!wrongTool.empty()) {
         report.Say(wrongTool);
-        report.Say(L"What Windows would answer: " + SystemText(ERROR_IN_WOW64));
+        report.Say(L"Windows would answer: " + SystemText(ERROR_IN_WOW64));
         return ExitCode::kRefused;
     }
-    if (request.dryRun) return TellWhatWouldBeDone(request.action, *reading.inf, report);
+    if (request.dryRun) return ReportPlan(request.action, *reading.inf, report);
     if (!IsElevated()) {
         report.Say(
             L"Administrator rights are needed: start this from an elevated program or prompt.");

@@ -6,7 +6,8 @@
 
 namespace installer {
 
-// Does what was asked for and tells about it.
+// Does what the command line asks for and reports each step to `report`. Returns the exit code of
+// the tool. Takes as long as Windows takes, a question to the user included.
 [[nodiscard]] ExitCode Execute(const ParsedCommandLine& commandLine, Report& report);
 
 }  // namespace installer

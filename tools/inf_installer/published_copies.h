@@ -8,20 +8,21 @@
 
 namespace installer {
 
-// An INF file in Windows' own INF folder. Its copies are what Windows publishes of a package.
+// An INF file in the INF folder of Windows.
 struct PublishedInf {
     std::wstring name;          // such as "oem3.inf"
-    std::wstring originalName;  // the name it had before it was published
-    std::string content;
+    std::wstring originalName;  // the name that it had before it was published; `name` where
+                                // Windows has recorded none
+    std::string content;        // every byte of the file
 };
 
-// Whether `published` is the very file `given`: the same original name, where one is recorded, and
-// the same bytes. Windows publishes an INF unchanged, because its catalog vouches for every byte,
-// so anything that differs is another package or another version of it.
+// Whether `published` is a copy of `given`: it has the same original name, where one is recorded,
+// and the same bytes. Windows publishes an INF file unchanged, because the signed catalog covers
+// every byte of it. A file that differs belongs to another package or another version.
 [[nodiscard]] bool IsPublishedCopyOf(const PublishedInf& published, const InfFile& given);
 
-// The names of the published INF files that are `given`, in the order in which the system lists
-// them.
+// The names of the published INF files that are copies of `given`, in the order in which the system
+// lists them. Empty also when the INF folder cannot be listed.
 [[nodiscard]] std::vector<std::wstring> FindPublishedCopies(const InfFile& given);
 
 }  // namespace installer

@@ -34,6 +34,8 @@ std::wstring LocalTime() {
 }  // namespace
 
 bool Report::OpenLog(const std::wstring& path, std::wstring_view firstLine) {
+    // With the right to append only, Windows puts each write at the end of the file. Two runs with
+    // one log do not overwrite each other's lines.
     log_.Reset(::CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                              nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     Log(firstLine);
@@ -51,6 +53,7 @@ void Report::Say(std::wstring_view message) {
     }
 }
 
+// A failed write is ignored: an installation does not stop because its log is on a full disk.
 void Report::Log(std::wstring_view message) {
     if (log_)
         (void)WriteAll(log_.Get(), ToUtf8(LocalTime() + L"  " + std::wstring(message) + L"\r\n"));

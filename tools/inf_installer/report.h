@@ -7,15 +7,18 @@
 
 namespace installer {
 
-// Tells people what happens: on standard output, if the tool has one, and in the log file, if one
-// was asked for. The setup flows start the tool without a window and look at nothing it says.
+// Writes the tool's messages to standard output, if the process has one, and to the log file, if
+// one was asked for. A tool that a setup flow started without a window has no visible output, so
+// the log is then the only place for its messages.
 class Report {
 public:
-    // Appends to the file at `path`, beginning with a line of its own. Returns false when the file
-    // cannot be written.
+    // Writes to the file at `path` from now on, after what the file contains already. `firstLine`
+    // is logged at once. Returns false when the file cannot be opened; messages then go to standard
+    // output only.
     [[nodiscard]] bool OpenLog(const std::wstring& path, std::wstring_view firstLine);
 
-    // Writes `message`, which may be several lines, and ends its last line.
+    // Writes `message`, whose lines are separated by '\n', and ends the last of them. In the log
+    // each line starts with the local time.
     void Say(std::wstring_view message);
 
 private:

@@ -8,7 +8,8 @@ WORD NativeMachine() {
     using IsWow64Process2 =
         BOOL(WINAPI*)(HANDLE process, USHORT * processMachine, USHORT * nativeMachine);
 
-    // The older probes tell an emulated process on ARM64 about the emulation, this one does not.
+    // On ARM64 the older probes describe the emulated processor to an emulated process. Only this
+    // function names the real one. Windows has it since Windows 10, version 1511.
     const auto isWow64Process2 = reinterpret_cast<IsWow64Process2>(reinterpret_cast<void*>(
         ::GetProcAddress(::GetModuleHandleW(L"kernel32"), "IsWow64Process2")));
     USHORT processMachine = 0;
@@ -31,8 +32,8 @@ std::wstring WrongToolMessage(WORD toolMachine, WORD nativeMachine) {
                    L"InfInstallerx86.exe.";
         default:
             return L"This Windows runs on a processor for which there is neither a tool nor a "
-                   L"driver package "
-                   L"(such as ARM64): driver packages cannot be installed or removed here.";
+                   L"driver package (such as ARM64): driver packages cannot be installed or "
+                   L"removed here.";
     }
 }
 
