@@ -6,10 +6,11 @@ namespace tools {
 
 namespace {
 
-// GetStdHandle returns null in a process without standard handles, and INVALID_HANDLE_VALUE when it
-// fails.
-bool IsOpen(HANDLE output) {
-    return output != nullptr && output != INVALID_HANDLE_VALUE;
+// Null in a process that has no such handle. GetStdHandle itself returns INVALID_HANDLE_VALUE when
+// it fails.
+HANDLE OutputOf(DWORD standardHandle) {
+    const HANDLE output = ::GetStdHandle(standardHandle);
+    return output == INVALID_HANDLE_VALUE ? nullptr : output;
 }
 
 bool IsConsole(HANDLE output) {
@@ -30,8 +31,8 @@ void WriteToFile(HANDLE file, std::string_view bytes) {
 }  // namespace
 
 void Print(DWORD standardHandle, std::wstring_view text) {
-    const HANDLE output = ::GetStdHandle(standardHandle);
-    if (!IsOpen(output)) return;
+    const HANDLE output = OutputOf(standardHandle);
+    if (output == nullptr) return;
     if (IsConsole(output)) {
         WriteToConsole(output, text);
     } else {
@@ -40,8 +41,8 @@ void Print(DWORD standardHandle, std::wstring_view text) {
 }
 
 void Print(DWORD standardHandle, std::string_view utf8) {
-    const HANDLE output = ::GetStdHandle(standardHandle);
-    if (!IsOpen(output)) return;
+    const HANDLE output = OutputOf(standardHandle);
+    if (output == nullptr) return;
     if (IsConsole(output)) {
         WriteToConsole(output, FromUtf8(utf8));
     } else {
