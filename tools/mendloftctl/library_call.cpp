@@ -1,14 +1,12 @@
 #include "mendloftctl/library_call.h"
 
-#include <algorithm>
-#include <cstring>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "common/text.h"
-#include "mendloftctl/child_process.h"
 #include "mendloftctl/debugger.h"
+#include "mendloftctl/worker_process.h"
 
 namespace ctl {
 
@@ -19,27 +17,18 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Kind = CallOutcome::Kind;
 
+// How late the time limit, Ctrl+C and a line of standard output may be noticed.
 constexpr std::chrono::milliseconds kWaitAtATime{50};
-
-std::int32_t LastError() {
-    return static_cast<std::int32_t>(::GetLastError());
-}
-
-UniqueFile OpenNowhere() {
-    SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
-    return UniqueFile(::CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
-}
 
 template <typename String>
 void TrimLineEnd(String& line) {
     while (line.ends_with('\n') || line.ends_with('\r')) line.pop_back();
 }
 
-// Puts lines together from the pieces that they come in.
+// Makes lines of the pieces that a pipe delivers, which may begin and end anywhere.
 class LineAssembler {
 public:
+    // Calls `take` with every line that `bytes` completes. What follows the last is held back.
     template <typename Take>
     void Add(std::string_view bytes, Take take) {
         rest_ += bytes;
@@ -48,6 +37,8 @@ public:
             rest_.erase(0, end + 1);
         }
     }
+
+    // Calls `take` with a last line that was not ended, if there is one.
     template <typename Take>
     void End(Take take) {
         if (!rest_.empty()) take(std::exchange(rest_, {}));
@@ -57,73 +48,47 @@ private:
     std::string rest_;
 };
 
-// Starts the worker process of one call, watches it and all that it starts, and hears its answer.
+CallOutcome OutcomeOf(const WorkerAnswer& answer) {
+    switch (answer.kind) {
+        case WorkerAnswer::kReturned:
+            return {Kind::kReturned, answer.value};
+        case WorkerAnswer::kLibraryNotLoaded:
+            return {Kind::kLibraryNotLoaded, answer.value};
+        default:
+            return {Kind::kFunctionMissing};
+    }
+}
+
+// Supervises the worker of one call, from its start to its answer.
 class Supervisor {
 public:
     Supervisor(const LibraryCall& call, const CallObserver& observer)
         : call_(call), observer_(observer) {}
 
     CallOutcome Run() {
-        if (!Start()) return {Kind::kNotStarted, LastError()};
+        if (!worker_.Start(call_, IsTraced())) {
+            return {Kind::kNotStarted, static_cast<std::int32_t>(::GetLastError())};
+        }
         const std::optional<Kind> ended = WaitForEnd();
         ReadLines();
-        lines_.End([this](std::string line) { TellLine(std::move(line)); });
-        if (const std::optional<CallOutcome> outcome = Answer()) return *outcome;
+        lines_.End([this](std::string line) { ReportLine(std::move(line)); });
+        // A complete answer counts even when the worker was ended right after it: the function has
+        // returned, and its result is true.
+        if (const std::optional<WorkerAnswer> answer = worker_.ReadAnswer()) {
+            return OutcomeOf(*answer);
+        }
         if (ended) return {*ended};
-        return {Kind::kCrashed, ExitCode()};
+        return {Kind::kCrashed, worker_.ExitCode()};
     }
 
 private:
     [[nodiscard]] bool IsTraced() const { return observer_.onLine != nullptr; }
 
-    bool Start() {
-        // Otherwise Windows gives a debugged process a heap that checks itself all the time.
-        ::SetEnvironmentVariableW(L"_NO_DEBUG_HEAP", L"1");
-        const UniqueFile nowhere = OpenNowhere();
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdInput = nowhere.Get();
-        startup.hStdOutput = IsTraced() ? output_.WritingEnd() : nowhere.Get();
-        startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
-        const bool started = Create(startup);
-        output_.CloseWritingEnd();
-        answer_.CloseWritingEnd();
-        return started && Release();
-    }
-
-    bool Create(STARTUPINFOW& startup) {
-        WorkerTask task = call_.task;
-        task.answer = answer_.WritingEnd();
-        std::wstring commandLine = L"\"" + call_.program + L"\" " + WorkerArguments(task);
-        const DWORD flags = CREATE_SUSPENDED | (IsTraced() ? DEBUG_ONLY_THIS_PROCESS : 0);
-        PROCESS_INFORMATION started{};
-        if (!::CreateProcessW(call_.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                              flags, nullptr, nullptr, &startup, &started)) {
-            return false;
-        }
-        process_.Reset(started.hProcess);
-        thread_.Reset(started.hThread);
-        return true;
-    }
-
-    // Lets the worker run, but not before it can be ended with all that it will start.
-    bool Release() {
-        if (call_.isolated && !tree_.Add(process_.Get())) {
-            const DWORD error = ::GetLastError();
-            (void)::TerminateProcess(process_.Get(), error);
-            ::SetLastError(error);
-            return false;
-        }
-        (void)::ResumeThread(thread_.Get());
-        return true;
-    }
-
-    // Why the worker was ended before its time; empty when it came to its own end.
+    // Why the worker was ended; empty when it ended by itself.
     std::optional<Kind> WaitForEnd() {
         const Clock::time_point start = Clock::now();
         std::chrono::milliseconds nextProgress = call_.progressInterval;
-        Debugger debugger(process_.Get());
+        Debugger debugger(worker_.Process());
         while (!HasEnded()) {
             WaitAWhile(debugger);
             if (!call_.isolated) continue;
@@ -137,16 +102,20 @@ private:
             nextProgress += call_.progressInterval;
             if (observer_.onProgress) observer_.onProgress(elapsed);
         }
-        tree_.End();
-        // The worker may have heard of it too, and sooner.
+        // An isolated call leaves nothing running, so that its private folder can be removed.
+        worker_.EndAll();
+        // Ctrl+C reaches every process of the console. The worker may have ended because of it
+        // before this thread noticed.
         return WasInterrupted() ? std::optional(Kind::kInterrupted) : std::nullopt;
     }
 
-    // The pipe is read in front of each debugger event: the process stands still then, so all that
-    // it wrote before is in the pipe, and the lines of both channels stay in their order.
+    // Waits for the worker and passes on what it writes meanwhile. The pipe is read before each
+    // debugger line is reported: the worker stands still during a debugger event, so everything
+    // that it wrote earlier is in the pipe, and the lines of both channels stay in their order. An
+    // empty wait reads the pipe too, or the worker would block on a full one.
     void WaitAWhile(Debugger& debugger) {
         if (!IsTraced()) {
-            (void)::WaitForSingleObject(process_.Get(), static_cast<DWORD>(kWaitAtATime.count()));
+            (void)worker_.WaitForEnd(kWaitAtATime);
             return;
         }
         debugger.Wait(kWaitAtATime, [this](std::wstring text) {
@@ -168,55 +137,30 @@ private:
                ::WaitForSingleObject(call_.interrupted, 0) == WAIT_OBJECT_0;
     }
 
+    // A debugged process ends only when its debugger has handled the event of its end, so its last
+    // events are handled here. The number of waits bounds the time.
     void EndAll(Debugger& debugger) {
-        tree_.End();
-        // A debugged process is not gone before its debugger knows.
+        worker_.EndAll();
         for (int tries = 0; tries < 100 && !HasEnded(); ++tries) WaitAWhile(debugger);
     }
 
     [[nodiscard]] bool HasEnded() const {
-        return ::WaitForSingleObject(process_.Get(), 0) == WAIT_OBJECT_0;
+        return worker_.WaitForEnd(std::chrono::milliseconds::zero());
     }
 
     void ReadLines() {
-        lines_.Add(output_.ReadAvailable(),
-                   [this](std::string line) { TellLine(std::move(line)); });
+        lines_.Add(worker_.ReadOutput(), [this](std::string line) { ReportLine(std::move(line)); });
     }
 
-    void TellLine(std::string line) {
+    void ReportLine(std::string line) {
         TrimLineEnd(line);
         observer_.onLine({TraceLine::Channel::kStandardOutput, FromAnsi(line)});
     }
 
-    [[nodiscard]] std::optional<CallOutcome> Answer() {
-        const std::string bytes = answer_.ReadAvailable();
-        WorkerAnswer answer{};
-        if (bytes.size() != sizeof(answer)) return std::nullopt;
-        std::memcpy(&answer, bytes.data(), sizeof(answer));
-        switch (answer.kind) {
-            case WorkerAnswer::kReturned:
-                return CallOutcome{Kind::kReturned, answer.value};
-            case WorkerAnswer::kLibraryNotLoaded:
-                return CallOutcome{Kind::kLibraryNotLoaded, answer.value};
-            default:
-                return CallOutcome{Kind::kFunctionMissing};
-        }
-    }
-
-    [[nodiscard]] std::int32_t ExitCode() const {
-        DWORD code = 0;
-        (void)::GetExitCodeProcess(process_.Get(), &code);
-        return static_cast<std::int32_t>(code);
-    }
-
     const LibraryCall& call_;
     const CallObserver& observer_;
-    ChildPipe output_;
-    ChildPipe answer_;
     LineAssembler lines_;
-    UniqueHandle process_;
-    UniqueHandle thread_;
-    ProcessTree tree_;
+    WorkerProcess worker_;
 };
 
 }  // namespace
