@@ -106,8 +106,8 @@ TEST_P(EveryMistake, IsReported) {
 INSTANTIATE_TEST_SUITE_P(
     ParseArguments, EveryMistake,
     testing::Values(
-        ProblemRow{"Nothing", {}, "Say what to do"},
-        ProblemRow{"OnlyAnOption", {"--json"}, "Say what to do"},
+        ProblemRow{"Nothing", {}, "Name a command"},
+        ProblemRow{"OnlyAnOption", {"--json"}, "Name a command"},
         ProblemRow{"UnknownCommand", {"mend"}, "mend"},
         ProblemRow{"TwoCommands", {"repair", "remove"}, "remove"},
         ProblemRow{"SetupOfNothing", {"setup"}, "usb, net, kis, rsm or appleusb"},

@@ -94,7 +94,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         OutcomeRow{"Success", {Kind::kReturned, 0}, ExitStatus::kSuccess, "has ended"},
         OutcomeRow{"Failure", {Kind::kReturned, -1}, ExitStatus::kInfMissing, "No INF file"},
-        OutcomeRow{"UnknownCode", {Kind::kReturned, 7}, ExitStatus::kUnknownCode, "none that"},
+        OutcomeRow{
+            "UnknownCode", {Kind::kReturned, 7}, ExitStatus::kUnknownCode, "not known to return"},
         OutcomeRow{"LibraryOfOtherBitness",
                    {Kind::kLibraryNotLoaded, ERROR_BAD_EXE_FORMAT},
                    ExitStatus::kLibraryUnusable,

@@ -20,7 +20,7 @@ TEST(DeviceService, CannotBeAskedForWithoutTheServiceManager) {
         return nullptr;
     });
 
-    EXPECT_THAT(ctl::DeviceServiceState(), StartsWith("cannot be asked: "));
+    EXPECT_THAT(ctl::DeviceServiceState(), StartsWith("cannot be queried: "));
 }
 
 struct StateRow {

@@ -191,18 +191,18 @@ TEST(DiagnosisReport, IsAvailableAsText) {
         "Windows           10.0.19045, 64-bit\n"
         "Administrator     no\n"
         "Library           C:\\a.dll (1.0.0.0)\n"
-        "Installer tool    C:\\tool.exe (not there)\n"
+        "Installer tool    C:\\tool.exe (missing)\n"
         "Device service    running\n"
-        "Driver store      C:\\store (not there)\n"
+        "Driver store      C:\\store (missing)\n"
         "Staging folder    C:\\staging\n"
         "    usb\\\n"
         "    usb\\a  5000000000 bytes, 2001-01-01T00:00:00Z, read-only\n"
         "Package usb\n"
-        "    installed     C:\\i.inf (not there)\n"
+        "    installed     C:\\i.inf (missing)\n"
         "    staged        C:\\s.inf (v)\n"
         "    published     C:\\p.inf\n"
         "Package kis\n"
-        "    staged        C:\\k.inf (not there)\n"
+        "    staged        C:\\k.inf (missing)\n"
         "    published     no\n",
         ToText(Example()));
 }

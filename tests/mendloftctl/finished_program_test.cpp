@@ -44,7 +44,7 @@ TEST_F(FinishedProgram, RepairsTheFolders) {
     EXPECT_EQ(0U, run.status);
     EXPECT_EQ(
         "MendloftFolder(1) returned 4: The driver-store folders were created, secured and filled, "
-        "as far as Windows let it.\n",
+        "as far as Windows allowed it.\n",
         run.output);
     EXPECT_EQ("", run.notes);
     EXPECT_THAT(EmptyDriverStore::Content(), Contains(EndsWith(L".sys")));
@@ -113,9 +113,9 @@ TEST_F(FinishedProgram, PlansTheFilesThatARepairThenCreates) {
     std::vector<std::wstring> planned;
     for (const Json& step : plan["steps"]) {
         const std::string path = step.value("to", step.value("what", ""));
-        const bool creates = step["action"] == "create folder" || step["action"] == "write file" ||
-                             step["action"] == "copy file";
-        if (creates && !step.value("note", "").starts_with("comes to nothing"))
+        const bool makes = step["action"] == "create folder" || step["action"] == "write file" ||
+                           step["action"] == "copy file";
+        if (makes && !step.value("note", "").starts_with("copies nothing"))
             planned.push_back(FromUtf8(path));
     }
 
@@ -199,8 +199,8 @@ TEST_F(FinishedProgram, EndsAnIsolatedCallAtItsTimeLimitAndCleansUp) {
 
     EXPECT_EQ(5U, run.status);
     EXPECT_EQ(
-        "mendloftctl: MendloftFolder and all that it had started were ended after 1 seconds. Allow "
-        "more with --timeout.\n",
+        "mendloftctl: MendloftFolder was ended after 1 seconds, with every process that it had "
+        "started. Allow more time with --timeout.\n",
         run.notes);
     EXPECT_EQ(before, PrivateFolders());
 }

@@ -105,7 +105,7 @@ TEST_F(PlanTest, OfARepairPredictsItsCode) {
 
 TEST_F(PlanTest, NotesThatTheNetworkFilesAreNotCopied) {
     EXPECT_THAT(NotesOn(Folders(1), L"T:\\mendloft\\net\\x64netaapl64.inf"),
-                ElementsAre(StartsWith("comes to nothing")));
+                ElementsAre(StartsWith("copies nothing")));
 }
 
 TEST_F(PlanTest, CopiesUsbFilesIntoBothFoldersWhereThereAreTwo) {
@@ -153,9 +153,9 @@ TEST_F(PlanTest, NotesWhatExistsAlready) {
 
     const Plan plan = Folders(1);
 
-    EXPECT_THAT(NotesOn(plan, temp / L"mendloft"), ElementsAre("is there already"));
+    EXPECT_THAT(NotesOn(plan, temp / L"mendloft"), ElementsAre("exists already"));
     EXPECT_THAT(NotesOn(plan, temp / L"mendloft\\usb\\x64\\usbaapl64.inf"),
-                Contains("replaces the one that is there"));
+                Contains("replaces the existing file"));
 }
 
 TEST_F(PlanTest, OfASetupFromTheArchiveEndsWithTheToolAndARescan) {

@@ -42,8 +42,8 @@ TEST_F(NotElevatedTest, IsToldWhatToDo) {
 
     EXPECT_EQ("", result);
     EXPECT_EQ(
-        "mendloftctl: Administrator rights are needed for this: start it from a command prompt "
-        "that was opened with \"Run as administrator\".\n",
+        "mendloftctl: Administrator rights are needed: start it from a command prompt that was "
+        "opened with \"Run as administrator\".\n",
         notes);
 }
 
@@ -84,7 +84,7 @@ TEST_F(ProgramTest, DoesNotPlanWithoutADriverArchive) {
     EXPECT_EQ(4, Run({"repair", "--dry-run", "--library",
                       std::filesystem::path(ScriptedLibrary()).string()}));
 
-    EXPECT_THAT(notes, HasSubstr("carries no driver archive"));
+    EXPECT_THAT(notes, HasSubstr("contains no readable driver archive"));
 }
 
 TEST_F(ProgramTest, MakesNoCallWithoutItsPrivateFolder) {
@@ -97,7 +97,7 @@ TEST_F(ProgramTest, MakesNoCallWithoutItsPrivateFolder) {
     EXPECT_EQ(1, Run({"repair", "--isolated"}));
 
     EXPECT_THAT(notes,
-                StartsWith("mendloftctl: A private folder cannot be made in C:\\windows\\Temp"));
+                StartsWith("mendloftctl: Cannot create a private folder in C:\\windows\\Temp"));
     EXPECT_THAT(notes, HasSubstr("(error 5)"));
 }
 
@@ -106,8 +106,7 @@ TEST_F(ProgramTest, ReportsAWrongArgumentInOneLine) {
 
     EXPECT_EQ("", result);
     EXPECT_EQ(
-        "mendloftctl: The following argument was not expected: --fast (mendloftctl --help tells "
-        "more).\n",
+        "mendloftctl: The following argument was not expected: --fast (see mendloftctl --help).\n",
         notes);
 }
 

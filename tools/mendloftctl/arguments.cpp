@@ -11,35 +11,38 @@ using tools::FromUtf8;
 namespace {
 
 constexpr const char* kDescription =
-    "Calls libmendloft.dll, which repairs the Windows side of Apple's device support, and says "
-    "what "
-    "came of it.";
+    "Calls libmendloft.dll, which repairs the Windows side of Apple's device support, and reports "
+    "the result.";
 constexpr const char* kFooter =
-    "It ends with 0 only when the call says success; docs/mendloftctl.md lists the other numbers.";
+    "The exit status is 0 only when the call reports success; docs/mendloftctl.md lists the others.";
 
 CLI::App* AddCommand(CLI::App& parent, const std::string& name, const std::string& description) {
     CLI::App* const command = parent.add_subcommand(name, description);
-    command->fallthrough();  // options may stand behind the command too
+    command->fallthrough();  // options may follow the command too
     return command;
 }
 
+// Describes the arguments to CLI11 and reads one set of them. While CLI11 reads, it writes options
+// into the members and calls back for the command that it finds.
 class Parser {
 public:
     Parser() {
         app_.footer(kFooter);
-        app_.require_subcommand(0, 1);  // a missing one is complained about in our words
+        // CLI11 would report a missing command without naming the commands; Complete names them.
+        app_.require_subcommand(0, 1);
         AddOptions();
         AddFolderCommands();
         AddSetup();
         AddPort();
         AddDiagnose();
     }
-    // CLI11 keeps pointers to the members.
+    // CLI11 holds pointers to the members.
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
 
+    // To be called once: the result is moved out.
     ParsedArguments Parse(const std::vector<std::string>& arguments) {
-        // CLI11 takes its arguments from the back.
+        // CLI11 expects the arguments in reverse order.
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
         try {
             app_.parse(std::move(reversed));
@@ -62,12 +65,12 @@ private:
                         "The DLL to call, instead of libmendloft.dll beside this program");
         app_.add_flag("--dry-run", arguments.dryRun, "Print what would be done, and do nothing");
         app_.add_flag("--trace", arguments.trace,
-                      "Show the library's diagnostic lines on standard error as they come");
+                      "Show the library's diagnostic lines on standard error as they arrive");
         auto* const isolated =
             app_.add_flag("--isolated", arguments.isolated,
                           "Call with a private temporary directory and a time limit (recommended)");
         app_.add_option("--timeout", timeout_,
-                        "Seconds that an isolated call may take; 300 unless set")
+                        "The time limit of an isolated call in seconds; 300 by default")
             ->check(CLI::Range(1U, 86'400U))
             ->needs(isolated);
     }
@@ -87,7 +90,8 @@ private:
         for (const LibraryFunction& function : SetupFunctions()) {
             const std::string package(function.package);
             CLI::App* const command =
-                AddCommand(*setup, package, std::string("Calls ") + function.name);
+                AddCommand(*setup, package, std::string("Call ") + function.name);
+            // The callback runs after all options were read, so --remove may stand anywhere.
             command->callback([this, &function, package] {
                 Choose("setup " + package + (remove_ ? " --remove" : ""), function,
                        remove_ ? 0 : 1);
@@ -105,7 +109,7 @@ private:
     }
 
     void AddDiagnose() {
-        AddCommand(app_, "diagnose", "Tell what a support ticket needs to know about this machine")
+        AddCommand(app_, "diagnose", "Print what a support ticket needs to know about this machine")
             ->callback([this] { result_.arguments.command = "diagnose"; });
     }
 
@@ -115,11 +119,12 @@ private:
         result_.arguments.argument = argument;
     }
 
+    // Reports a missing command, and converts what CLI11 could not write into the result itself.
     void Complete() {
         if (result_.arguments.command.empty()) {
             result_.problem = app_.got_subcommand("setup")
                                   ? "Name the driver package: usb, net, kis, rsm or appleusb"
-                                  : "Say what to do: repair, remove, setup, port or diagnose";
+                                  : "Name a command: repair, remove, setup, port or diagnose";
         }
         result_.arguments.library = FromUtf8(library_);
         if (timeout_ != 0) result_.arguments.timeout = std::chrono::seconds(timeout_);

@@ -16,6 +16,7 @@ namespace {
 
 using Kind = CallOutcome::Kind;
 
+// The meaning of the result of a call whose function returned.
 const Meaning& MeaningOf(const CallReport& report) {
     return MeaningOf(report.arguments.function->results, report.outcome.value);
 }
@@ -24,10 +25,12 @@ std::string FunctionName(const CallReport& report) {
     return report.arguments.function->name;
 }
 
+// Windows' message for an outcome whose value is an error code.
 std::string ErrorText(const CallReport& report) {
     return ToUtf8(SystemText(static_cast<DWORD>(report.outcome.value)));
 }
 
+// Exception codes are documented in this notation.
 std::string Hexadecimal(std::int32_t value) {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(value));
@@ -73,11 +76,13 @@ std::string SentenceOn(const CallReport& report) {
             return FunctionName(report) + " crashed: its process ended with " +
                    Hexadecimal(report.outcome.value) + ". Run it again with --trace.";
         case Kind::kTimeLimitPassed:
-            return FunctionName(report) + " and all that it had started were ended after " +
+            return FunctionName(report) + " was ended after " +
                    std::to_string(report.arguments.timeout.count()) +
-                   " seconds. Allow more with --timeout.";
+                   " seconds, with every process that it had started. Allow more time with "
+                   "--timeout.";
         case Kind::kInterrupted:
-            return FunctionName(report) + " and all that it had started were ended on request.";
+            return FunctionName(report) +
+                   " was ended on request, with every process that it had started.";
         default:
             return "Windows cannot start the process for the call: " + ErrorText(report);
     }
@@ -99,6 +104,7 @@ nlohmann::ordered_json ToJson(const CallReport& report) {
     json["success"] = status == ExitStatus::kSuccess;
     json[report.outcome.kind == Kind::kReturned ? "meaning" : "error"] = SentenceOn(report);
     json["status"] = static_cast<int>(status);
+    // Without --trace the key is missing, so that an empty list means a call without lines.
     if (!report.arguments.trace) return json;
     json["trace"] = nlohmann::ordered_json::array();
     for (const TraceLine& line : report.lines) {

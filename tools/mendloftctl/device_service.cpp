@@ -13,6 +13,7 @@ using tools::ToUtf8;
 
 namespace {
 
+// How Unique (platform/unique_handle.h) holds and closes a handle of the service manager.
 struct ServiceTraits {
     using Value = SC_HANDLE;
     static Value Empty() noexcept { return nullptr; }
@@ -20,8 +21,8 @@ struct ServiceTraits {
 };
 using UniqueService = Unique<ServiceTraits>;
 
-std::string WhyNotAsked(DWORD error) {
-    return "cannot be asked: " + ToUtf8(SystemText(error));
+std::string WhyNotQueried(DWORD error) {
+    return "cannot be queried: " + ToUtf8(SystemText(error));
 }
 
 std::string NameOf(DWORD state) {
@@ -34,6 +35,7 @@ std::string NameOf(DWORD state) {
             return "starting";
         case SERVICE_STOP_PENDING:
             return "stopping";
+        // The other states are paused, about to pause and about to continue.
         default:
             return "paused";
     }
@@ -42,16 +44,17 @@ std::string NameOf(DWORD state) {
 }  // namespace
 
 std::string DeviceServiceState() {
+    // Both handles are opened with the one right that is needed, which users have by default.
     const UniqueService manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    if (!manager) return WhyNotAsked(::GetLastError());
+    if (!manager) return WhyNotQueried(::GetLastError());
     const UniqueService service(
         ::OpenServiceW(manager.Get(), kDeviceServiceName, SERVICE_QUERY_STATUS));
     if (!service) {
         const DWORD error = ::GetLastError();
-        return error == ERROR_SERVICE_DOES_NOT_EXIST ? "not installed" : WhyNotAsked(error);
+        return error == ERROR_SERVICE_DOES_NOT_EXIST ? "not installed" : WhyNotQueried(error);
     }
     SERVICE_STATUS status{};
-    if (!::QueryServiceStatus(service.Get(), &status)) return WhyNotAsked(::GetLastError());
+    if (!::QueryServiceStatus(service.Get(), &status)) return WhyNotQueried(::GetLastError());
     return NameOf(status.dwCurrentState);
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// In UTC and in the notation of ISO 8601; empty for a time that Windows cannot represent.
 std::string Time(const FILETIME& time) {
     SYSTEMTIME utc{};
     if (!::FileTimeToSystemTime(&time, &utc)) return "";
@@ -60,13 +61,14 @@ Json ToJson(const PackageFacts& package) {
     return json;
 }
 
+// The width leaves room for the longest title, so that the texts form a column.
 std::string Line(const std::string& title, const std::string& text) {
     constexpr std::size_t width = 18;
     return title + std::string(title.size() < width ? width - title.size() : 1, ' ') + text + "\n";
 }
 
 std::string Describe(const FileFacts& file) {
-    if (!file.exists) return ToUtf8(file.path) + " (not there)";
+    if (!file.exists) return ToUtf8(file.path) + " (missing)";
     return ToUtf8(file.path) + (file.version.empty() ? "" : " (" + ToUtf8(file.version) + ")");
 }
 
@@ -77,7 +79,7 @@ std::string Describe(const FolderEntry& entry) {
 }
 
 std::string ToText(const std::string& title, const FolderFacts& folder) {
-    std::string text = Line(title, ToUtf8(folder.path) + (folder.exists ? "" : " (not there)"));
+    std::string text = Line(title, ToUtf8(folder.path) + (folder.exists ? "" : " (missing)"));
     if (folder.exists && folder.entries.empty()) text += "    (empty)\n";
     for (const FolderEntry& entry : folder.entries) text += Describe(entry);
     return text;

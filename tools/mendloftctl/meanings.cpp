@@ -9,18 +9,19 @@ namespace ctl {
 
 namespace {
 
+// Grouped by kind, because the same number means different things for different functions.
 constexpr Meaning kMeanings[] = {
     {ResultKind::kFolder, kMendloftFoldersBuilt, ExitStatus::kSuccess,
-     "The driver-store folders were created, secured and filled, as far as Windows let it."},
+     "The driver-store folders were created, secured and filled, as far as Windows allowed it."},
     {ResultKind::kFolder, kMendloftFoldersGone, ExitStatus::kSuccess,
-     "None of the driver-store folders is there any more."},
+     "None of the driver-store folders exists any more."},
     {ResultKind::kFolder, kMendloftFoldersFailed, ExitStatus::kFailed,
      "The driver archive could not be unpacked, or a driver-store folder could not be removed."},
     {ResultKind::kFolder, kMendloftFoldersOldSystem, ExitStatus::kOldWindows,
      "This Windows is older than Windows Vista; nothing was done."},
 
     {ResultKind::kSetup, kMendloftSetupToolRan, ExitStatus::kSuccess,
-     "The installer tool was started and has ended; what it ended with is not known."},
+     "The installer tool was started and has ended; its exit code is not known."},
     {ResultKind::kSetup, kMendloftSetupInfMissing, ExitStatus::kInfMissing,
      "No INF file of this driver package was found, neither installed nor unpacked from the driver "
      "archive."},
@@ -36,7 +37,7 @@ constexpr Meaning kMeanings[] = {
 };
 
 constexpr Meaning kUnknown{ResultKind::kFolder, 0, ExitStatus::kUnknownCode,
-                           "This number is none that the function is known to return."};
+                           "The function is not known to return this number."};
 
 }  // namespace
 

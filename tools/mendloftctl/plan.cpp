@@ -10,7 +10,7 @@ namespace ctl {
 
 namespace {
 
-// Of the port only the low 16 bits count.
+// The library reduces the port to 16 bits, so the plan does too.
 std::wstring ProbedEndpoint(std::int32_t port) {
     return tools::FromUtf8(TELNET::kLoopbackAddress) + L":" +
            std::to_wstring(static_cast<std::uint16_t>(port));
@@ -29,9 +29,10 @@ Plan MakePlan(const LibraryFunction& function, std::int32_t argument, const Plan
         case ResultKind::kSetup:
             code = SetUpPackage(steps, helper, *function.driverFiles, argument);
             break;
-        default:  // whether somebody will listen cannot be foreseen
+        // Whether a program will be listening cannot be foreseen, so there is no code.
+        default:
             steps.Add("connect to", ProbedEndpoint(argument),
-                      "hangs up again at once; nothing is sent");
+                      "closes the connection at once; nothing is sent");
     }
     return {steps.Take(), code};
 }

@@ -14,6 +14,11 @@ namespace {
 
 constexpr const char* kLookFor = "look for";
 
+// The notes on a file or folder that a step finds or misses.
+constexpr const char* kExists = "exists already";
+constexpr const char* kMissing = "does not exist";
+constexpr const char* kMissingAtTheEnd = "does not exist: the call ends here";
+
 }  // namespace
 
 void PlannedSteps::Add(const char* action, std::wstring what, std::string note) {
@@ -50,29 +55,31 @@ bool PlannedSteps::Stage(FixHelper& helper) {
             CreateFolder(path);
             continue;
         }
-        Add("write file", path, FileOrFolderExists(path) ? "replaces the one that is there" : "");
+        Add("write file", path, FileOrFolderExists(path) ? "replaces the existing file" : "");
         files_.insert(path);
-        folders_.insert(tools::ParentFolder(path));  // made with the file where no item makes it
+        // An archive need not have an item for the folder of a file. The library creates it anyway.
+        folders_.insert(tools::ParentFolder(path));
     }
     helper.stagingDir = folder;
     return true;
 }
 
 void PlannedSteps::CreateFolder(const std::wstring& path) {
-    Add("create folder", path, FileOrFolderExists(path) ? "is there already" : "");
+    Add("create folder", path, FileOrFolderExists(path) ? kExists : "");
     folders_.insert(path);
 }
 
 void PlannedSteps::GrantAccess(const std::wstring& path) {
-    Add("set access of", path, "everyone may read, administrators may do everything");
+    Add("set access of", path, "everyone may read, administrators have full access");
 }
 
+// Its result says whether there was something to copy, which a folder repair does not ask.
 void PlannedSteps::CopyDrivers(const FixHelper& helper) {
     (void)CopyStagedDrivers(*this, helper);
 }
 
 void PlannedSteps::DeleteFolder(const std::wstring& path) {
-    Add("delete folder", path, FileOrFolderExists(path) ? "" : "is not there");
+    Add("delete folder", path, FileOrFolderExists(path) ? "" : kMissing);
     deleted_.insert(path);
 }
 
@@ -86,21 +93,23 @@ void PlannedSteps::Remember(const DriverPackage& package, const std::wstring& in
 }
 
 void PlannedSteps::Copy(const std::wstring& from, const std::wstring& to) {
+    // Only the sources of the network driver do not exist (repair/driver_copy.h says why).
     const char* const note =
-        Exists(from) ? ""
-                     : "comes to nothing: there is no such source, and the network folder stays "
-                       "empty";
+        Exists(from)
+            ? ""
+            : "copies nothing: the source does not exist, so the network folder stays empty";
     steps_.push_back({"copy file", from, to, note});
 }
 
 bool PlannedSteps::InstalledInfExists(const std::wstring& path) {
     const bool exists = FileOrFolderExists(path);
-    Add(kLookFor, path, exists ? "is there, so that nothing is staged" : "is not there");
+    Add(kLookFor, path, exists ? "exists, so nothing is staged" : kMissing);
     return exists;
 }
 
 MendloftFolderResult PlannedSteps::FixFolder(FixHelper& helper, bool repair, bool fixFolders) {
     const MendloftFolderResult result = RepairFolders(*this, helper, repair, fixFolders);
+    // The repair ends there before its first step, and a plan without a step would explain nothing.
     if (result == kMendloftFoldersOldSystem) {
         Add("skip", L"the driver archive and the driver-store folders",
             "this Windows is older than Windows Vista");
@@ -114,17 +123,18 @@ std::wstring& PlannedSteps::RememberedInf(const DriverPackage& package) {
 
 bool PlannedSteps::StagedInfExists(const std::wstring& path) {
     const bool exists = Exists(path);
+    // The network package has no path to fall back to when no INF file was staged for it.
     if (path.empty()) {
-        Add(kLookFor, L"an INF file", "none is known after a removal: the call ends here");
+        Add(kLookFor, L"an INF file", "none is known: the call ends here");
     } else {
-        Add(kLookFor, path, exists ? "" : "is not there: the call ends here");
+        Add(kLookFor, path, exists ? "" : kMissingAtTheEnd);
     }
     return exists;
 }
 
 bool PlannedSteps::ToolExists(const std::wstring& path) {
     const bool exists = FileOrFolderExists(path);
-    Add(kLookFor, path, exists ? "" : "is not there: the call ends here");
+    Add(kLookFor, path, exists ? "" : kMissingAtTheEnd);
     return exists;
 }
 
@@ -132,7 +142,7 @@ MendloftSetupResult PlannedSteps::RunInstaller(const DriverPackage& /*package*/,
                                                const std::wstring& tool, const std::wstring& inf,
                                                std::int32_t repair) {
     Add("run", InstallerCommandLine(tool, inf, repair),
-        "without a window, and waits for its end without limit");
+        "without a window; the call waits for its end without a time limit");
     Add("enumerate devices", L"the whole device tree");
     return kMendloftSetupToolRan;
 }

@@ -39,10 +39,14 @@ using Json = nlohmann::ordered_json;
 
 constexpr const wchar_t* kLibraryName = L"libmendloft.dll";
 
+// Replaces what is not valid UTF-8, instead of throwing as the library for JSON does by default.
+// One broken character must not cost the whole document.
 std::string Dump(const Json& json) {
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+// One run of the program, after its arguments were read. The result goes to standard output and
+// everything else to standard error. With --json an error goes to both.
 class Program {
 public:
     Program(Arguments arguments, const Surroundings& surroundings)
@@ -52,6 +56,7 @@ public:
                        ? std::wstring(FolderOf(surroundings.program)) + kLibraryName
                        : FullPath(arguments_.library)) {}
 
+    // A plan and a diagnosis come before the check of rights, because they change nothing.
     ExitStatus Run() {
         if (arguments_.function == nullptr) return arguments_.dryRun ? PlanDiagnosis() : Diagnose();
         if (!FileOrFolderExists(library_)) {
@@ -63,8 +68,8 @@ public:
         if (arguments_.dryRun) return PlanCall();
         if (arguments_.function->changesTheSystem && !IsElevated()) {
             return Fail(ExitStatus::kNotElevated,
-                        "Administrator rights are needed for this: start it from a command prompt "
-                        "that was opened with \"Run as administrator\".");
+                        "Administrator rights are needed: start it from a command prompt that was "
+                        "opened with \"Run as administrator\".");
         }
         return arguments_.isolated ? CallIsolated() : Call(MakeLibraryCall());
     }
@@ -76,18 +81,20 @@ private:
         return ExitStatus::kSuccess;
     }
 
-    ExitStatus PlanDiagnosis() { return TellPlan(MakeDiagnosisPlan(library_)); }
+    ExitStatus PlanDiagnosis() { return PrintPlan(MakeDiagnosisPlan(library_)); }
 
+    // A port test uses no driver archive, so it can be planned for any DLL.
     ExitStatus PlanCall() {
         const std::optional<std::vector<ArchiveItem>> archive = ListDriverArchive(library_);
         if (!archive && arguments_.function->changesTheSystem) {
             return Fail(ExitStatus::kLibraryUnusable,
                         ToUtf8(library_) +
-                            " carries no driver archive that can be read: name a "
-                            "libmendloft.dll with --library.");
+                            " contains no readable driver archive: name a libmendloft.dll with "
+                            "--library.");
         }
         const RTL_OSVERSIONINFOW windows = WindowsVersion();
         const bool usesPrivateFolder = arguments_.isolated && arguments_.function->changesTheSystem;
+        // The name is chosen when the folder is made, so the plan can only show its form.
         const std::wstring privateFolder =
             PrivateFolderParent() + L"\\mendloft-(32 random hexadecimal digits)";
         Plan plan = MakePlan(
@@ -99,10 +106,10 @@ private:
              .temporaryDirectory = usesPrivateFolder ? privateFolder + L"\\" : TemporaryDirectory(),
              .archive = archive.value_or(std::vector<ArchiveItem>())});
         if (usesPrivateFolder) plan = WithPrivateFolder(std::move(plan), privateFolder);
-        return TellPlan(plan);
+        return PrintPlan(plan);
     }
 
-    ExitStatus TellPlan(const Plan& plan) {
+    ExitStatus PrintPlan(const Plan& plan) {
         if (!arguments_.json) {
             surroundings_.printResult(ToText(plan, arguments_.function));
             return ExitStatus::kSuccess;
@@ -125,29 +132,34 @@ private:
         return call;
     }
 
+    // Ctrl+C is caught from before the private folder exists until it has been removed, so that it
+    // cannot leave a folder on the disk.
     ExitStatus CallIsolated() {
         const Interruption interruption;
         LibraryCall call = MakeLibraryCall();
         call.interrupted = interruption.Event();
-        // A call that changes nothing writes no files, and who may make it may not make the folder.
+        // A call that changes nothing writes no files, and its caller may lack the rights to make
+        // the folder.
         if (!arguments_.function->changesTheSystem) return Call(call);
 
         PrivateFolder temporaryDirectory;
         if (temporaryDirectory.Path().empty()) {
             const DWORD error = ::GetLastError();
-            return Fail(ExitStatus::kRefusedByWindows, "A private folder cannot be made in " +
+            return Fail(ExitStatus::kRefusedByWindows, "Cannot create a private folder in " +
                                                            ToUtf8(PrivateFolderParent()) + ": " +
                                                            ToUtf8(SystemText(error)));
         }
         call.task.temporaryDirectory = temporaryDirectory.Path();
+        // A folder that stays does not change the status, which is about the call.
         const ExitStatus status = Call(call);
         if (!temporaryDirectory.Remove()) {
-            Note("Not all of the private folder could be removed; delete it by hand: " +
+            Note("The private folder could not be removed completely; delete it by hand: " +
                  ToUtf8(temporaryDirectory.Path()));
         }
         return status;
     }
 
+    // Lines are shown as they arrive and also stored, for the document at the end.
     ExitStatus Call(const LibraryCall& call) {
         CallReport report{arguments_, library_, {}, {}};
         CallObserver observer;
@@ -157,12 +169,13 @@ private:
                 report.lines.push_back(line);
             };
         }
-        observer.onProgress = [&](std::chrono::milliseconds elapsed) { TellProgress(elapsed); };
+        observer.onProgress = [&](std::chrono::milliseconds elapsed) { PrintProgress(elapsed); };
         report.outcome = MakeCall(call, observer);
-        return Tell(report);
+        return Print(report);
     }
 
-    ExitStatus Tell(const CallReport& report) {
+    // Only a call whose function returned has a line for standard output.
+    ExitStatus Print(const CallReport& report) {
         const ExitStatus status = StatusOf(report);
         const bool returned = report.outcome.kind == CallOutcome::Kind::kReturned;
         if (arguments_.json) {
@@ -174,12 +187,14 @@ private:
         return status;
     }
 
-    void TellProgress(std::chrono::milliseconds elapsed) {
+    void PrintProgress(std::chrono::milliseconds elapsed) {
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-        Note(std::string(arguments_.function->name) + " is running, " + std::to_string(seconds) +
-             " of at most " + std::to_string(arguments_.timeout.count()) + " seconds.");
+        Note(std::string(arguments_.function->name) + " has been running for " +
+             std::to_string(seconds) + " of at most " + std::to_string(arguments_.timeout.count()) +
+             " seconds.");
     }
 
+    // Reports what went wrong before a call could be made.
     ExitStatus Fail(ExitStatus status, const std::string& sentence) {
         if (arguments_.json) {
             surroundings_.printResult(Dump(Json{{"command", arguments_.command},
@@ -208,9 +223,9 @@ int RunProgram(const std::vector<std::string>& arguments, const Surroundings& su
         surroundings.printResult(parsed.help);
         return static_cast<int>(ExitStatus::kSuccess);
     }
+    // Not a document even with --json, which may be one of the arguments that were not understood.
     if (!parsed.problem.empty()) {
-        surroundings.printNote("mendloftctl: " + parsed.problem +
-                               " (mendloftctl --help tells more).\n");
+        surroundings.printNote("mendloftctl: " + parsed.problem + " (see mendloftctl --help).\n");
         return static_cast<int>(ExitStatus::kWrongArguments);
     }
     return static_cast<int>(Program(std::move(parsed.arguments), surroundings).Run());
