@@ -11,10 +11,11 @@ namespace ctl {
 
 // What the program is asked to do.
 struct Arguments {
-    std::string command;  // as it was asked for, without its options: "setup usb --remove"
+    std::string command;  // in the words of the user, without options: "setup usb --remove"
     const LibraryFunction* function = nullptr;  // null for `diagnose`
     std::int32_t argument = 0;                  // of the function
-    std::wstring library;  // the path of the DLL as given; empty for the one beside the program
+    std::wstring library;  // the DLL's path as given, possibly relative; empty for the one beside
+                           // the program
     bool json = false;
     bool trace = false;
     bool dryRun = false;
@@ -22,13 +23,15 @@ struct Arguments {
     std::chrono::seconds timeout{300};  // of an isolated call
 };
 
+// The result of reading the arguments: something to do, a problem or a help text.
 struct ParsedArguments {
-    Arguments arguments;
-    std::string problem;  // one sentence about what is wrong; empty when all is well
-    std::string help;     // what to show instead of doing anything; mostly empty
+    Arguments arguments;  // of use only when the other two are empty
+    std::string problem;  // what is wrong, without a full stop at the end
+    std::string help;     // the text to print instead of doing anything
 };
 
-// Reads the program's arguments, which are UTF-8 and do not include its own name.
+// Reads the program's arguments, which are UTF-8 and do not include its own name. Does not look at
+// the disk: whether the library exists is not known afterwards.
 [[nodiscard]] ParsedArguments ParseArguments(const std::vector<std::string>& arguments);
 
 }  // namespace ctl

@@ -11,23 +11,27 @@
 
 namespace ctl {
 
-// What is told about one call.
+// Everything that is reported about one call.
 struct CallReport {
     Arguments arguments;
     std::wstring library;  // full path
     CallOutcome outcome;
-    std::vector<TraceLine> lines;  // of a traced call
+    std::vector<TraceLine> lines;  // of a traced call, in the order in which they were written
 };
 
+// The status that the program ends with after the call.
 [[nodiscard]] ExitStatus StatusOf(const CallReport& report);
 
-// One sentence on what came of the call, and on what to do when it did not get an answer.
+// The meaning of the result in a sentence; when the function did not return, why, and what to do.
 [[nodiscard]] std::string SentenceOn(const CallReport& report);
 
+// The line that standard output gets about a call whose function returned.
 [[nodiscard]] std::string ToText(const CallReport& report);
+
+// The document about any call. Its keys are listed in docs/mendloftctl.md.
 [[nodiscard]] nlohmann::ordered_json ToJson(const CallReport& report);
 
-// As it is shown while the call goes on.
+// The line as it is shown while the call runs: its channel and its text.
 [[nodiscard]] std::string ToText(const TraceLine& line);
 
 }  // namespace ctl

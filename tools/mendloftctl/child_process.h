@@ -8,17 +8,20 @@
 
 namespace ctl {
 
-// A pipe whose writing end child processes inherit.
+// A pipe from a child process to this one.
 class ChildPipe {
 public:
+    // When Windows cannot make a pipe, the writing end is null and nothing is ever read.
     ChildPipe();
 
+    // The end that a child process inherits; null after CloseWritingEnd.
     [[nodiscard]] HANDLE WritingEnd() const { return write_.Get(); }
 
-    // Called once the child has its own, so that reading comes to an end with the child.
+    // Closes this process's copy of the writing end. To be called after the child has inherited it,
+    // so that the child is the only writer.
     void CloseWritingEnd() { write_.Reset(); }
 
-    // What has been written and not been read yet; never waits.
+    // Everything that has been written and not yet been read. Never waits for more.
     [[nodiscard]] std::string ReadAvailable();
 
 private:
@@ -26,14 +29,17 @@ private:
     UniqueHandle write_;
 };
 
-// Ends all processes in it, and those that they started, when it is told to or goes out of scope.
+// A process and every process that it starts. They are ended together by End, by the destructor,
+// and by the end of this program, however that comes. A part of the work that a process has handed
+// to a Windows service is not included.
 class ProcessTree {
 public:
-    // Returns false, with the error of Windows as the last error, when the process cannot be
-    // watched over.
+    // Begins with `process`, which must not have started another one yet. Returns false, with the
+    // reason in GetLastError(), when Windows cannot group the processes.
     [[nodiscard]] bool Add(HANDLE process);
 
-    // Ends what still runs and waits until it has ended, for some seconds at most.
+    // Ends the processes that still run and waits for them, for five seconds at most. Does nothing
+    // when nothing was added.
     void End();
 
 private:

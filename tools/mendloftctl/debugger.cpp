@@ -15,11 +15,13 @@ using tools::FromAnsi;
 namespace {
 
 constexpr std::size_t kPageSize = 4096;
+// In characters. It bounds what a string without a terminator can cost.
 constexpr std::size_t kLongestLine = 64 * 1024;
+// STATUS_WX86_BREAKPOINT, which <windows.h> does not define.
 constexpr DWORD kWow64Breakpoint = 0x4000001F;
 
-// Windows 10 has a function that passes wide text on as it is. The one that every Windows has gives
-// it in the code page of the system, and so does Wine.
+// WaitForDebugEventEx, which Windows has since Windows 10, delivers wide text unchanged. The older
+// function delivers it in the system's code page, and so does Wine; other characters are lost.
 BOOL WaitForEvent(DEBUG_EVENT& event, DWORD milliseconds) {
     using Wait = BOOL(WINAPI*)(DEBUG_EVENT*, DWORD);
     static const auto waitEx = reinterpret_cast<Wait>(reinterpret_cast<void*>(
@@ -28,8 +30,9 @@ BOOL WaitForEvent(DEBUG_EVENT& event, DWORD milliseconds) {
                              : ::WaitForDebugEvent(&event, milliseconds);
 }
 
-// The string at `address` in another process, up to its terminator. It is read page by page,
-// because what lies behind it need not be readable, and the event's own length is cut to 16 bits.
+// The string at `address` in another process, up to its terminator, or as far as it can be read.
+// The event also has a length, but in 16 bits, which a long line exceeds. The string is read page
+// by page, because the memory after it need not be readable.
 template <typename Character>
 std::basic_string<Character> ReadString(HANDLE process, const void* address) {
     std::basic_string<Character> text;
@@ -54,7 +57,8 @@ void Continue(const DEBUG_EVENT& event, DWORD status) {
     (void)::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, status);
 }
 
-// The events bring handles of files, which are the debugger's to close.
+// These two events contain a file handle that the debugger has to close. Windows closes the handles
+// of processes and threads itself.
 void CloseFileOf(const DEBUG_EVENT& event) {
     UniqueHandle file;
     if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT) {
@@ -70,24 +74,28 @@ void Debugger::Wait(std::chrono::milliseconds limit, const Line& onOutput) {
     DEBUG_EVENT event{};
     if (!WaitForEvent(event, static_cast<DWORD>(limit.count()))) return;
     CloseFileOf(event);
+    // The process continues only after ContinueDebugEvent, so its output is handled at a moment at
+    // which it writes nothing else. An exception goes back to the process as if there were no
+    // debugger: the library may handle it, and a crash ends the process with its code.
     DWORD status = DBG_CONTINUE;
     if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
         onOutput(Text(event.u.DebugString));
     } else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT) {
-        if (!TellsOfAttachment(event.u.Exception.ExceptionRecord.ExceptionCode))
+        if (!IsDebuggerBreakpoint(event.u.Exception.ExceptionRecord.ExceptionCode))
             status = DBG_EXCEPTION_NOT_HANDLED;
     }
     Continue(event, status);
 }
 
-// Windows' way of saying that it may begin is a breakpoint, and one more where it runs 32-bit
-// processes beside its own. Any other exception is the process's own to handle.
-bool Debugger::TellsOfAttachment(DWORD exceptionCode) {
+// Windows raises a breakpoint in a debugged process before its program starts, and a second one in
+// a 32-bit process on 64-bit Windows. Nothing in the process handles these, so the debugger has to.
+bool Debugger::IsDebuggerBreakpoint(DWORD exceptionCode) {
     if (exceptionCode == kWow64Breakpoint) return true;
     if (exceptionCode != EXCEPTION_BREAKPOINT) return false;
     return !std::exchange(attached_, true);
 }
 
+// OutputDebugStringA always sends bytes; OutputDebugStringW too, except to WaitForDebugEventEx.
 std::wstring Debugger::Text(const OUTPUT_DEBUG_STRING_INFO& output) const {
     if (output.fUnicode != 0) return ReadString<wchar_t>(process_, output.lpDebugStringData);
     return FromAnsi(ReadString<char>(process_, output.lpDebugStringData));

@@ -8,21 +8,24 @@
 
 namespace ctl {
 
-// Debugs one process that the calling thread started with DEBUG_ONLY_THIS_PROCESS, for the sake of
-// what the process writes to the debugger output channel. Everything else takes its usual course.
-// For that thread only.
+// Receives what one process writes to the debugger output channel. Everything else in the process
+// takes its usual course. The process must have been started with DEBUG_ONLY_THIS_PROCESS, and by
+// the calling thread: Windows delivers debugger events to that thread only.
 class Debugger {
 public:
     using Line = std::function<void(const std::wstring& text)>;
 
     explicit Debugger(HANDLE process) : process_(process) {}
 
-    // Waits up to `limit` for something to happen in the process. When that is output, the process
-    // stands still while `onOutput` has its text.
+    // Waits up to `limit` for one debugger event. When the event is output, the process stands
+    // still until `onOutput` has returned. A debugged process waits at every event, so this must be
+    // called until the process has ended.
     void Wait(std::chrono::milliseconds limit, const Line& onOutput);
 
 private:
-    [[nodiscard]] bool TellsOfAttachment(DWORD exceptionCode);
+    // Whether the exception is a breakpoint that Windows raises because there is a debugger.
+    [[nodiscard]] bool IsDebuggerBreakpoint(DWORD exceptionCode);
+    // The text of an output event, as far as it can be read.
     [[nodiscard]] std::wstring Text(const OUTPUT_DEBUG_STRING_INFO& output) const;
 
     HANDLE process_;

@@ -29,6 +29,7 @@ using tools::QueryOriginalName;
 
 namespace {
 
+// `version` reads the version of such a file.
 FileFacts LookAtFile(const std::wstring& path, std::wstring (*version)(const std::wstring&)) {
     const bool exists = FileOrFolderExists(path);
     return {path, exists, exists ? version(path) : std::wstring()};
@@ -43,8 +44,9 @@ FolderEntry MakeEntry(const std::wstring& path, const WIN32_FIND_DATAW& found) {
             .modified = found.ftLastWriteTime};
 }
 
-// Lists what lies in `folder`, whose own path below the first one is `below`. A link is named but
-// not followed.
+// Lists everything in `folder`, at every depth. `below` is the path of `folder` relative to the
+// first one, with a backslash at its end. A link is listed but not entered: it may lead back to a
+// folder above it.
 void ListFolder(const std::wstring& folder, const std::wstring& below,
                 std::vector<FolderEntry>& entries) {
     (void)ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& found) {
@@ -62,18 +64,21 @@ FolderFacts LookAtFolder(const std::wstring& path) {
     return facts;
 }
 
+// The library's own tables name the folders, so the diagnosis looks where a repair would.
 std::vector<std::wstring> StoreFolders(const RTL_OSVERSIONINFOW& windows) {
     FixHelper helper;
     helper.InitStorePaths(windows.dwMajorVersion, windows.dwMinorVersion);
     return helper.StorePaths();
 }
 
+// The staging folder of calls that are not isolated. An isolated call has removed its own.
 std::wstring StagingFolder() {
     return TemporaryDirectory() + kStagingFolderName;
 }
 
-// The INF files in Windows' own folder that came from the one of that name. Windows publishes them
-// under names of its own ("oem12.inf") and remembers the name that they had; Wine may keep that.
+// The published INF files that were called `infName` before Windows published them: every version
+// of the package that the driver store holds, unlike the installer tool's search, which compares
+// the content too.
 std::vector<FileFacts> FindPublished(std::wstring_view infName) {
     std::vector<FileFacts> found;
     (void)ForEachEntry(PublishedPath(L"*.inf"), [&](const WIN32_FIND_DATAW& entry) {
@@ -118,6 +123,8 @@ Diagnosis Diagnose(const std::wstring& library) {
     return diagnosis;
 }
 
+// The staged INF files have no step of their own, because the staging folder is listed as a whole.
+// One step stands for the searches of all packages in the INF folder of Windows.
 Plan MakeDiagnosisPlan(const std::wstring& library) {
     constexpr const char* list = "list folder";
     constexpr const char* lookFor = "look for";

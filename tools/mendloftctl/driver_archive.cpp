@@ -19,6 +19,7 @@ namespace {
 using SevenZip::intl::MakeCom;
 using SevenZip::intl::UniqueCom;
 
+// The archive as it lies in the loaded file, valid while `library` is; empty when there is none.
 std::span<const std::byte> FindArchive(HMODULE library) {
     const HRSRC resource =
         ::FindResourceW(library, MAKEINTRESOURCEW(kDriverResource), kDriverResourceType);
@@ -28,6 +29,8 @@ std::span<const std::byte> FindArchive(HMODULE library) {
     return {static_cast<const std::byte*>(bytes), ::SizeofResource(library, resource)};
 }
 
+// The archive code reads from a stream. The stream owns a copy of the bytes. Null when there is not
+// enough memory for it.
 UniqueCom<IStream> MakeStream(std::span<const std::byte> bytes) {
     UniqueCom<IStream> stream;
     if (FAILED(::CreateStreamOnHGlobal(nullptr, TRUE, stream.Receive()))) return {};
@@ -38,6 +41,7 @@ UniqueCom<IStream> MakeStream(std::span<const std::byte> bytes) {
     return stream;
 }
 
+// A property that the archive does not store, or stores in an unexpected type, stays empty.
 ArchiveItem ReadItem(IInArchive& archive, UInt32 index) {
     ArchiveItem item;
     (void)SevenZip::intl::ItemProperty(archive, index, kpidPath).Get(item.path);
@@ -66,6 +70,8 @@ std::optional<std::vector<ArchiveItem>> ReadItems(IStream& stream) {
 }  // namespace
 
 std::optional<std::vector<ArchiveItem>> ListDriverArchive(const std::wstring& library) {
+    // Loaded as data, no code of the DLL runs, nothing that it imports is loaded, and its bitness
+    // does not matter.
     const UniqueModule module(::LoadLibraryExW(library.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     if (!module) return std::nullopt;
     const std::span<const std::byte> bytes = FindArchive(module.Get());

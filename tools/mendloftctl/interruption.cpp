@@ -4,11 +4,13 @@ namespace ctl {
 
 namespace {
 
-// The event of the one Interruption there is.
+// The event of the only Interruption. Global, because Windows calls the handler below with nothing
+// but the number of the request.
 HANDLE g_interrupted = nullptr;
 
-// Runs on a thread of the system's own. When the console is closed, Windows ends the program as
-// soon as this returns, and after some seconds anyway.
+// Runs on a thread that Windows makes for it. When the console is closed, Windows ends the program
+// as soon as this returns, and after some seconds in any case. So this waits, to leave the main
+// thread as much of that time as there is.
 BOOL WINAPI OnConsoleEvent(DWORD event) {
     constexpr DWORD longEnoughToTidyUpMs = 10'000;
     ::SetEvent(g_interrupted);

@@ -11,7 +11,7 @@
 
 namespace ctl {
 
-// A diagnostic line of the library.
+// One diagnostic line of the library.
 struct TraceLine {
     enum class Channel { kDebuggerOutput, kStandardOutput };
 
@@ -19,37 +19,45 @@ struct TraceLine {
     std::wstring text;  // without its line end
 };
 
+// What to call, and how.
 struct LibraryCall {
-    std::wstring program;  // the full path of mendloftctl.exe, which is its own worker
+    std::wstring program;  // the full path of mendloftctl.exe, which is also the worker's program
     WorkerTask task;
-    bool isolated = false;                // watch over the worker and all that it starts
+    bool isolated = false;                // end the worker and all that it starts together
     std::chrono::milliseconds timeout{};  // of an isolated call
     HANDLE interrupted = nullptr;         // an event that ends an isolated call; may be null
     std::chrono::milliseconds progressInterval{5'000};
 };
 
+// Receives what happens during a call. Both functions may be null, and both run on the thread that
+// makes the call.
 struct CallObserver {
-    std::function<void(const TraceLine& line)> onLine;  // null when nobody wants the lines
-    // Of an isolated call: how long it has been going on, in every interval of the call.
+    // Receives each line soon after it was written. Where this is null, the call is not traced: it
+    // runs without a debugger, and its standard output is discarded.
+    std::function<void(const TraceLine& line)> onLine;
+    // Receives the duration of an isolated call so far, once in every progress interval.
     std::function<void(std::chrono::milliseconds elapsed)> onProgress;
 };
 
+// How a call ended.
 struct CallOutcome {
     enum class Kind {
         kReturned,          // value: what the function returned
-        kLibraryNotLoaded,  // value: the error of Windows
+        kLibraryNotLoaded,  // value: Windows' error code
         kFunctionMissing,
-        kCrashed,  // value: what the process ended with
+        kCrashed,  // value: the exit code of the process, an exception's code as a rule
         kTimeLimitPassed,
         kInterrupted,
-        kNotStarted,  // value: the error of Windows
+        kNotStarted,  // value: Windows' error code
     };
 
     Kind kind;
     std::int32_t value = 0;
 };
 
-// Makes the call in a worker and waits for its end; calls the observer on the calling thread.
+// Makes the call in a worker process and waits until that has ended: without limit, unless the call
+// is isolated. A crash is an outcome like any other, and so is an isolated call that hangs.
+// Processes that an isolated call has started are ended before this returns.
 [[nodiscard]] CallOutcome MakeCall(const LibraryCall& call, const CallObserver& observer);
 
 }  // namespace ctl

@@ -13,6 +13,7 @@ constexpr LibraryFunction SetUp(const char* name, std::string_view package,
     return {name, ResultKind::kSetup, package, &driverFiles, true};
 }
 
+// One row for each driver package. The names of the packages are arguments of `setup`.
 constexpr LibraryFunction kSetupFunctions[] = {
     SetUp("SetUpUSBDriver", "usb", kUsbPackage),
     SetUp("SetUpNetDriver", "net", kNetPackage),

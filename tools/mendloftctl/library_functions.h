@@ -6,31 +6,34 @@
 
 struct DriverPackage;
 
-// The functions that libmendloft.dll exports, as a program that loads it at run time sees them.
+// The functions that libmendloft.dll exports, for a program that loads the DLL at run time.
 
 namespace ctl {
 
-// The six repair and setup functions; the argument is a boolean.
+// The type of the six repair and setup functions. The argument is a boolean.
 using RepairFunction = std::int32_t (*)(std::int32_t repair);
-// AMDPortTest; the result is a boolean of one byte.
+// The type of AMDPortTest. The result is a boolean of one byte.
 using PortFunction = std::uint8_t (*)(std::int32_t port);
 
-// What the numbers that a function returns mean (meanings.h has the list).
+// Which numbers a function returns. Their meanings are listed in meanings.cpp.
 enum class ResultKind { kFolder, kSetup, kPort };
 
+// One exported function.
 struct LibraryFunction {
-    const char* name;  // as it is exported
+    const char* name;  // under which it is exported
     ResultKind results;
-    std::string_view package;          // what `setup` calls its driver package; empty for others
-    const DriverPackage* driverFiles;  // null where the function sets up none
-    bool changesTheSystem;             // and so needs the rights of an administrator
+    std::string_view package;          // its driver package as an argument of `setup`, or empty
+    const DriverPackage* driverFiles;  // that package in the library's tables, or null
+    bool changesTheSystem;             // and so needs administrator rights
 };
 
+// The two functions that do not set up a driver package, and the five that do, in the order in
+// which the help and the diagnosis list the packages.
 extern const LibraryFunction kMendloftFolder;
 extern const LibraryFunction kPortTest;
 [[nodiscard]] std::span<const LibraryFunction> SetupFunctions();
 
-// All seven; null when none has that name.
+// The one of all seven that is exported as `name`; null when there is none.
 [[nodiscard]] const LibraryFunction* FindFunction(std::string_view name);
 
 }  // namespace ctl

@@ -9,6 +9,7 @@
 namespace ctl {
 
 std::wstring TemporaryDirectory() {
+    // The limit is that of the library, which stages nothing in a longer path.
     std::array<wchar_t, MAX_PATH + 1> path{};
     const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
     return length <= MAX_PATH ? std::wstring(path.data(), length) : std::wstring();
@@ -25,6 +26,7 @@ std::wstring VersionOfProgram(const std::wstring& path) {
     DWORD unused = 0;
     const DWORD size = ::GetFileVersionInfoSizeW(path.c_str(), &unused);
     std::vector<std::byte> block(size);
+    // "\\" names the part of the resource that does not depend on a language.
     void* found = nullptr;
     UINT length = 0;
     if (size == 0 || !::GetFileVersionInfoW(path.c_str(), 0, size, block.data()) ||
@@ -40,6 +42,8 @@ std::wstring VersionOfProgram(const std::wstring& path) {
 }
 
 std::wstring VersionOfInf(const std::wstring& path) {
+    // Read as an initialisation file and not through SetupAPI, so that the version is found even
+    // when the INF file has a mistake elsewhere.
     std::array<wchar_t, 128> version{};
     const DWORD length =
         ::GetPrivateProfileStringW(L"Version", L"DriverVer", L"", version.data(),

@@ -10,6 +10,8 @@
 
 namespace {
 
+// The arguments of main are in the system's code page, in which not every path can be written, so
+// they are taken from the wide command line.
 std::vector<std::string> ArgumentsInUtf8() {
     int count = 0;
     const UniqueLocal<wchar_t*> words(::CommandLineToArgvW(::GetCommandLineW(), &count));
@@ -22,6 +24,8 @@ std::vector<std::string> ArgumentsInUtf8() {
 
 }  // namespace
 
+// The program is its own worker (worker.h): one file to ship, and both sides of the pipe are of the
+// same version.
 int main() {
     const std::vector<std::string> arguments = ArgumentsInUtf8();
     if (const auto task = ctl::ParseWorkerArguments(arguments)) return ctl::RunWorker(*task);

@@ -11,6 +11,7 @@ using tools::ToUtf8;
 
 namespace {
 
+// Numbers are right-aligned, and the objects of the actions form a column.
 std::string Line(const Step& step, std::size_t number, std::size_t widthOfNumber,
                  std::size_t widthOfAction) {
     const std::string count = std::to_string(number);
@@ -52,6 +53,7 @@ std::string ToText(const Plan& plan, const LibraryFunction* function) {
         text += std::string(function->name) + " would return " + std::to_string(*plan.code) + ": " +
                 std::string(MeaningOf(function->results, *plan.code).sentence) + "\n";
     }
+    // The last line, so that a plan in a ticket is not taken for a record of what happened.
     return text + "Nothing was done.\n";
 }
 

@@ -19,10 +19,12 @@ using tools::WindowsFolder;
 
 namespace {
 
-// Owned by the administrators; full access for them and the system, for whatever is made inside
-// too, and nothing comes down from the parent folder.
+// The Administrators group owns the folder. It and the system have full access, which everything
+// that is made inside inherits. Nothing is inherited from the parent folder.
 constexpr const wchar_t* kAccess = L"O:BAG:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
 
+// 128 random bits, so that nobody can prepare a folder of that name. Empty when Windows has no
+// random numbers to give.
 std::wstring RandomName() {
     std::array<std::uint32_t, 4> numbers{};
     if (!::RtlGenRandom(numbers.data(), sizeof(numbers))) return {};
@@ -36,15 +38,18 @@ bool CreateLocked(const std::wstring& path) {
     UniqueLocal<void> descriptor;
     if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(kAccess, SDDL_REVISION_1,
                                                                 descriptor.Receive(), nullptr)) {
+        // After a failure the pointer means nothing, so it is not freed.
         (void)descriptor.Detach();
         return false;
     }
     SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor.Get(), FALSE};
-    // Also fails when there is something of that name, so what it made is empty and ours.
+    // The access list is in place from the start: there is no moment at which others could enter.
+    // The call fails when the name exists, so a folder that it made is new and empty.
     return ::CreateDirectoryW(path.c_str(), &attributes) != FALSE;
 }
 
-// Like DeleteDirectoryTree, but read-only files go too, and a link goes without what it leads to.
+// Unlike DeleteDirectoryTree (platform/paths.h), this removes read-only files too, of which the
+// driver archive has one, and it removes a link without entering it.
 void RemoveTree(const std::wstring& folder) {
     (void)ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
         const std::wstring name = entry.cFileName;

@@ -4,29 +4,31 @@
 
 namespace ctl {
 
-// A fresh folder with a name that nobody can guess, which only administrators and the system may
-// enter. It lies in the temporary folder of Windows, where users cannot rename or remove what is
-// not theirs, as they could in their own. Removed with all that is in it when this goes out of
-// scope.
+// A new folder with a name that nobody can guess, which only administrators and the system may
+// enter. It is made in the temporary folder of Windows and not in the user's: there, a program of
+// the user could rename it and put another one in its place, whatever its access list says. The
+// destructor removes it with all its content.
 class PrivateFolder {
 public:
+    // Makes the folder, which needs administrator rights.
     PrivateFolder();
     PrivateFolder(const PrivateFolder&) = delete;
     PrivateFolder& operator=(const PrivateFolder&) = delete;
     ~PrivateFolder() { Remove(); }
 
-    // Without a separator at its end; empty, with the error of Windows as the last error after
-    // construction, when it could not be made.
+    // The full path, without a separator at its end. Empty when the folder could not be made, with
+    // the reason in GetLastError() right after construction, and after it was removed.
     [[nodiscard]] const std::wstring& Path() const { return path_; }
 
-    // Tries for some seconds, as files may still be in use. Returns false when something is left.
+    // Removes the folder with all its content. Tries again for about two seconds, because a file
+    // may still be in use for a moment. Returns false when something is left.
     bool Remove();
 
 private:
     std::wstring path_;
 };
 
-// Where such folders are made, without a separator at its end.
+// The folder in which such folders are made, without a separator at its end.
 [[nodiscard]] std::wstring PrivateFolderParent();
 
 }  // namespace ctl

@@ -12,6 +12,7 @@ using tools::FromUtf8;
 
 namespace {
 
+// Empty unless all of `text` is a number.
 template <typename Number>
 std::optional<Number> ToNumber(const std::string& text) {
     Number number{};
@@ -20,11 +21,13 @@ std::optional<Number> ToNumber(const std::string& text) {
     return number;
 }
 
-// No quotes can be in a path; a backslash at its end would take the closing one for itself.
+// The path in quotes, as Windows splits command lines. A path cannot contain a quote, but a
+// backslash at its end would escape the closing one, so it is doubled.
 std::wstring Quoted(const std::wstring& path) {
     return L"\"" + path + (path.ends_with(L'\\') ? L"\\\"" : L"\"");
 }
 
+// The cast goes through a pointer to data, because GCC warns of a cast between function types.
 WorkerAnswer Call(FARPROC function, ResultKind results, std::int32_t argument) {
     auto* const address = reinterpret_cast<void*>(function);
     const std::int32_t value = results == ResultKind::kPort
@@ -33,9 +36,13 @@ WorkerAnswer Call(FARPROC function, ResultKind results, std::int32_t argument) {
     return {WorkerAnswer::kReturned, value};
 }
 
+// The library stays loaded: what unloading it does is not part of the call, and a crash in it would
+// hide the result.
 WorkerAnswer LoadAndCall(const WorkerTask& task) {
-    // What the library needs comes from its own folder and the system's, never from the current
-    // one.
+    // The worker may run with administrator rights in a folder that others can write to, so DLLs
+    // must not come from the current folder: the first call takes it off the search path. With the
+    // flag, Windows searches the folder of the library in place of the folder of this program, as
+    // it would for a host that lies beside the library.
     (void)::SetDllDirectoryW(L"");
     const HMODULE library =
         ::LoadLibraryExW(task.library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
@@ -48,13 +55,15 @@ WorkerAnswer LoadAndCall(const WorkerTask& task) {
     return Call(function, known->results, task.argument);
 }
 
-// Ends the process with the number of the exception and without asking or telling anybody: whoever
-// waits for the answer knows what that means.
+// Ends the process with the code of the exception, without a dialog and without a crash report. The
+// process that waits for the answer reports the crash.
 LONG WINAPI EndAtOnce(EXCEPTION_POINTERS* exception) {
     ::TerminateProcess(::GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
+// Windows looks at TMP first; other programs may look at TEMP only. The library and the processes
+// that it starts inherit both.
 void UseTemporaryDirectory(const std::wstring& path) {
     if (path.empty()) return;
     for (const wchar_t* variable : {L"TMP", L"TEMP"}) {
@@ -84,16 +93,18 @@ std::optional<WorkerTask> ParseWorkerArguments(const std::vector<std::string>& a
 }
 
 int RunWorker(const WorkerTask& task) {
+    // No message box may stop the worker: nobody may be there to close it.
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     (void)::SetUnhandledExceptionFilter(EndAtOnce);
-    // The library's lines are to be seen when it writes them; its C runtime is ours.
+    // The library and this program use one C runtime, msvcrt.dll. Without a buffer in it, the
+    // library's lines enter the pipe as they are written, in their order with its debugger output.
     (void)std::setvbuf(stdout, nullptr, _IONBF, 0);
     UseTemporaryDirectory(task.temporaryDirectory);
 
     const WorkerAnswer answer = LoadAndCall(task);
     DWORD written = 0;
-    const BOOL told = ::WriteFile(task.answer, &answer, sizeof(answer), &written, nullptr);
-    return told && written == sizeof(answer) ? 0 : 1;
+    const BOOL succeeded = ::WriteFile(task.answer, &answer, sizeof(answer), &written, nullptr);
+    return succeeded && written == sizeof(answer) ? 0 : 1;
 }
 
 }  // namespace ctl
