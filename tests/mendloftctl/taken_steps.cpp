@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <optional>
-#include <ranges>
+#include <span>
 #include <string_view>
 
 namespace {
@@ -198,7 +198,7 @@ private:
 
     [[nodiscard]] std::vector<TakenStep> StepsBefore(std::size_t index) const {
         std::vector<TakenStep> steps;
-        for (const RecordedCall& call : calls_ | std::views::take(index)) {
+        for (const RecordedCall& call : std::span(calls_).first(index)) {
             if (const std::optional<TakenStep> step = StepOf(call)) steps.push_back(*step);
         }
         return steps;

@@ -39,9 +39,9 @@ private:
 template <typename Key>
 class Names {
 public:
-    void Set(Key key, std::wstring name) {
+    void Set(Key key, const std::wstring& name) {
         const std::lock_guard guard(mutex_);
-        names_[key] = std::move(name);
+        names_[key] = name;
     }
     // Empty for a key that is not known, as is that of Take.
     [[nodiscard]] std::wstring Of(Key key) const {
