@@ -145,6 +145,15 @@ TEST(TakenSteps, TakeTheDeletionOfATreeForOne) {
                 ElementsAre(L"delete folder|T:\\a", L"delete folder|T:\\ab"));
 }
 
+TEST(TakenSteps, TakeTheQuestionWhetherADeletedFolderIsGoneForPartOfItsDeletion) {
+    EXPECT_THAT(StepsTaken({{"RemoveDirectoryW", L"T:\\a", L""},
+                            {"RemoveDirectoryW", L"T:\\b", L""},
+                            {"PathFileExistsW (there)", L"T:\\a", L""},
+                            {"PathFileExistsW (missing)", L"T:\\b", L""},
+                            {"PathFileExistsW (missing)", L"T:\\c", L""}}),
+                ElementsAre(L"delete folder|T:\\a", L"delete folder|T:\\b", L"look for|T:\\c"));
+}
+
 TEST(TakenSteps, ShowAFolderThatIsListedOnly) {
     EXPECT_THAT(StepsTaken({{"FindFirstFileW (there)", L"T:\\a", L""}}),
                 ElementsAre(L"FindFirstFileW (there)|T:\\a"));

@@ -80,8 +80,8 @@ struct FileHooks {
             log.Note(WayOfStreaming(mode, create), path);
         }};
     Hook<"CopyFileW", decltype(::CopyFileW)> copy{
-        log, module, [this](BOOL, const wchar_t* from, const wchar_t* to, BOOL) {
-            log.Note("CopyFileW", from, to);
+        log, module, [this](BOOL, const wchar_t* from, const wchar_t* to, BOOL keepsOldFile) {
+            log.Note(keepsOldFile ? "CopyFileW (otherwise)" : "CopyFileW", from, to);
         }};
     Hook<"MoveFileExW", decltype(::MoveFileExW)> move{
         log, module, [this](BOOL, const wchar_t* from, const wchar_t* to, DWORD) {

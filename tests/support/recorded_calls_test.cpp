@@ -33,8 +33,10 @@ protected:
     [[nodiscard]] BOOL CreateFolder(const std::wstring& path) const {
         return Imported<"CreateDirectoryW", decltype(::CreateDirectoryW)>()(path.c_str(), nullptr);
     }
-    [[nodiscard]] BOOL Copy(const std::wstring& from, const std::wstring& to) const {
-        return Imported<"CopyFileW", decltype(::CopyFileW)>()(from.c_str(), to.c_str(), FALSE);
+    [[nodiscard]] BOOL Copy(const std::wstring& from, const std::wstring& to,
+                            BOOL keepOldFile = FALSE) const {
+        return Imported<"CopyFileW", decltype(::CopyFileW)>()(from.c_str(), to.c_str(),
+                                                              keepOldFile);
     }
 
     [[nodiscard]] HANDLE OpenNoProcess() const {
@@ -114,6 +116,16 @@ TEST_F(RecordedCallsTest, DoNotRescanDevices) {
 
     EXPECT_THAT(Lines(recorded),
                 ElementsAre(L"CM_Locate_DevNodeW|(root)|", L"CM_Reenumerate_DevNode|(root)|"));
+}
+
+TEST_F(RecordedCallsTest, TellACopyThatKeepsAnOldFileFromOneThatReplacesIt) {
+    const RecordedCalls recorded(library.Module());
+    WriteFileContent(folder / L"file");
+
+    EXPECT_TRUE(Copy(folder / L"file", folder / L"copy", TRUE));
+
+    EXPECT_THAT(Lines(recorded), ElementsAre(L"CopyFileW (otherwise)|" + (folder / L"file") + L"|" +
+                                             (folder / L"copy")));
 }
 
 TEST_F(RecordedCallsTest, TellAPrivilegeThatIsTakenAwayFromOneThatIsGiven) {
