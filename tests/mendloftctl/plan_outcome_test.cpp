@@ -133,7 +133,7 @@ protected:
         std::int32_t code;
     };
 
-    // Beside a crash reporter, and a program that only begins with the name of one.
+    // While a crash reporter runs, and a program whose name only begins like that of one.
     [[nodiscard]] Outcome CallTheLibrary() const {
         CopyProgram(L"sleeper.exe", host / L"WerFault.exe");
         CopyProgram(L"sleeper.exe", host / L"WerFaultSecure.exe");
