@@ -8,7 +8,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PICTURE = re.compile(r"^```mermaid\n(.*?)^```", re.DOTALL | re.MULTILINE)
 ARROWS = re.compile(r"^ *(\w+) --> (.+)$", re.MULTILINE)
-INCLUDE = re.compile(r'^#include [<"]([^>"]+)[>"]', re.MULTILINE)
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', re.MULTILINE)
 
 FOLDERS = {path.name: path for parent in ("src", "tools") for path in (ROOT / parent).iterdir()
            if any(path.glob("*.h")) or any(path.glob("*.cpp"))}
@@ -23,12 +23,15 @@ def drawn(text):
 
 
 def included(sources):
-    """The folders that sources include from, apart from system headers and their own folder."""
+    """Where sources include from, apart from system headers. An include of ours that does not begin
+    with one of the folders is named whole, as it would hide where it leads."""
     found = set()
-    for text in sources:
-        for header in INCLUDE.findall(text):
-            folder = header.split("/")[0]
-            found |= {OUTSIDE.get(folder, folder)} & (set(FOLDERS) | set(OUTSIDE.values()))
+    for bracket, header in (include for text in sources for include in INCLUDE.findall(text)):
+        folder = header.split("/")[0]
+        if folder in OUTSIDE:
+            found.add(OUTSIDE[folder])
+        elif bracket == '"':
+            found.add(folder if folder in FOLDERS else header)
     return found
 
 
@@ -40,7 +43,7 @@ def upward(arrows):
 
 
 def sources_of(folder):
-    return [path.read_text() for path in sorted(FOLDERS[folder].iterdir())
+    return [path.read_text() for path in sorted(FOLDERS[folder].rglob("*"))
             if path.suffix in (".h", ".cpp")]
 
 
@@ -83,6 +86,12 @@ class Reading(unittest.TestCase):
     def test_finds_includes_of_folders_and_of_what_lies_outside(self):
         text = '#include <7zip/IDecl.h>\n#include <windows.h>\n#include "platform/paths.h"\n'
         self.assertEqual({"sevenzip", "platform"}, included([text]))
+
+    def test_finds_includes_however_they_are_written(self):
+        self.assertEqual({"exports"}, included(['  #\tinclude  "exports/x.h"\n']))
+
+    def test_names_an_include_that_hides_where_it_leads(self):
+        self.assertEqual({"../exports/x.h"}, included(['#include "../exports/x.h"\n']))
 
 
 if __name__ == "__main__":
