@@ -5,6 +5,7 @@
 #include <shlwapi.h>
 
 #include <array>
+#include <cwchar>
 
 #include "core/library_state.h"
 #include "platform/os_probes.h"
@@ -20,8 +21,13 @@ using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
 std::wstring LibraryFolder() {
     PathBuffer path{};
     (void)::GetModuleFileNameW(g_libraryModule, path.data(), static_cast<DWORD>(path.size() - 1));
-    (void)::PathRemoveFileSpecW(path.data());
-    return path.data();
+    return FolderOfLibrary(path.data());
+}
+
+std::wstring FolderOfLibrary(std::wstring file) {
+    (void)::PathRemoveFileSpecW(file.data());
+    file.resize(std::wcslen(file.c_str()));
+    return file;
 }
 
 std::wstring InstallerToolPath(const std::wstring& libraryFolder) {

@@ -8,6 +8,9 @@
 // backslash, except for the root of a drive. Empty when Windows does not tell.
 [[nodiscard]] std::wstring LibraryFolder();
 
+// The folder of the library's file at the full path `file`, by the same rule.
+[[nodiscard]] std::wstring FolderOfLibrary(std::wstring file);
+
 // The path of the installer tool for this system's bitness below `libraryFolder`, whether or not
 // the file is there.
 [[nodiscard]] std::wstring InstallerToolPath(const std::wstring& libraryFolder);

@@ -10,6 +10,8 @@
 #include "install/library_folder.h"
 #include "platform/os_probes.h"
 
+// FixHelper's five SetUp routines are defined in this folder.
+//
 // The order of the steps of a driver setup. It has two users: the five SetUp routines of FixHelper
 // carry the steps out (setup_flows.cpp), and mendloftctl's plan of a call only records them.
 

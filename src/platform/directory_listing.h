@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cwchar>
 #include <string>
 
 #include "platform/unique_handle.h"
@@ -22,4 +23,9 @@ bool ForEachEntry(const std::wstring& pattern, Visit visit) {
 
 [[nodiscard]] inline bool IsDirectory(const WIN32_FIND_DATAW& entry) {
     return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// Whether the entry is "." or "..", the folder itself or the one that contains it.
+[[nodiscard]] inline bool IsSelfOrParent(const WIN32_FIND_DATAW& entry) {
+    return ::_wcsicmp(entry.cFileName, L".") == 0 || ::_wcsicmp(entry.cFileName, L"..") == 0;
 }

@@ -1,13 +1,6 @@
 #include "platform/os_probes.h"
 
-namespace {
-
-template <typename Function>
-Function LookUp(HMODULE module, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
-}
-
-}  // namespace
+#include "platform/function_lookup.h"
 
 std::int32_t GetOsVersion(RTL_OSVERSIONINFOW& version) {
     using RtlGetVersion = LONG(WINAPI*)(RTL_OSVERSIONINFOW*);
@@ -21,6 +14,13 @@ std::int32_t GetOsVersion(RTL_OSVERSIONINFOW& version) {
     version.dwOSVersionInfoSize = sizeof(version);
     (void)rtlGetVersion(&version);
     return 1;
+}
+
+RTL_OSVERSIONINFOW WindowsVersion() {
+    RTL_OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof(version);
+    (void)GetOsVersion(version);
+    return version;
 }
 
 bool IsOs64Bit() {

@@ -14,10 +14,6 @@ bool IsSeparator(wchar_t character) {
     return character == L'\\' || character == L'/';
 }
 
-bool IsSelfOrParent(const wchar_t* name) {
-    return ::_wcsicmp(name, L".") == 0 || ::_wcsicmp(name, L"..") == 0;
-}
-
 }  // namespace
 
 bool DeleteDirectoryTree(const std::wstring& path) {
@@ -30,7 +26,7 @@ bool DeleteDirectoryTree(const std::wstring& path) {
         const std::wstring child = folder + entry.cFileName;
         if (!IsDirectory(entry)) {
             (void)::DeleteFileW(child.c_str());
-        } else if (!IsSelfOrParent(entry.cFileName)) {
+        } else if (!IsSelfOrParent(entry)) {
             (void)DeleteDirectoryTree(child);
         }
     });

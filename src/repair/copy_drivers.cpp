@@ -1,7 +1,5 @@
 #include <windows.h>
 
-#include <cwchar>
-
 #include "platform/diagnostics.h"
 #include "platform/directory_listing.h"
 #include "repair/driver_copy.h"
@@ -9,8 +7,7 @@
 namespace {
 
 bool IsFile(const WIN32_FIND_DATAW& entry) {
-    return !IsDirectory(entry) && std::wcscmp(entry.cFileName, L".") != 0 &&
-           std::wcscmp(entry.cFileName, L"..") != 0;
+    return !IsDirectory(entry) && !IsSelfOrParent(entry);
 }
 
 // Carries out the steps of the driver copy on this system.

@@ -12,12 +12,7 @@ namespace {
 // Carries out the steps of a folder repair on this system. Most results are ignored: a step that
 // lacks a right or a folder because an earlier one failed does no harm. It fails as well.
 struct SystemSteps {
-    static RTL_OSVERSIONINFOW WindowsVersion() {
-        RTL_OSVERSIONINFOW version{};
-        version.dwOSVersionInfoSize = sizeof(version);
-        (void)GetOsVersion(version);
-        return version;
-    }
+    static RTL_OSVERSIONINFOW WindowsVersion() { return ::WindowsVersion(); }
 
     static void EndCrashReporters() { KillWerFault(); }
 

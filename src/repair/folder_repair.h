@@ -7,6 +7,8 @@
 
 #include "core/fix_helper.h"
 
+// FixHelper::FixFolder and FixHelper::CopyDrivers are defined in this folder.
+//
 // The order of the steps of a folder repair. It has two users: FixHelper::FixFolder carries the
 // steps out (fix_folder.cpp), and mendloftctl's plan of a call only records them.
 

@@ -5,9 +5,9 @@
 #include <array>
 #include <cwchar>
 
+#include "archive/seven_zip_extractor.h"
 #include "core/fix_helper.h"
 #include "core/library_state.h"
-#include "archive/seven_zip_extractor.h"
 #include "platform/paths.h"
 #include "platform/unique_handle.h"
 
@@ -25,13 +25,6 @@ bool Append(PathBuffer& path, const wchar_t* text) {
     return true;
 }
 
-// A length of more than MAX_PATH is the size of the buffer that Windows would need. It has stored
-// no path then.
-bool GetTemporaryDirectory(PathBuffer& path) {
-    const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
-    return length > 0 && length <= MAX_PATH;
-}
-
 bool Unpack(const PathBuffer& archive, const PathBuffer& folder) {
     SevenZip::SevenZipExtractor extractor;
     (void)extractor.SetArchivePath(archive.data());
@@ -41,8 +34,11 @@ bool Unpack(const PathBuffer& archive, const PathBuffer& folder) {
 }  // namespace
 
 bool FixHelper::StageDriverPackage() {
+    const std::wstring temporaryDirectory = TemporaryDirectory();
+    if (temporaryDirectory.empty()) return false;
     PathBuffer folder{};
-    if (!GetTemporaryDirectory(folder) || !Append(folder, kStagingFolderName)) return false;
+    if (!Append(folder, temporaryDirectory.c_str()) || !Append(folder, kStagingFolderName))
+        return false;
     if (!FileOrFolderExists(folder.data())) (void)::CreateDirectoryW(folder.data(), nullptr);
 
     PathBuffer archive = folder;
@@ -51,6 +47,14 @@ bool FixHelper::StageDriverPackage() {
 
     stagingDir = folder.data();
     return true;
+}
+
+std::wstring TemporaryDirectory() {
+    PathBuffer path{};
+    const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
+    // A length of more than MAX_PATH is the size of the buffer that Windows would need. It has
+    // stored no path then.
+    return length <= MAX_PATH ? std::wstring(path.data(), length) : std::wstring();
 }
 
 bool WriteDriverResource(const std::wstring& path) {

@@ -10,7 +10,7 @@
 
 #include "telnet/formatting.h"
 #include "telnet/line_splitter.h"
-#include "telnet/loopback.h"
+#include "telnet/loopback_address.h"
 #include "telnet/telnet.h"
 
 namespace TELNET {

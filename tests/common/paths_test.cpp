@@ -12,7 +12,6 @@ using tools::FileNameOf;
 using tools::FolderOf;
 using tools::FullPath;
 using tools::LongPath;
-using tools::ParentFolder;
 
 TEST(FileNameOf, IsWhatFollowsTheLastSeparator) {
     EXPECT_EQ(L"b.inf", FileNameOf(L"C:\\a\\b.inf"));
@@ -26,12 +25,6 @@ TEST(FolderOf, IsWhatComesBeforeTheFileName) {
     EXPECT_EQ(L"C:\\a\\", FolderOf(L"C:\\a\\b.inf"));
     EXPECT_EQ(L"C:", FolderOf(L"C:b.inf"));
     EXPECT_EQ(L"", FolderOf(L"b.inf"));
-}
-
-TEST(ParentFolder, EndsBeforeTheLastBackslash) {
-    EXPECT_EQ(L"C:\\a", ParentFolder(L"C:\\a\\b.inf"));
-    EXPECT_EQ(L"C:", ParentFolder(L"C:\\b.inf"));
-    EXPECT_EQ(L"", ParentFolder(L"b.inf"));
 }
 
 TEST(FullPath, IsResolvedAgainstTheCurrentFolder) {

@@ -8,11 +8,11 @@
 #include "install/library_folder.h"
 #include "mendloftctl/expected_steps.h"
 #include "mendloftctl/finished_program.h"
-#include "mendloftctl/machine.h"
 #include "mendloftctl/plan.h"
 #include "mendloftctl/planned_calls.h"
 #include "mendloftctl/program.h"
 #include "mendloftctl/taken_steps.h"
+#include "platform/os_probes.h"
 #include "support/captured_output.h"
 #include "support/loaded_library.h"
 #include "support/repair_setting.h"
@@ -74,7 +74,7 @@ protected:
     }
 
     [[nodiscard]] Plan PlanOf(const char* function, std::int32_t argument) const {
-        const RTL_OSVERSIONINFOW windows = ctl::WindowsVersion();
+        const RTL_OSVERSIONINFOW windows = WindowsVersion();
         return ctl::MakePlan(*ctl::FindFunction(function), argument,
                              {.majorVersion = windows.dwMajorVersion,
                               .minorVersion = windows.dwMinorVersion,
@@ -90,7 +90,11 @@ protected:
 
     // What the program prints for the same call.
     [[nodiscard]] Json DryRun(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.end(), {"--dry-run", "--json", "--library", ToUtf8(Library())});
+        return DryRun(std::move(arguments), Library());
+    }
+    [[nodiscard]] static Json DryRun(std::vector<std::string> arguments,
+                                     const std::wstring& library) {
+        arguments.insert(arguments.end(), {"--dry-run", "--json", "--library", ToUtf8(library)});
         std::string result;
         (void)ctl::RunProgram(arguments,
                               {.program = MendloftCtl(),
@@ -185,6 +189,39 @@ TEST_P(PlanOutcomeOf, IsWhatTheDryRunTells) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, PlanOutcomeOf, testing::ValuesIn(PlannedCalls()), RowName);
+
+// The library in the root of a drive, the one folder whose path ends with a backslash.
+class PlanOutcomeInTheRootOfADrive : public PlanOutcome {
+protected:
+    PlanOutcomeInTheRootOfADrive() {
+        std::filesystem::copy_file(Library(), kLibrary);
+        std::filesystem::copy(host / L"files", kTools, std::filesystem::copy_options::recursive);
+    }
+    ~PlanOutcomeInTheRootOfADrive() override {
+        std::filesystem::remove(kLibrary);
+        RemoveTree(kTools);
+    }
+
+    static constexpr const wchar_t* kLibrary = L"C:\\libmendloft.dll";
+    static constexpr const wchar_t* kTools = L"C:\\files";
+};
+
+TEST_F(PlanOutcomeInTheRootOfADrive, IsWhatTheLibraryDoes) {
+    const std::string dryRun = Text(DryRun({"setup", "usb"}, kLibrary));
+
+    const std::string taken = [this] {
+        CopyProgram(L"sleeper.exe", host / L"WerFault.exe");
+        const ChildProcess crashReporter(host / L"WerFault.exe");
+        const CapturedStandardOutput console;
+        const LoadedLibrary library(kLibrary);
+        const RecordedCalls recorded(library.Module());
+        (void)library.Call("SetUpUSBDriver", 1);
+        return Text(recorded.Calls());
+    }();
+
+    EXPECT_THAT(dryRun, testing::HasSubstr("run|C:\\\\files\\inf\\InfInstaller"));
+    EXPECT_EQ(dryRun, taken);
+}
 
 class PlanOutcomeOfAPortTest : public PlanOutcome {
 protected:

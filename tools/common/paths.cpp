@@ -36,11 +36,6 @@ std::wstring_view FolderOf(std::wstring_view path) {
     return path.substr(0, LengthOfFolder(path));
 }
 
-std::wstring ParentFolder(const std::wstring& path) {
-    const std::size_t separator = path.rfind(L'\\');
-    return separator == std::wstring::npos ? std::wstring() : path.substr(0, separator);
-}
-
 std::wstring FullPath(const std::wstring& path) {
     const std::wstring full = PathFrom([&](wchar_t* buffer, DWORD size) {
         return ::GetFullPathNameW(path.c_str(), size, buffer, nullptr);

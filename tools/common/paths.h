@@ -15,10 +15,6 @@ namespace tools {
 // FileNameOf.
 [[nodiscard]] std::wstring_view FolderOf(std::wstring_view path);
 
-// The folder of a file without its final backslash, as the library's routines expect it: they
-// append names that begin with one. Empty when `path` has no backslash.
-[[nodiscard]] std::wstring ParentFolder(const std::wstring& path);
-
 // `path` with its drive, resolved against the current folder; `path` unchanged when Windows cannot
 // resolve it.
 [[nodiscard]] std::wstring FullPath(const std::wstring& path);

@@ -4,6 +4,7 @@
 
 #include "common/paths.h"
 #include "common/unique_module.h"
+#include "platform/function_lookup.h"
 
 namespace installer {
 
@@ -35,8 +36,7 @@ std::optional<CallResult> CallNewdev(const char* function, const std::wstring& p
 
     const UniqueModule newdev = LoadNewdev();
     if (!newdev) return std::nullopt;
-    const auto call = reinterpret_cast<DriverFunction>(
-        reinterpret_cast<void*>(::GetProcAddress(newdev.Get(), function)));
+    const auto call = LookUp<DriverFunction>(newdev.Get(), function);
     if (call == nullptr) return std::nullopt;
     // No flags: an installation does not replace a better driver.
     BOOL restartNeeded = FALSE;

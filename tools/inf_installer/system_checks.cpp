@@ -1,5 +1,6 @@
 #include "inf_installer/system_checks.h"
 
+#include "platform/function_lookup.h"
 #include "platform/os_probes.h"
 
 namespace installer {
@@ -10,8 +11,8 @@ WORD NativeMachine() {
 
     // On ARM64 the older probes describe the emulated processor to an emulated process. Only this
     // function names the real one. Windows has it since Windows 10, version 1511.
-    const auto isWow64Process2 = reinterpret_cast<IsWow64Process2>(reinterpret_cast<void*>(
-        ::GetProcAddress(::GetModuleHandleW(L"kernel32"), "IsWow64Process2")));
+    const auto isWow64Process2 =
+        LookUp<IsWow64Process2>(::GetModuleHandleW(L"kernel32"), "IsWow64Process2");
     USHORT processMachine = 0;
     USHORT nativeMachine = 0;
     if (isWow64Process2 != nullptr &&

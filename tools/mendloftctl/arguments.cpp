@@ -22,6 +22,18 @@ CLI::App* AddCommand(CLI::App& parent, const std::string& name, const std::strin
     return command;
 }
 
+// "usb, net, kis, rsm or appleusb"
+std::string PackageNames() {
+    const std::span<const LibraryFunction> functions = SetupFunctions();
+    std::string names;
+    for (const LibraryFunction& function : functions) {
+        if (&function != &functions.front())
+            names += &function == &functions.back() ? " or " : ", ";
+        names += function.package;
+    }
+    return names;
+}
+
 // Describes the arguments to CLI11 and reads one set of them. While CLI11 reads, it writes options
 // into the members and calls back for the command that it finds.
 class Parser {
@@ -70,7 +82,8 @@ private:
             app_.add_flag("--isolated", arguments.isolated,
                           "Call with a private temporary directory and a time limit (recommended)");
         app_.add_option("--timeout", timeout_,
-                        "The time limit of an isolated call in seconds; 300 by default")
+                        "The time limit of an isolated call in seconds; " +
+                            std::to_string(arguments.timeout.count()) + " by default")
             ->check(CLI::Range(1U, 86'400U))
             ->needs(isolated);
     }
@@ -123,7 +136,7 @@ private:
     void Complete() {
         if (result_.arguments.command.empty()) {
             result_.problem = app_.got_subcommand("setup")
-                                  ? "Name the driver package: usb, net, kis, rsm or appleusb"
+                                  ? "Name the driver package: " + PackageNames()
                                   : "Name a command: repair, remove, setup, port or diagnose";
         }
         result_.arguments.library = FromUtf8(library_);

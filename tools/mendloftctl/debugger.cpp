@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/text.h"
+#include "platform/function_lookup.h"
 #include "platform/unique_handle.h"
 
 namespace ctl {
@@ -24,8 +25,7 @@ constexpr DWORD kWow64Breakpoint = 0x4000001F;
 // function delivers it in the system's code page, and so does Wine; other characters are lost.
 BOOL WaitForEvent(DEBUG_EVENT& event, DWORD milliseconds) {
     using Wait = BOOL(WINAPI*)(DEBUG_EVENT*, DWORD);
-    static const auto waitEx = reinterpret_cast<Wait>(reinterpret_cast<void*>(
-        ::GetProcAddress(::GetModuleHandleW(L"kernel32"), "WaitForDebugEventEx")));
+    static const auto waitEx = LookUp<Wait>(::GetModuleHandleW(L"kernel32"), "WaitForDebugEventEx");
     return waitEx != nullptr ? waitEx(&event, milliseconds)
                              : ::WaitForDebugEvent(&event, milliseconds);
 }

@@ -11,7 +11,7 @@
 #include "install/library_folder.h"
 #include "mendloftctl/device_service.h"
 #include "mendloftctl/library_functions.h"
-#include "mendloftctl/machine.h"
+#include "mendloftctl/file_versions.h"
 #include "platform/directory_listing.h"
 #include "platform/os_probes.h"
 #include "platform/paths.h"
@@ -23,7 +23,6 @@ using tools::EqualIgnoringCase;
 using tools::FileNameOf;
 using tools::IsElevated;
 using tools::MayBePublishedAs;
-using tools::ParentFolder;
 using tools::PublishedPath;
 using tools::QueryOriginalName;
 
@@ -50,8 +49,8 @@ FolderEntry MakeEntry(const std::wstring& path, const WIN32_FIND_DATAW& found) {
 void ListFolder(const std::wstring& folder, const std::wstring& below,
                 std::vector<FolderEntry>& entries) {
     (void)ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& found) {
+        if (IsSelfOrParent(found)) return;
         const std::wstring name = found.cFileName;
-        if (name == L"." || name == L"..") return;
         entries.push_back(MakeEntry(below + name, found));
         if (IsDirectory(found) && (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
             ListFolder(folder + L"\\" + name, below + name + L"\\", entries);
@@ -105,7 +104,7 @@ PackageFacts LookAtPackage(const LibraryFunction& function, const std::wstring& 
 }  // namespace
 
 Diagnosis Diagnose(const std::wstring& library) {
-    const std::wstring libraryFolder = ParentFolder(library);
+    const std::wstring libraryFolder = FolderOfLibrary(library);
     Diagnosis diagnosis;
     diagnosis.windows = WindowsVersion();
     diagnosis.is64Bit = IsOs64Bit();
@@ -127,23 +126,22 @@ Diagnosis Diagnose(const std::wstring& library) {
 // One step stands for the searches of all packages in the INF folder of Windows.
 Plan MakeDiagnosisPlan(const std::wstring& library) {
     constexpr const char* list = "list folder";
-    constexpr const char* lookFor = "look for";
-    const std::wstring libraryFolder = ParentFolder(library);
+    const std::wstring libraryFolder = FolderOfLibrary(library);
     Plan plan;
     const auto add = [&](const char* action, const std::wstring& what) {
         plan.steps.push_back({action, what, L"", ""});
     };
     add("ask Windows for", L"its version, its bitness and the rights of this process");
-    add(lookFor, library);
-    add(lookFor, InstallerToolPath(libraryFolder));
+    add(kLookFor, library);
+    add(kLookFor, InstallerToolPath(libraryFolder));
     for (const std::wstring& folder : StoreFolders(WindowsVersion())) add(list, folder);
     add(list, StagingFolder());
     for (const LibraryFunction& function : SetupFunctions()) {
         const std::wstring inf =
             InstalledInfPath(*function.driverFiles, libraryFolder, CommonFilesFolder());
-        if (!inf.empty()) add(lookFor, inf);
+        if (!inf.empty()) add(kLookFor, inf);
     }
-    add(lookFor, PublishedPath(L"*.inf"));
+    add(kLookFor, PublishedPath(L"*.inf"));
     add("ask Windows for", std::wstring(L"the state of the service ") + kDeviceServiceName);
     return plan;
 }

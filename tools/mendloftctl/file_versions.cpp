@@ -1,26 +1,10 @@
-#include "mendloftctl/machine.h"
+#include "mendloftctl/file_versions.h"
 
 #include <array>
 #include <cstddef>
 #include <vector>
 
-#include "platform/os_probes.h"
-
 namespace ctl {
-
-std::wstring TemporaryDirectory() {
-    // The limit is that of the library, which stages nothing in a longer path.
-    std::array<wchar_t, MAX_PATH + 1> path{};
-    const DWORD length = ::GetTempPathW(MAX_PATH, path.data());
-    return length <= MAX_PATH ? std::wstring(path.data(), length) : std::wstring();
-}
-
-RTL_OSVERSIONINFOW WindowsVersion() {
-    RTL_OSVERSIONINFOW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-    (void)GetOsVersion(version);
-    return version;
-}
 
 std::wstring VersionOfProgram(const std::wstring& path) {
     DWORD unused = 0;

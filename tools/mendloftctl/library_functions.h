@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <type_traits>
+
+#include "mendloft/mendloft.h"
 
 struct DriverPackage;
 
@@ -10,10 +13,12 @@ struct DriverPackage;
 
 namespace ctl {
 
-// The type of the six repair and setup functions. The argument is a boolean.
-using RepairFunction = std::int32_t (*)(std::int32_t repair);
-// The type of AMDPortTest. The result is a boolean of one byte.
-using PortFunction = std::uint8_t (*)(std::int32_t port);
+// The type of the six repair and setup functions.
+using RepairFunction = MendloftFolderFunction;
+static_assert(std::is_same_v<RepairFunction, MendloftSetupFunction>);
+// The type of AMDPortTest, except that the result is read as a byte: another library may return one
+// that is neither 0 nor 1, and such a bool is undefined behaviour.
+using PortFunction = std::uint8_t(__cdecl*)(std::int32_t port);
 
 // Which numbers a function returns. Their meanings are listed in meanings.cpp.
 enum class ResultKind { kFolder, kSetup, kPort };

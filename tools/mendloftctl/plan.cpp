@@ -4,7 +4,7 @@
 #include "core/boolean_argument.h"
 #include "install/setup_flow.h"
 #include "mendloftctl/planned_steps.h"
-#include "telnet/loopback.h"
+#include "telnet/loopback_address.h"
 
 namespace ctl {
 
@@ -38,9 +38,9 @@ Plan MakePlan(const LibraryFunction& function, std::int32_t argument, const Plan
 }
 
 Plan WithPrivateFolder(Plan plan, const std::wstring& folder) {
-    plan.steps.insert(plan.steps.begin(), {"create folder", folder, L"",
+    plan.steps.insert(plan.steps.begin(), {kCreateFolder, folder, L"",
                                            "only administrators and the system may enter it"});
-    plan.steps.push_back({"delete folder", folder, L"", ""});
+    plan.steps.push_back({kDeleteFolder, folder, L"", ""});
     return plan;
 }
 

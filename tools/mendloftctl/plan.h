@@ -24,9 +24,14 @@ struct PlanFacts {
     std::vector<ArchiveItem> archive;
 };
 
+// The actions that more than one plan has.
+inline constexpr const char* kCreateFolder = "create folder";
+inline constexpr const char* kDeleteFolder = "delete folder";
+inline constexpr const char* kLookFor = "look for";
+
 // One thing that a call would do.
 struct Step {
-    const char* action;  // such as "create folder"
+    const char* action;  // such as kCreateFolder
     std::wstring what;   // the path or text that the action applies to
     std::wstring to;     // the destination of a copy; otherwise empty
     std::string note;    // a remark about this step; mostly empty

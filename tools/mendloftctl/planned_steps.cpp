@@ -1,6 +1,6 @@
 #include "mendloftctl/planned_steps.h"
 
-#include "common/paths.h"
+#include "archive/file_system.h"
 #include "install/inf_installer.h"
 #include "platform/paths.h"
 #include "platform/processes.h"
@@ -11,8 +11,6 @@
 namespace ctl {
 
 namespace {
-
-constexpr const char* kLookFor = "look for";
 
 // The notes on a file or folder that a step finds or misses.
 constexpr const char* kExists = "exists already";
@@ -58,14 +56,14 @@ bool PlannedSteps::Stage(FixHelper& helper) {
         Add("write file", path, FileOrFolderExists(path) ? "replaces the existing file" : "");
         files_.insert(path);
         // An archive need not have an item for the folder of a file. The library creates it anyway.
-        folders_.insert(tools::ParentFolder(path));
+        folders_.insert(SevenZip::intl::ParentDirectory(path));
     }
     helper.stagingDir = folder;
     return true;
 }
 
 void PlannedSteps::CreateFolder(const std::wstring& path) {
-    Add("create folder", path, FileOrFolderExists(path) ? kExists : "");
+    Add(kCreateFolder, path, FileOrFolderExists(path) ? kExists : "");
     folders_.insert(path);
 }
 
@@ -79,7 +77,7 @@ void PlannedSteps::CopyDrivers(const FixHelper& helper) {
 }
 
 void PlannedSteps::DeleteFolder(const std::wstring& path) {
-    Add("delete folder", path, FileOrFolderExists(path) ? "" : kMissing);
+    Add(kDeleteFolder, path, FileOrFolderExists(path) ? "" : kMissing);
     deleted_.insert(path);
 }
 

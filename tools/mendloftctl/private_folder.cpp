@@ -52,9 +52,8 @@ bool CreateLocked(const std::wstring& path) {
 // driver archive has one, and it removes a link without entering it.
 void RemoveTree(const std::wstring& folder) {
     (void)ForEachEntry(folder + L"\\*", [&](const WIN32_FIND_DATAW& entry) {
-        const std::wstring name = entry.cFileName;
-        if (name == L"." || name == L"..") return;
-        const std::wstring path = folder + L"\\" + name;
+        if (IsSelfOrParent(entry)) return;
+        const std::wstring path = folder + L"\\" + entry.cFileName;
         (void)::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
         if (!IsDirectory(entry)) {
             (void)::DeleteFileW(path.c_str());

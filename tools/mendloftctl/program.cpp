@@ -19,17 +19,17 @@
 #include "mendloftctl/exit_status.h"
 #include "mendloftctl/interruption.h"
 #include "mendloftctl/library_call.h"
-#include "mendloftctl/machine.h"
 #include "mendloftctl/plan.h"
 #include "mendloftctl/private_folder.h"
+#include "platform/os_probes.h"
 #include "platform/paths.h"
+#include "staging/driver_staging.h"
 
 namespace ctl {
 
 using tools::FolderOf;
 using tools::FullPath;
 using tools::IsElevated;
-using tools::ParentFolder;
 using tools::SystemText;
 using tools::ToUtf8;
 
@@ -101,7 +101,7 @@ private:
             *arguments_.function, arguments_.argument,
             {.majorVersion = windows.dwMajorVersion,
              .minorVersion = windows.dwMinorVersion,
-             .libraryFolder = ParentFolder(library_),
+             .libraryFolder = FolderOfLibrary(library_),
              .commonFilesFolder = CommonFilesFolder(),
              .temporaryDirectory = usesPrivateFolder ? privateFolder + L"\\" : TemporaryDirectory(),
              .archive = archive.value_or(std::vector<ArchiveItem>())});
