@@ -20,8 +20,8 @@ namespace SevenZip::intl {
 // `GetStream` throws a _com_error when the handler cannot read a property of the item or returns
 // one of an unexpected type. The exception must not reach 7-Zip (see ExtractExceptionCarrier).
 //
-// The order of the protected members is fixed: a derived class that was compiled apart from the
-// library finds them by their offsets.
+// The protected members keep this order, and a test holds it: a release DLL has no symbols, so
+// whoever reads a host's crash dump finds a member by its offset.
 class ArchiveExtractCallback
     : public ComObject<IArchiveExtractCallback, ICryptoGetTextPassword, ICompressProgressInfo> {
 public:

@@ -11,8 +11,8 @@ namespace SevenZip {
 // that call. The caller owns the object. An exception thrown here ends the extraction and leaves
 // ExtractTo.
 //
-// The order of the functions is fixed: callers implement this class, possibly compiled apart from
-// the library, which calls the functions by their places in the virtual table.
+// The functions keep this order: a release DLL has no symbols, so whoever reads a host's crash dump
+// finds a virtual function by its slot.
 class ExtractProgress {
 public:
     // The archive contains `count` items. Returns false to skip OnItemList; the extraction goes on.

@@ -43,7 +43,7 @@ std::wstring LocalTimeText() {
     const __time64_t now = ::_time64(nullptr);
     const std::tm* local = ::_localtime64(&now);
     // Year, day, month. These names stay on disk after a call, so their form is part of what a
-    // caller sees: a program that tidies up searches for it.
+    // caller sees: a program that removes leftover files searches for it.
     if (local != nullptr) (void)std::wcsftime(text.data(), text.size(), L"%Y%d%m-%H%M%S", local);
     return text.data();
 }

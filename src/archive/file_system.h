@@ -29,7 +29,7 @@ namespace SevenZip::intl {
 // Renames a file or folder, and replaces an existing file. Returns whether it was renamed.
 bool RenamePath(const std::wstring& from, const std::wstring& to);
 
-// Does what RenamePath does, again and again until it succeeds. Always returns true.
+// Calls RenamePath until it succeeds. Always returns true.
 [[nodiscard]] bool MovePath(const std::wstring& from, const std::wstring& to);
 
 // Creates a folder and the folders above it. Returns true also when it exists. A failure gives no

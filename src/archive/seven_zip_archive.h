@@ -11,9 +11,9 @@ namespace SevenZip {
 // One archive file on disk and what is known about it. The file is read only when a function needs
 // it. Not for use by several threads at once.
 //
-// The order of the virtual functions and of the protected members is fixed: a derived class that
-// was compiled apart from the library uses the former by their places in the virtual table and the
-// latter by their offsets.
+// The virtual functions and the protected members keep this order: a release DLL has no symbols, so
+// whoever reads a host's crash dump finds a virtual function by its slot and a member by its offset
+// (a test holds the order of the members).
 class SevenZipArchive {
 public:
     SevenZipArchive() = default;

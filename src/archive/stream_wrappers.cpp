@@ -5,7 +5,7 @@ namespace SevenZip::intl {
 namespace {
 
 // A Windows stream returns S_FALSE when a read reaches the end of the file. 7-Zip sees that by the
-// smaller count, and takes every result other than S_OK for a failure.
+// smaller count, and treats every result other than S_OK as a failure.
 HRESULT ForSevenZip(HRESULT result) {
     return SUCCEEDED(result) ? S_OK : result;
 }

@@ -30,11 +30,11 @@ struct DriverPackage {
     const wchar_t* toolMissing;   // message about a missing installer tool
 
     // Where Apple's own software installs the INF file on the drive `drivePrefix`, whether or not
-    // the file is there. Empty for a package that is always staged.
+    // the file exists. Empty for a package that is always staged.
     [[nodiscard]] std::wstring InstalledInf(const std::wstring& drivePrefix, bool is64Bit) const;
 
     // The package's folder, and its INF file, in the staging folder `stagingDir`, whether or not
-    // they are there. With an empty `stagingDir` the path begins with a backslash.
+    // they exist. With an empty `stagingDir` the path begins with a backslash.
     [[nodiscard]] std::wstring StagedFolder(const std::wstring& stagingDir, bool is64Bit) const;
     [[nodiscard]] std::wstring StagedInf(const std::wstring& stagingDir, bool is64Bit) const;
 };

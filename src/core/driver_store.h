@@ -5,7 +5,7 @@
 // The folders of the Windows driver store that hold the files of Apple's USB and network drivers.
 
 // Fixed like the names of the folders, so that a host can name the whole paths without asking the
-// library. Where Windows lies elsewhere, a repair finds no driver store and copies nothing.
+// library. Where Windows is installed elsewhere, a repair finds no driver store and copies nothing.
 inline constexpr const wchar_t* kDriverStoreRoot =
     L"C:\\Windows\\System32\\DriverStore\\FileRepository\\";
 

@@ -13,8 +13,8 @@
 // releases it before it returns. Each routine is defined in the folder of its subject: src/staging,
 // src/repair, src/install. The routines run on the caller's thread, for one call at a time.
 //
-// The order of the members is fixed, because a debugger script for a host's crash dump finds them
-// by their offsets.
+// The members keep this order, and a test holds it: a release DLL has no symbols, so whoever reads
+// a host's crash dump finds a member by its offset.
 class FixHelper {
 public:
     // Sets the six driver-store members for Windows `major`.`minor` and its bitness. On a system
@@ -37,13 +37,13 @@ public:
     //   kMendloftFoldersFailed     when staging failed, or a folder is left after a removal;
     //   kMendloftFoldersBuilt      after a rebuild, even when a step of it failed;
     //   kMendloftFoldersGone       after a removal, and after staging alone.
-    // Enables the restore and backup privileges of the process for good and leaves a handle to its
+    // Enables the restore and backup privileges until the process ends and leaves a handle to its
     // token open. Throws what StageDriverPackage throws.
     MendloftFolderResult FixFolder(bool repair, bool fixFolders);
 
     // Copies the staged drivers into the driver-store folders and remembers the staged INF files
     // for the whole process. Writes one line to the debugger output for each file. Returns false
-    // when the staging folder is not there or its USB folder cannot be listed. A single copy that
+    // when the staging folder does not exist or its USB folder cannot be listed. A single copy that
     // fails is not reported.
     bool CopyDrivers() const;
 
@@ -65,7 +65,7 @@ public:
     std::wstring netStoreName;
     std::wstring stagingDir;  // without a trailing backslash; empty until the package is unpacked
 
-    // Spare: nothing reads or changes them. They hold the last two places of the fixed order.
+    // Spare: nothing reads or changes them. They are the last two members of the order.
     bool reservedOff = false;
     bool reservedOn = true;
 };

@@ -29,8 +29,8 @@ std::int32_t RunSetup(SetupRoutine setUp, std::int32_t repair, const wchar_t* re
 extern "C" {
 
 bool AMDPortTest(std::int32_t port) {
-    // Not used here. Every export holds a FixHelper while it runs, so a crash dump of a host has
-    // one for each call in progress.
+    // Not used here. Every export holds a FixHelper while it runs, so whoever reads a host's crash
+    // dump finds one for each call in progress.
     const auto helper = std::make_shared<FixHelper>();
     return TestServicePort(port);
 }

@@ -12,8 +12,8 @@
 
 namespace {
 
-// One character longer than Windows is told. Windows XP cuts a longer path without terminating it,
-// and the last zero of the buffer then does.
+// Windows writes at most MAX_PATH characters. Windows XP cuts a longer path without terminating it,
+// and the additional character then is its terminating zero.
 using PathBuffer = std::array<wchar_t, MAX_PATH + 1>;
 
 }  // namespace

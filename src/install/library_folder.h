@@ -5,14 +5,14 @@
 #include "core/driver_packages.h"
 
 // The folder of the library's own file, which may differ from the host's folder. Without a trailing
-// backslash, except for the root of a drive. Empty when Windows does not tell.
+// backslash, except for the root of a drive. Empty when Windows cannot determine it.
 [[nodiscard]] std::wstring LibraryFolder();
 
 // The folder of the library's file at the full path `file`, by the same rule.
 [[nodiscard]] std::wstring FolderOfLibrary(std::wstring file);
 
 // The path of the installer tool for this system's bitness below `libraryFolder`, whether or not
-// the file is there.
+// the file exists.
 [[nodiscard]] std::wstring InstallerToolPath(const std::wstring& libraryFolder);
 
 // The beginning of the 32-bit Common Files folder `commonFiles`, as long as what comes before the
@@ -22,10 +22,11 @@
                                        const std::wstring& commonFiles);
 
 // Where Apple's own software installs the package's INF file on that drive, whether or not the file
-// is there. Empty for a package that is always staged.
+// exists. Empty for a package that is always staged.
 [[nodiscard]] std::wstring InstalledInfPath(const DriverPackage& package,
                                             const std::wstring& libraryFolder,
                                             const std::wstring& commonFiles);
 
-// The 32-bit Common Files folder, without a trailing backslash. Empty when Windows does not tell.
+// The 32-bit Common Files folder, without a trailing backslash. Empty when Windows cannot determine
+// it.
 [[nodiscard]] std::wstring CommonFilesFolder();

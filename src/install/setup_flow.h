@@ -41,7 +41,7 @@ std::wstring InstalledInf(Steps& steps, const DriverPackage& package,
     return steps.InstalledInfExists(inf) ? inf : std::wstring();
 }
 
-// The path of the INF file in the staged archive, whether or not the file is there. A path that the
+// The path of the INF file in the staged archive, whether or not the file exists. A path that the
 // process remembers is used without staging again. When nothing was staged, the path begins with a
 // backslash, which leads to the root of the current drive, or is empty for a package without a
 // fallback.

@@ -6,9 +6,10 @@
 
 // Which Windows this is. Both probes ask Windows on every call and may be called from any thread.
 
-// Stores the real version of Windows in `version`, not the one that Windows tells a program without
-// a compatibility manifest. Returns 1 when RtlGetVersion was called, whatever its status. Returns 0
-// and leaves `version` alone when Windows has no such function. The caller clears the record first.
+// Stores the real version of Windows in `version`, not the one that Windows reports to a program
+// without a compatibility manifest. Returns 1 when RtlGetVersion was called, whatever its status.
+// Returns 0 and leaves `version` alone when Windows has no such function. The caller clears the
+// record first.
 std::int32_t GetOsVersion(RTL_OSVERSIONINFOW& version);
 
 // The same in a fresh record. The version is 0.0 when Windows has no such function.

@@ -19,7 +19,7 @@ bool IsSeparator(wchar_t character) {
 bool DeleteDirectoryTree(const std::wstring& path) {
     // With the backslash below, an empty path would name the root of the current drive.
     if (path.empty()) throw std::out_of_range("invalid string position");
-    // A path that ends in a slash gets a backslash after it. Windows takes the two for one
+    // A path that ends in a slash gets a backslash after it. Windows treats the two as one
     // separator.
     const std::wstring folder = path.back() == L'\\' ? path : path + L'\\';
     const bool listed = ForEachEntry(folder + L"*.*", [&](const WIN32_FIND_DATAW& entry) {

@@ -16,7 +16,7 @@ struct SystemSteps {
 
     static void EndCrashReporters() { KillWerFault(); }
 
-    // The token's handle is never closed, as mendloft.h tells hosts: a host that counts the handles
+    // The token's handle is never closed, as mendloft.h says: a host that counts the handles
     // of its process finds one more after each folder repair, for as long as the privileges stay
     // enabled. After a failed open the token is null, and the calls below fail.
     static void EnableFilePrivileges() {

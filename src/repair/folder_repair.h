@@ -31,7 +31,7 @@ concept FolderRepairSteps = requires(T& steps, FixHelper& helper, const std::wst
     { steps.Exists(path) } -> std::same_as<bool>;
 };
 
-// Always returns kMendloftFoldersBuilt. The results of the steps do not tell whether the folders
+// Always returns kMendloftFoldersBuilt. The results of the steps do not show whether the folders
 // are usable: creating a folder fails when it exists, for example.
 template <FolderRepairSteps Steps>
 MendloftFolderResult RebuildFolders(Steps& steps, const FixHelper& helper) {
@@ -69,6 +69,6 @@ MendloftFolderResult RepairFolders(Steps& steps, FixHelper& helper, bool repair,
     helper.InitStorePaths(version.dwMajorVersion, version.dwMinorVersion);
     steps.EnableFilePrivileges();
     if (!steps.Stage(helper)) return kMendloftFoldersFailed;
-    if (!fixFolders) return kMendloftFoldersGone;
+    if (!fixFolders) return kMendloftFoldersGone;  // here it means that the package is staged
     return repair ? RebuildFolders(steps, helper) : RemoveFolders(steps, helper);
 }

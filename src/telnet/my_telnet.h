@@ -14,8 +14,9 @@ namespace TELNET {
 // A client endpoint. The constructor connects to a port of the loopback address, and the destructor
 // ends the connection. The endpoint does not connect again.
 //
-// The order of the members is fixed: a derived class that was compiled apart from the library finds
-// them by their offsets. It may set `isServer` and `server` to make the endpoint a server.
+// A derived class may set `isServer` and `server` to make the endpoint a server. The members keep
+// this order, and a test holds it: a release DLL has no symbols, so whoever reads a host's crash
+// dump finds a member by its offset.
 class MyTelnet : public Telnet {
 public:
     // Connects a client, whatever `serverMode` is: nothing in this library accepts the clients of a

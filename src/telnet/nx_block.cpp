@@ -44,10 +44,11 @@ void SendInPieces(SOCKET socket, const NxBlock& block) {
     std::uint32_t sent = 0;
     while (sent < block.length) {
         const std::uint32_t size = std::min(block.length - sent, kPieceSize);
-        // The result is added unchecked. After a call that fails (-1), the next one sends from one
-        // byte before. So a failure that passes, such as a lack of buffers, does not lose the rest
-        // of the block. When every call fails, `sent` goes back to 0 and then to the largest
-        // number, which ends the loop.
+        // The result is added unchecked. After a call that fails (-1), the next one starts one byte
+        // earlier. So a passing failure, such as a lack of buffers, does not lose the rest of the
+        // block. The first call is the exception: when it fails, `sent` wraps from 0 to the largest
+        // number, the loop ends, and nothing of the payload is sent. When every later call fails,
+        // `sent` goes back to 0 and wraps in the same way.
         sent += static_cast<std::uint32_t>(
             ::send(socket, block.data + sent, static_cast<int>(size), 0));
     }

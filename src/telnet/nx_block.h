@@ -14,8 +14,8 @@ namespace TELNET {
 // without the blanks. The payload is sent unchanged. There is no length field and no escaping, so
 // the receiver finds the end by the closing tag.
 //
-// The order of the members is fixed: callers that were compiled apart from the library pass a block
-// to SendBlock by its address.
+// The members keep this order: a release DLL has no symbols, so whoever reads a host's crash dump
+// finds a member by its offset.
 struct NxBlock {
     std::uint32_t clientId = 0;  // a server's client, or 0 for every client; clients ignore it
     const char* name = nullptr;  // ends with a zero byte

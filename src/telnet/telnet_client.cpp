@@ -52,7 +52,7 @@ sockaddr_in LoopbackAddress(std::uint16_t port) {
 }  // namespace
 
 TelnetClient::TelnetClient() {
-    // Never undone, as mendloft.h tells hosts: a WSACleanup would close the sockets of a host that
+    // Never undone, as mendloft.h says: a WSACleanup would close the sockets of a host that
     // relies on this start. Windows undoes it when the process ends. When the start fails, creating
     // the socket fails as well.
     WSADATA data{};

@@ -17,9 +17,9 @@ TelnetInterface::~TelnetInterface() {
     lastText.reset();
     messages.clear();
     // Not entered with lock(), which would wait forever on any thread but the constructing one.
-    // There the trial fails, and unlock() releases what the constructing thread holds. On the
-    // constructing thread the trial succeeds, and unlock() undoes only the trial: the lock is
-    // deleted while it is held. So no thread may wait on it.
+    // There try_lock() fails, and unlock() releases what the constructing thread holds. On the
+    // constructing thread try_lock() succeeds, and unlock() undoes only that: the lock is deleted
+    // while it is held. So no thread may wait on it.
     (void)holdLock.try_lock();
     holdLock.unlock();
 }

@@ -15,8 +15,8 @@ struct FreeOnCHeap {
 };
 using CHeapText = std::unique_ptr<char, FreeOnCHeap>;
 
-// One received line. The order of the members is fixed: derived connections that were compiled
-// apart from the library read the queue's messages by their offsets.
+// One received line. The members keep this order: a release DLL has no symbols, so whoever reads a
+// host's crash dump finds a member by its offset.
 struct Message {
     CHeapText text;  // the line's bytes and a zero byte
     std::int32_t tag = 0;
@@ -27,9 +27,9 @@ struct Message {
 // There is no virtual destructor, so an owner holds a connection by its exact type (see
 // DeleteExactly). The owner's thread sends and pops. Any thread may push.
 //
-// The order of the virtual functions and of the protected members is fixed: a derived connection
-// that was compiled apart from the library uses the former by their places in the virtual table and
-// the latter by their offsets.
+// The virtual functions and the protected members keep this order, and tests hold it: a release DLL
+// has no symbols, so whoever reads a host's crash dump finds a virtual function by its slot and a
+// member by its offset.
 class TelnetInterface {
 public:
     TelnetInterface();

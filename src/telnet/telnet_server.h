@@ -22,8 +22,9 @@ struct ClientRecord {
 // The sending half of a server. Nothing here listens or accepts. A derived class that does sets
 // `listenSocket`, `thread` and `clients`.
 //
-// The order of the virtual functions and of the protected members is fixed for the reason that
-// TelnetInterface gives.
+// The virtual functions and the protected members keep this order, and tests hold it: a release DLL
+// has no symbols, so whoever reads a host's crash dump finds a virtual function by its slot and a
+// member by its offset.
 class TelnetServer : public TelnetInterface {
 public:
     ~TelnetServer();
