@@ -222,7 +222,7 @@ class Make(PackTest):
         result = self.make()
 
         self.assertEqual(0, result.returncode)
-        self.assertIn("USB/x64/usbaapl64.cat: spelt usb/x64/USBAAPL64.CAT in the layout",
+        self.assertIn("USB/x64/usbaapl64.cat: spelled usb/x64/USBAAPL64.CAT in the layout",
                       result.stderr)
         self.assertEqual(sorted(LAYOUT), sorted(technical_listing(self.archive)[1]))
 

@@ -81,7 +81,7 @@ CallResult RemoveForcibly(const std::wstring& name) {
 
 // Uninstalls the package from its devices first, where Windows can do that, so that they do not
 // keep a driver without a package. Where Windows cannot or refuses, the package is removed from the
-// driver store all the same. A package without an OEM name is never uninstalled from devices: on
+// driver store anyway. A package without an OEM name is never uninstalled from devices: on
 // Windows it would be a part of Windows itself.
 CallResult Uninstall(const std::wstring& name, Report& report) {
     const std::optional<CallResult> fromDevices =

@@ -74,7 +74,7 @@ def _remark_extras(entries, findings):
             kind = "extra folder" if entry.is_folder else f"extra file, {entry.size} bytes"
             findings.remark(shown, kind)
         elif layout.spelling(entry.path) != entry.path:
-            findings.remark(shown, f"spelt {layout.spelling(entry.path)} in the layout")
+            findings.remark(shown, f"spelled {layout.spelling(entry.path)} in the layout")
 
 
 def check_inf_files(contents, findings):

@@ -1,4 +1,4 @@
-"""The part of a 7z directory that tells how the contents are compressed and divided into files."""
+"""The part of a 7z directory that describes how the contents are compressed and divided into files."""
 
 from dataclasses import dataclass, field
 

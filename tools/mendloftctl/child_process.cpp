@@ -23,14 +23,14 @@ DWORD ActiveProcesses(HANDLE job) {
 
 ChildPipe::ChildPipe() {
     // The attributes make both ends inheritable, but only the writing end is for a child. A child
-    // that held the reading end too would wait on a full pipe for ever if this program died.
+    // that held the reading end too would wait on a full pipe forever if this program died.
     SECURITY_ATTRIBUTES inheritable{sizeof(inheritable), nullptr, TRUE};
     if (!::CreatePipe(read_.Receive(), write_.Receive(), &inheritable, kPipeSize)) return;
     (void)::SetHandleInformation(read_.Get(), HANDLE_FLAG_INHERIT, 0);
 }
 
 std::string ChildPipe::ReadAvailable() {
-    // ReadFile would wait on an empty pipe, so it is asked only for what is there. A pipe whose
+    // ReadFile would wait on an empty pipe, so it is asked only for available bytes. A pipe whose
     // last writer has gone fails in PeekNamedPipe once it is empty.
     std::string bytes;
     DWORD available = 0;

@@ -19,7 +19,7 @@ namespace {
 using SevenZip::intl::MakeCom;
 using SevenZip::intl::UniqueCom;
 
-// The archive as it lies in the loaded file, valid while `library` is; empty when there is none.
+// The archive as stored in the loaded file, valid while `library` is; empty when there is none.
 std::span<const std::byte> FindArchive(HMODULE library) {
     const HRSRC resource =
         ::FindResourceW(library, MAKEINTRESOURCEW(kDriverResource), kDriverResourceType);

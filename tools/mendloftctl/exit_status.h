@@ -14,7 +14,7 @@ enum class ExitStatus : int {
     kLibraryUnusable = 4,  // missing, not loadable, or without the function
     kTimeLimitPassed = 5,
     kCallCrashed = 6,  // the process of the call ended without an answer
-    kInterrupted = 7,  // by Ctrl+C or the like
+    kInterrupted = 7,  // by Ctrl+C, for example
     kFailed = 10,
     kOldWindows = 11,
     kInfMissing = 12,

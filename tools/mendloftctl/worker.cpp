@@ -42,7 +42,7 @@ WorkerAnswer LoadAndCall(const WorkerTask& task) {
     // The worker may run with administrator rights in a folder that others can write to, so DLLs
     // must not come from the current folder: the first call takes it off the search path. With the
     // flag, Windows searches the folder of the library in place of the folder of this program, as
-    // it would for a host that lies beside the library.
+    // it would for a host in the library's folder.
     (void)::SetDllDirectoryW(L"");
     const HMODULE library =
         ::LoadLibraryExW(task.library.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
