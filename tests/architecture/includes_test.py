@@ -1,4 +1,4 @@
-"""The picture in docs/architecture.md is what the includes of the sources say, and no include goes
+"""The picture in docs/architecture.md matches the includes of the sources, and no include points
 upwards in it."""
 
 import pathlib
@@ -12,12 +12,12 @@ INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', re.MULTIL
 
 FOLDERS = {path.name: path for parent in ("src", "tools") for path in (ROOT / parent).iterdir()
            if any(path.glob("*.h")) or any(path.glob("*.cpp"))}
-# What lies outside of these folders and is drawn all the same.
+# What is outside these folders but also in the picture: first part of an include, name there.
 OUTSIDE = {"7zip": "sevenzip", "mendloft": "header"}
 
 
 def drawn(text):
-    """The arrows of the picture: for each folder, in the order of the lines, where it points."""
+    """The arrows of the picture: for each folder, in the order of the lines, its targets."""
     picture = PICTURE.search(text)
     return {start: set(ends.split(" & ")) for start, ends in ARROWS.findall(picture.group(1))}
 
@@ -65,7 +65,7 @@ class Picture(unittest.TestCase):
     def test_has_no_arrow_that_goes_up(self):
         self.assertEqual([], upward(self.arrows))
 
-    def test_shows_the_way_of_a_call(self):
+    def test_shows_the_path_of_a_call(self):
         way = ["exports", "install", "repair", "staging", "archive", "sevenzip"]
         for start, end in zip(way, way[1:]):
             self.assertIn(end, self.arrows[start])
@@ -83,7 +83,7 @@ class Reading(unittest.TestCase):
     def test_finds_an_arrow_from_a_folder_to_itself(self):
         self.assertEqual([("a", "a")], upward({"a": {"a"}}))
 
-    def test_finds_includes_of_folders_and_of_what_lies_outside(self):
+    def test_finds_includes_from_folders_and_from_outside(self):
         text = '#include <7zip/IDecl.h>\n#include <windows.h>\n#include "platform/paths.h"\n'
         self.assertEqual({"sevenzip", "platform"}, included([text]))
 

@@ -1,4 +1,5 @@
-"""Files and functions stay small enough to be read in one go, and comments tell what code cannot."""
+"""Files and functions stay small enough to be read in one go, and there are neither too few
+comments nor too many."""
 
 import ast
 import pathlib
@@ -7,7 +8,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LONGEST_FILE = 250
 LONGEST_FUNCTION = 60  # of Python; clang-tidy has the same limit for C++
-# The least and the most that comments on lines of their own may be of all lines that are not blank.
+# The smallest and the largest share of whole-line comments among the lines that are not blank.
 SHARES = {"src": (0.14, 0.20), "tools/common": (0.10, 1), "tools/inf_installer": (0.10, 1),
           "tools/mendloftctl": (0.10, 1)}
 
@@ -18,7 +19,7 @@ def is_text_of_ours(path):
 
 
 def share_of_comments(texts):
-    """Counts whole-line comments of C++."""
+    """The share of whole-line C++ comments among the lines that are not blank."""
     lines = [line.strip() for text in texts for line in text.splitlines() if line.strip()]
     return sum(line.startswith("//") for line in lines) / len(lines)
 

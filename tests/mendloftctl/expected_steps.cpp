@@ -42,7 +42,7 @@ const InfFiles& InfFilesOf(std::string_view function) {
     throw std::logic_error("sets up no package");
 }
 
-// In the order in which a folder is listed, which does not tell case apart.
+// In the order in which a folder is listed, which ignores case.
 Names UsbFiles() {
     if (PrefixIs64Bit())
         return {L"USBAAPL64.CAT", L"usbaapl64.inf", L"usbaapl64.sys", L"usbaaplrc.dll"};
@@ -116,7 +116,7 @@ private:
                      L"|" + folder + L"\\" + name);
             }
         }
-        // There is no backslash before the name here, and so no such file.
+        // The library puts no backslash before the name, so there is no such file to copy.
         for (const std::wstring name : NetFiles()) {
             Line(L"copy file|" + places_.stagingFolder + L"\\net" + bitness + name + L"|" + net_ +
                  L"\\" + name);

@@ -6,10 +6,10 @@
 #include "mendloftctl/driver_archive.h"
 #include "mendloftctl/planned_calls.h"
 
-// The steps that are expected of a call on the system as the prefix shows it, written out
-// independently of the library's own tables.
+// The steps that are expected of a call on the Windows version and bitness of the Wine prefix,
+// written out independently of the library's own tables.
 
-// Where the call finds and leaves its files; folders without a backslash at their end.
+// Where the call finds and leaves its files. The folders have no trailing backslash.
 struct Places {
     std::wstring libraryFolder;
     std::wstring stagingFolder;

@@ -107,7 +107,8 @@ TEST_F(FinishedProgram, PlansWithoutChangingAnything) {
     EXPECT_THAT(EmptyDriverStore::Content(), IsEmpty());
 }
 
-// The plan and the library implement the same steps in different code.
+// The plan and the library share the order of the steps. This compares what is planned with what is
+// done.
 TEST_F(FinishedProgram, PlansTheFilesThatARepairThenCreates) {
     const Json plan = Json::parse(RunMendloftCtl(L"repair --dry-run --json").output);
     std::vector<std::wstring> planned;

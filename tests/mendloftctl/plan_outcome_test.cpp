@@ -18,8 +18,8 @@
 #include "support/repair_setting.h"
 #include "telnet/loopback.h"
 
-// What `mendloftctl --dry-run` plans for a call, compared step by step with what the finished
-// library calls of Windows when that call is made.
+// What `mendloftctl --dry-run` plans for a call, compared step by step with the calls to Windows
+// that the finished library makes during that call.
 
 namespace {
 
@@ -137,7 +137,7 @@ protected:
         std::int32_t code;
     };
 
-    // While a crash reporter runs, and a program whose name only begins like that of one.
+    // While a crash reporter runs, and a program whose name only begins with that of one.
     [[nodiscard]] Outcome CallTheLibrary() const {
         CopyProgram(L"sleeper.exe", host / L"WerFault.exe");
         CopyProgram(L"sleeper.exe", host / L"WerFaultSecure.exe");
@@ -150,7 +150,7 @@ protected:
         return {recorded.Calls(), code};
     }
 
-    // The call as `mendloftctl` is told of it.
+    // The arguments with which `mendloftctl` plans the same call.
     [[nodiscard]] static std::vector<std::string> CommandLine() {
         const ctl::LibraryFunction& function = *ctl::FindFunction(GetParam().function);
         const bool repairs = GetParam().argument != 0;
@@ -170,7 +170,7 @@ TEST_P(PlanOutcomeOf, IsWhatTheLibraryDoes) {
     EXPECT_EQ(plan.code, outcome.code);
 }
 
-// The plan and the library share some of their code; what is wrong there is wrong in both.
+// The plan and the library share some of their code, so a mistake there would be in both.
 TEST_P(PlanOutcomeOf, IsWhatIsExpected) {
     const Plan plan = PlanOf(GetParam().function, GetParam().argument);
 
@@ -179,7 +179,7 @@ TEST_P(PlanOutcomeOf, IsWhatIsExpected) {
     EXPECT_EQ(GetParam().Expected().code, plan.code);
 }
 
-TEST_P(PlanOutcomeOf, IsWhatTheDryRunTells) {
+TEST_P(PlanOutcomeOf, IsWhatTheDryRunPrints) {
     const Plan plan = PlanOf(GetParam().function, GetParam().argument);
 
     const Json dryRun = DryRun(CommandLine());

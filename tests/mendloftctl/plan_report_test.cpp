@@ -7,13 +7,13 @@ namespace {
 using ctl::Plan;
 using Json = nlohmann::ordered_json;
 
-const Plan kPlan{{{"copy file", L"C:\\a", L"C:\\b", "comes to nothing"},
+const Plan kPlan{{{"copy file", L"C:\\a", L"C:\\b", "copies nothing"},
                   {"enumerate devices", L"the tree", L"", ""}},
                  -2};
 
 TEST(PlanReport, NumbersTheStepsInItsText) {
     EXPECT_EQ(
-        "1. copy file          C:\\a -> C:\\b (comes to nothing)\n"
+        "1. copy file          C:\\a -> C:\\b (copies nothing)\n"
         "2. enumerate devices  the tree\n"
         "SetUpKisDriver would return -2: The installer tool is not in the folder files\\inf beside "
         "the library.\n"
@@ -29,7 +29,7 @@ TEST(PlanReport, StatesNoCodeWhenThePlanHasNone) {
 TEST(PlanReport, IsAvailableAsJson) {
     const Json expected = Json::parse(R"({
         "steps": [
-            {"action": "copy file", "what": "C:\\a", "to": "C:\\b", "note": "comes to nothing"},
+            {"action": "copy file", "what": "C:\\a", "to": "C:\\b", "note": "copies nothing"},
             {"action": "enumerate devices", "what": "the tree"}
         ],
         "expected": {

@@ -6,7 +6,7 @@ namespace {
 
 using Course = ExpectedCourse;
 
-// Courses of the older packages, whose folders are repaired on the way.
+// Courses of the older packages, whose setup also repairs the driver-store folders.
 const Course kInstallStaged{
     {kInstalledInf, kPrepare, kStage, kRebuild, kStagedInf, kTool, kInstall}, 0};
 const Course kInstallStagedWithoutTool{
@@ -20,7 +20,7 @@ const Course kInstallInstalled{{kInstalledInf, kTool, kInstall}, 0};
 const Course kUninstallInstalled{{kInstalledInf, kTool, kUninstall}, 0};
 const Course kInstalledWithoutTool{{kInstalledInf, kTool}, -2};
 
-// And of the newer ones, of which the archive holds no files for 32-bit Windows.
+// Courses of the newer packages. The archive contains no files of theirs for 32-bit Windows.
 const Course kInstallNewer{{kPrepare, kStage, kStagedInf, kTool, kInstall}, 0};
 const Course kUninstallNewer{{kPrepare, kStage, kStagedInf, kTool, kUninstall}, 0};
 const Course kNewerWithoutTool{{kPrepare, kStage, kStagedInf, kTool}, -2};
@@ -50,7 +50,7 @@ std::vector<PlannedCall> PlannedCalls() {
         {"SetUpUSBDriver", 0, Found::kInf, kUninstallInstalled},
         {"SetUpUSBDriver", 0, Found::kInfAndNoTool, kInstalledWithoutTool},
 
-        // A removal copies no drivers, and the library then knows no staged INF of this package.
+        // A removal copies no drivers, so the library knows no staged INF file of this package.
         {"SetUpNetDriver", 1, Found::kNothing, kInstallStaged},
         {"SetUpNetDriver", 1, Found::kNoTool, kInstallStagedWithoutTool},
         {"SetUpNetDriver", 1, Found::kInf, kInstallInstalled},

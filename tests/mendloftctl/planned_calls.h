@@ -11,8 +11,8 @@
 // The calls of the repair and setup exports whose plans are compared with their outcome, and what
 // is expected of each of them.
 
-// What the call finds on the machine, besides its driver-store folders, which are not there, and
-// the installer tool, which is.
+// What the call finds on the machine. Unless a value says otherwise, the driver-store folders do
+// not exist and the installer tool does.
 enum class Found {
     kNothing,
     kFolders,     // the driver-store folders, with files and folders in them
@@ -46,9 +46,9 @@ struct PlannedCall {
     std::int32_t argument;
     Found found;
     ExpectedCourse course;
-    std::optional<ExpectedCourse> courseOn32Bit = std::nullopt;  // where it is another one
+    std::optional<ExpectedCourse> courseOn32Bit = std::nullopt;  // where that differs
 
-    // On the system as the prefix shows it.
+    // For the bitness of the Wine prefix.
     [[nodiscard]] const ExpectedCourse& Expected() const;
 };
 

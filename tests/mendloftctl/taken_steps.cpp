@@ -7,29 +7,29 @@
 
 namespace {
 
-// The step beside a call that the call is compared with.
+// Which step near a call the call is compared with.
 enum class Side {
-    kNone,      // the call is a step wherever it stands
+    kNone,      // none: the call is a step by itself
     kNext,      // the first step after the call
     kPrevious,  // the last step before the call
     kEarlier,   // any step before the call
 };
 
-// What a call is about, seen from the step beside it.
+// How the object of a call relates to the object of that step.
 enum class About {
     kAnything,
     kTheSame,
-    kItsFolder,     // the folder that directly holds what the step is about
-    kItsBeginning,  // the first characters of what the step is about
-    kBelowIt,       // a file or folder somewhere below the folder that the step is about
+    kItsFolder,     // the folder that directly contains the step's object
+    kItsBeginning,  // the first characters of the step's object
+    kBelowIt,       // a file or folder anywhere below the step's folder
 };
 
 struct Rule {
     std::string_view call;
     Side side;
-    const char* neighbour;  // the action of the step beside the call; null without one
+    const char* neighbour;  // the action of that step; null for Side::kNone
     About about;
-    const char* action;  // of the step that the call is; null where it belongs to its neighbour
+    const char* action;  // of the step that the call becomes; null where it is part of `neighbour`
 };
 
 constexpr Rule Is(std::string_view call, const char* action) {
@@ -44,9 +44,9 @@ constexpr Rule After(const char* step, About about, std::string_view call) {
     return {call, Side::kPrevious, step, about, nullptr};
 }
 
-// The first rule that fits decides.
+// The first rule that fits applies.
 constexpr Rule kRules[] = {
-    // Each program of the name is opened and ended.
+    // Each process of that name is opened and ended.
     Before("end processes", About::kTheSame, "OpenProcess"),
     Is("TerminateProcess", "end processes"),
 
@@ -54,8 +54,8 @@ constexpr Rule kRules[] = {
     Before("enable privileges", About::kTheSame, "LookupPrivilegeValueW"),
     Is("AdjustTokenPrivileges (enable)", "enable privileges"),
 
-    // The archive is written, then read; each of its files is looked for, deleted where it is there
-    // already, created in its folder, which is there by then, and stamped.
+    // The archive is written, then read. Each of its files is looked for, deleted if it exists, and
+    // created in its folder, which exists by then. Its times and attributes are set last.
     Is("CreateFileW (create)", "write file"),
     After("write file", About::kTheSame, "WriteFile"),
     After("write file", About::kTheSame, "SHCreateStreamOnFileEx (read)"),
@@ -77,7 +77,8 @@ constexpr Rule kRules[] = {
     Before("copy file", About::kItsBeginning, "FindFirstFileW (there)"),
     Is("CopyFileW", "copy file"),
 
-    // A folder is listed, then goes after everything in it; one that is not there is only listed.
+    // A folder is listed, and removed after everything in it. For a missing folder, the attempt to
+    // list it is the only call.
     Before("delete folder", About::kTheSame, "FindFirstFileW (there)"),
     Before("delete folder", About::kBelowIt, "FindFirstFileW (there)"),
     Before("delete folder", About::kBelowIt, "DeleteFileW"),
@@ -85,8 +86,8 @@ constexpr Rule kRules[] = {
     Is("RemoveDirectoryW", "delete folder"),
     Is("FindFirstFileW (missing)", "delete folder"),
 
-    // Some questions belong to other steps: whether a folder has to be created, is there to copy
-    // from, or is gone. The staging folder is not created where it is there already.
+    // Some checks belong to other steps: whether a folder has to be created, can be copied from, or
+    // has been deleted. An existing staging folder is not created again.
     Before("create folder", About::kTheSame, "PathFileExistsW (missing)"),
     {"PathFileExistsW (there)", Side::kNext, "write file", About::kItsFolder, "create folder"},
     Before("copy file", About::kItsBeginning, "PathFileExistsW (there)"),
@@ -105,7 +106,7 @@ constexpr Rule kRules[] = {
     Is("closesocket", "connect to"),
 };
 
-// What plans call something other than the calls do.
+// What a plan names differently from the recorded calls.
 struct Wording {
     std::string_view action;
     std::wstring_view called;
@@ -143,7 +144,7 @@ bool IsAbout(const std::wstring& call, About about, const std::wstring& step) {
     return false;
 }
 
-// The step that a call is wherever it stands.
+// The step that a call is by itself.
 std::optional<TakenStep> StepOf(const RecordedCall& call) {
     const auto* const rule = std::ranges::find_if(kRules, [&](const Rule& candidate) {
         return candidate.call == call.name && candidate.side == Side::kNone;
@@ -208,7 +209,8 @@ private:
     std::vector<TakenStep> steps_;
 };
 
-// Plans name processes once, however many there are, and privileges in one step.
+// A plan names a program once, however many processes of it are ended, and lists all privileges in
+// one step.
 void Join(std::vector<TakenStep>& steps) {
     for (auto step = steps.begin(); step != steps.end() && step + 1 != steps.end();) {
         const TakenStep& next = *(step + 1);

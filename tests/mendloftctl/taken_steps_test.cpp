@@ -7,7 +7,7 @@ namespace {
 using testing::ElementsAre;
 using Calls = std::vector<RecordedCall>;
 
-// A small repair, told in calls.
+// The calls of a small repair.
 Calls Repair() {
     return {{"OpenProcessToken", L"", L""},
             {"LookupPrivilegeValueW", L"SeRestorePrivilege", L""},
@@ -19,7 +19,7 @@ Calls Repair() {
             {"CopyFileW", L"T:\\b\\c", L"T:\\a\\c"}};
 }
 
-TEST(TakenSteps, AreToldInTheWordsOfAPlan) {
+TEST(TakenSteps, ReadLikeThoseOfAPlan) {
     EXPECT_THAT(StepsTaken(Repair()),
                 ElementsAre(L"enable privileges|SeRestorePrivilege", L"create folder|T:\\a",
                             L"set access of|T:\\a", L"copy file|T:\\b\\c|T:\\a\\c"));
@@ -64,7 +64,7 @@ TEST(TakenSteps, ShowSwappedCalls) {
                             L"copy file|T:\\b\\c|T:\\a\\c"));
 }
 
-TEST(TakenSteps, ShowACallThatNoPlanKnowsUnderItsOwnName) {
+TEST(TakenSteps, ShowACallThatIsInNoPlanUnderItsOwnName) {
     EXPECT_THAT(StepsTaken({{"MoveFileExW", L"T:\\a", L"T:\\b"},
                             {"send", L"127.0.0.1:1", L""},
                             {"CreateFileW (otherwise)", L"T:\\c", L""}}),
@@ -72,7 +72,7 @@ TEST(TakenSteps, ShowACallThatNoPlanKnowsUnderItsOwnName) {
                             L"CreateFileW (otherwise)|T:\\c"));
 }
 
-TEST(TakenSteps, ShowACallThatHasLostItsStep) {
+TEST(TakenSteps, ShowACallWhoseStepIsMissing) {
     EXPECT_THAT(StepsTaken({{"LookupPrivilegeValueW", L"SeBackupPrivilege", L""},
                             {"DeleteFileW", L"T:\\a\\b", L""},
                             {"SetFileTime", L"T:\\c", L""},
@@ -99,7 +99,7 @@ TEST(TakenSteps, NamePrivilegesTogetherInTheirOrder) {
                 ElementsAre(L"enable privileges|SeRestorePrivilege, SeBackupPrivilege"));
 }
 
-TEST(TakenSteps, TakeAFileOfTheArchiveForOne) {
+TEST(TakenSteps, JoinTheCallsForAFileOfTheArchive) {
     EXPECT_THAT(StepsTaken({{"SHCreateDirectoryExW", L"T:\\a", L""},
                             {"GetFileAttributesW", L"T:\\a\\b", L""},
                             {"SHFileOperationW (delete)", L"T:\\a\\b", L""},
@@ -124,7 +124,7 @@ TEST(TakenSteps, ShowAFileThatIsTouchedAfterAnother) {
                 ElementsAre(L"write file|T:\\a", L"write file|T:\\b", L"WriteFile|T:\\a"));
 }
 
-TEST(TakenSteps, TakeAFolderThatIsThereForOneThatIsCreatedWhenAFileIsWrittenIntoIt) {
+TEST(TakenSteps, ShowAnExistingFolderAsCreatedWhenAFileIsWrittenDirectlyIntoIt) {
     EXPECT_THAT(StepsTaken({{"PathFileExistsW (there)", L"T:\\a", L""},
                             {"CreateFileW (create)", L"T:\\a\\b", L""},
                             {"PathFileExistsW (there)", L"T:\\a", L""},
@@ -133,7 +133,7 @@ TEST(TakenSteps, TakeAFolderThatIsThereForOneThatIsCreatedWhenAFileIsWrittenInto
                             L"write file|T:\\a\\b\\c"));
 }
 
-TEST(TakenSteps, TakeTheDeletionOfATreeForOne) {
+TEST(TakenSteps, JoinTheCallsThatDeleteATree) {
     EXPECT_THAT(StepsTaken({{"FindFirstFileW (there)", L"T:\\a", L""},
                             {"DeleteFileW", L"T:\\a\\b", L""},
                             {"FindFirstFileW (there)", L"T:\\a\\c", L""},
@@ -154,17 +154,17 @@ TEST(TakenSteps, TakeTheQuestionWhetherADeletedFolderIsGoneForPartOfItsDeletion)
                 ElementsAre(L"delete folder|T:\\a", L"delete folder|T:\\b", L"look for|T:\\c"));
 }
 
-TEST(TakenSteps, ShowAFolderThatIsListedOnly) {
+TEST(TakenSteps, ShowAFolderThatIsOnlyListed) {
     EXPECT_THAT(StepsTaken({{"FindFirstFileW (there)", L"T:\\a", L""}}),
                 ElementsAre(L"FindFirstFileW (there)|T:\\a"));
 }
 
-TEST(TakenSteps, TellASearchWithoutAPathAsPlansDo) {
+TEST(TakenSteps, NameASearchWithoutAPathAsPlansDo) {
     EXPECT_THAT(StepsTaken({{"PathFileExistsW (missing)", L"", L""}}),
                 ElementsAre(L"look for|an INF file"));
 }
 
-TEST(TakenSteps, TakeARunWithItsWaitForOne) {
+TEST(TakenSteps, JoinARunAndItsWait) {
     EXPECT_THAT(StepsTaken({{"CreateProcessW", L"T:\\a.exe -i", L""},
                             {"WaitForSingleObject (without limit)", L"T:\\a.exe -i", L""},
                             {"CM_Locate_DevNodeW", L"(root)", L""},
@@ -172,14 +172,14 @@ TEST(TakenSteps, TakeARunWithItsWaitForOne) {
                 ElementsAre(L"run|T:\\a.exe -i", L"enumerate devices|the whole device tree"));
 }
 
-TEST(TakenSteps, ShowARunThatIsNotWaitedForToItsEnd) {
+TEST(TakenSteps, ShowARunWhoseWaitHasALimit) {
     EXPECT_THAT(
         StepsTaken({{"CreateProcessW", L"T:\\a.exe", L""},
                     {"WaitForSingleObject (otherwise)", L"T:\\a.exe", L""}}),
         ElementsAre(L"CreateProcessW|T:\\a.exe", L"WaitForSingleObject (otherwise)|T:\\a.exe"));
 }
 
-TEST(TakenSteps, ShowAConnectionThatIsNotHungUp) {
+TEST(TakenSteps, ShowAConnectionThatIsNotClosed) {
     EXPECT_THAT(StepsTaken({{"connect", L"127.0.0.1:1", L""},
                             {"connect", L"127.0.0.1:2", L""},
                             {"closesocket", L"127.0.0.1:2", L""}}),

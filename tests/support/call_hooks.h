@@ -13,7 +13,7 @@
 #include "support/fake_api.h"
 #include "support/recorded_calls.h"
 
-// What the recorder of calls is made of: a log, and hooks that write into it.
+// The parts of RecordedCalls: a log, and hooks that write to it.
 
 class CallLog {
 public:
@@ -35,7 +35,7 @@ private:
     std::set<std::string> functions_;
 };
 
-// What open handles, sockets or device numbers stand for.
+// The names of what open handles, sockets or device numbers refer to.
 template <typename Key>
 class Names {
 public:
@@ -43,13 +43,13 @@ public:
         const std::lock_guard guard(mutex_);
         names_[key] = name;
     }
-    // Empty for a key that is not known, as is that of Take.
+    // Empty for an unknown key.
     [[nodiscard]] std::wstring Of(Key key) const {
         const std::lock_guard guard(mutex_);
         const auto found = names_.find(key);
         return found == names_.end() ? std::wstring() : found->second;
     }
-    // Forgets the key.
+    // Returns the same name and forgets the key.
     [[nodiscard]] std::wstring Take(Key key) {
         const std::lock_guard guard(mutex_);
         const auto node = names_.extract(key);
@@ -61,8 +61,8 @@ private:
     std::map<Key, std::wstring> names_;
 };
 
-// Calls Windows' function, then `note` with its result and its arguments. The module that called
-// finds the last error as the function left it.
+// Calls Windows' function, then `note` with its result and its arguments. `note` does not change
+// the last error that the calling module sees.
 template <FunctionName Name, typename Function>
 class Hook;
 
@@ -90,7 +90,7 @@ private:
     FakeApi<Name, Result WINAPI(Arguments...)> fake_;
 };
 
-// For a function whose first argument is a path, and of which nothing else matters.
+// Records only the first argument, which is a path.
 template <FunctionName Name, typename Function>
 class PathHook : public Hook<Name, Function> {
 public:

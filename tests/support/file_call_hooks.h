@@ -10,7 +10,7 @@
 
 #include "support/call_hooks.h"
 
-// The part of the recorder of calls that concerns files and folders.
+// The hooks of RecordedCalls for files and folders.
 
 struct QuestionHooks {
     CallLog& log;
@@ -21,7 +21,7 @@ struct QuestionHooks {
         log, module, [this](BOOL there, const wchar_t* path) {
             log.Note(there ? "PathFileExistsW (there)" : "PathFileExistsW (missing)", path);
         }};
-    // Noted with the folder alone, without the pattern of the names.
+    // Recorded with the folder only, without the search pattern.
     Hook<"FindFirstFileW", decltype(::FindFirstFileW)> list{
         log, module, [this](HANDLE search, const std::wstring& pattern, auto) {
             const bool there = search != INVALID_HANDLE_VALUE;

@@ -81,8 +81,8 @@ struct ProcessHooks {
             started.Set(process->hProcess, commandLine);
             log.Note("CreateProcessW", commandLine);
         }};
-    // Noted for programs that the module started only: waiting for a thread or a lock concerns
-    // nobody else.
+    // Recorded only for programs that the module started: a wait for a thread or a lock is not a
+    // step of a call.
     Hook<"WaitForSingleObject", decltype(::WaitForSingleObject)> wait{
         log, module, [this](DWORD, HANDLE handle, DWORD timeout) {
             const std::wstring commandLine = started.Take(handle);
@@ -93,7 +93,7 @@ struct ProcessHooks {
         }};
 };
 
-// Answers for the configuration manager. Devices are numbered from 1.
+// Answers instead of the configuration manager. Devices are numbered from 1.
 struct DeviceHooks {
     DeviceHooks(CallLog& callLog, HMODULE module)
         : log(callLog),

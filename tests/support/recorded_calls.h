@@ -7,18 +7,19 @@
 #include <string>
 #include <vector>
 
-// One call of a Windows function.
+// One call to a Windows function.
 struct RecordedCall {
-    // The function. In parentheses after it: how it was called, or what came of it, where the same
-    // function serves several ends.
+    // The function. For a function with several uses, how it was called or what it found follows in
+    // parentheses.
     std::string name;
     std::wstring what;  // the path, program, privilege, device or address that the call concerns
     std::wstring to;    // of a copy or a move: the destination
 };
 
-// Records the calls with which a module changes the system or asks for files and folders, in the
-// order in which they end and on any thread, for as long as this lives. Every call is passed on to
-// Windows, but for two: a request to rescan devices always succeeds and does nothing.
+// Records the calls with which a module changes the system or looks for files and folders, for as
+// long as this object exists. The calls of all threads are recorded, in the order in which they
+// return. Every call is passed on to Windows, except the two of a request to rescan devices: these
+// always succeed and do nothing.
 //
 // Only calls through the module's import table are seen.
 class RecordedCalls {

@@ -18,8 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSubsetOf;
 
-// The finished library lends its import table: the test makes calls through it, as the library's
-// own code does.
+// The tests make calls through the import table of the finished library, as its own code does.
 class RecordedCallsTest : public testing::Test {
 protected:
     template <FunctionName Name, typename Function>
@@ -89,8 +88,8 @@ TEST_F(RecordedCallsTest, ReachWindows) {
     EXPECT_TRUE(Exists(folder / L"made"));
 }
 
-// Of all calls, because noting it takes further ones, which fail for another reason.
-TEST_F(RecordedCallsTest, LeaveTheLastErrorAsItWas) {
+// With OpenProcess, because recording that call makes further ones, which fail for another reason.
+TEST_F(RecordedCallsTest, PreserveTheLastError) {
     const RecordedCalls recorded(library.Module());
 
     EXPECT_EQ(nullptr, OpenNoProcess());
@@ -128,7 +127,7 @@ TEST_F(RecordedCallsTest, TellACopyThatKeepsAnOldFileFromOneThatReplacesIt) {
                                              (folder / L"copy")));
 }
 
-TEST_F(RecordedCallsTest, TellAPrivilegeThatIsTakenAwayFromOneThatIsGiven) {
+TEST_F(RecordedCallsTest, DistinguishDisablingAPrivilegeFromEnablingIt) {
     const RecordedCalls recorded(library.Module());
     TOKEN_PRIVILEGES change{.PrivilegeCount = 1, .Privileges = {}};
     ::LookupPrivilegeValueW(nullptr, L"SeBackupPrivilege", &change.Privileges[0].Luid);
@@ -142,13 +141,13 @@ TEST_F(RecordedCallsTest, TellAPrivilegeThatIsTakenAwayFromOneThatIsGiven) {
                             L"AdjustTokenPrivileges (enable)|SeBackupPrivilege|"));
 }
 
-// The names that functions of Windows which change something begin with.
+// How the names of Windows functions that change something begin.
 constexpr std::string_view kVerbs[] = {
     "Add",   "Adjust",    "CM_",    "Copy",    "Create",  "Delete", "Move",  "Open",
     "Reg",   "Remove",    "Rename", "Replace", "SH",      "Set",    "Setup", "Shell",
     "Start", "Terminate", "Write",  "bind",    "connect", "listen", "send"};
 
-// Of these, the ones that change nothing outside of the process.
+// Of these, the ones that change nothing outside the process.
 constexpr const char* kWithinTheProcess[] = {
     "AddVectoredExceptionHandler",
     "CreateEventA",
