@@ -145,7 +145,7 @@ TEST(TakenSteps, JoinTheCallsThatDeleteATree) {
                 ElementsAre(L"delete folder|T:\\a", L"delete folder|T:\\ab"));
 }
 
-TEST(TakenSteps, TakeTheQuestionWhetherADeletedFolderIsGoneForPartOfItsDeletion) {
+TEST(TakenSteps, CountACheckForADeletedFolderAsPartOfItsDeletion) {
     EXPECT_THAT(StepsTaken({{"RemoveDirectoryW", L"T:\\a", L""},
                             {"RemoveDirectoryW", L"T:\\b", L""},
                             {"PathFileExistsW (there)", L"T:\\a", L""},

@@ -117,7 +117,7 @@ TEST_F(RecordedCallsTest, DoNotRescanDevices) {
                 ElementsAre(L"CM_Locate_DevNodeW|(root)|", L"CM_Reenumerate_DevNode|(root)|"));
 }
 
-TEST_F(RecordedCallsTest, TellACopyThatKeepsAnOldFileFromOneThatReplacesIt) {
+TEST_F(RecordedCallsTest, DistinguishACopyThatKeepsAnExistingFile) {
     const RecordedCalls recorded(library.Module());
     WriteFileContent(folder / L"file");
 
