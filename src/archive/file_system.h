@@ -18,7 +18,8 @@ namespace SevenZip::intl {
 // A new file at `path`, opened for writing. An existing file is emptied. Null when that fails.
 [[nodiscard]] UniqueCom<IStream> CreateFileForWrite(const std::wstring& path);
 
-// Whether a file or folder of that path exists.
+// Whether a file or folder of that path exists. The shell's function, which FileOrFolderExists
+// calls, is documented for paths of up to 260 characters; this one takes the long ones of archives.
 [[nodiscard]] bool PathExists(const std::wstring& path);
 
 // Deletes the file, or the folder with everything in it. Returns true when Windows has deleted it
