@@ -16,11 +16,12 @@
 // carry the steps out (setup_flows.cpp), and mendloftctl's plan of a call only records them.
 
 template <typename T>
-concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& path) {
+concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& path, bool flag,
+                              std::int32_t repair) {
     { steps.LibraryFolder() } -> std::same_as<std::wstring>;
     { steps.CommonFilesFolder() } -> std::same_as<std::wstring>;
     { steps.InstalledInfExists(path) } -> std::same_as<bool>;
-    steps.FixFolder(helper, /*repair=*/true, /*fixFolders=*/true);
+    steps.FixFolder(helper, /*repair=*/flag, /*fixFolders=*/flag);
     // The path that the process remembers for the package. An assignment to it is remembered.
     { steps.RememberedInf(kUsbPackage) } -> std::same_as<std::wstring&>;
     steps.Report(kUsbPackage, kUsbPackage.infMissing, path);
@@ -28,7 +29,7 @@ concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& p
     { steps.ToolExists(path) } -> std::same_as<bool>;
     // Installs (low byte of `repair` not 0) or removes the package of the INF file.
     {
-        steps.RunInstaller(kUsbPackage, /*tool=*/path, /*inf=*/path, /*repair=*/std::int32_t{1})
+        steps.RunInstaller(kUsbPackage, /*tool=*/path, /*inf=*/path, repair)
         } -> std::same_as<MendloftSetupResult>;
 };
 
