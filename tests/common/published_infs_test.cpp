@@ -28,4 +28,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Name{"AnotherStart", L"aoem1.inf", false}, Name{"Nothing", L"", false}),
     [](const auto& row) { return row.param.description; });
 
+TEST(MayBePublishedAs, HoldsForWindowsNamesAndForTheOriginalName) {
+    EXPECT_TRUE(tools::MayBePublishedAs(L"oem12.inf", L"usbaapl64.inf"));
+    EXPECT_TRUE(tools::MayBePublishedAs(L"USBAAPL64.INF", L"usbaapl64.inf"));
+    EXPECT_FALSE(tools::MayBePublishedAs(L"netaapl64.inf", L"usbaapl64.inf"));
+}
+
 }  // namespace

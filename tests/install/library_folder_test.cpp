@@ -16,6 +16,11 @@ TEST(LibraryFolder, IsTheFolderOfTheLibrarysOwnFile) {
     EXPECT_EQ(ProgramFolder(), LibraryFolder());
 }
 
+TEST(FolderOfLibrary, HasATrailingBackslashOnlyInTheRootOfADrive) {
+    EXPECT_EQ(L"C:\\host app\\libs", FolderOfLibrary(L"C:\\host app\\libs\\libmendloft.dll"));
+    EXPECT_EQ(L"C:\\", FolderOfLibrary(L"C:\\libmendloft.dll"));
+}
+
 TEST(LibraryFolder, AsksForTheLibrarysModuleWithRoomFor260Characters) {
     g_libraryModule = reinterpret_cast<HMODULE>(0x1230000);
     HMODULE asked = nullptr;

@@ -58,6 +58,23 @@ TEST(GetOsVersion, SetsTheRecordSizeBeforeTheCall) {
     EXPECT_EQ(276u, os.askedWithSize);
 }
 
+TEST(WindowsVersion, IsTheRealVersion) {
+    const RTL_OSVERSIONINFOW version = WindowsVersion();
+
+    EXPECT_EQ(PrefixVersion(), std::to_string(version.dwMajorVersion) + "." +
+                                   std::to_string(version.dwMinorVersion));
+}
+
+TEST(WindowsVersion, IsZeroWhereWindowsHasNoSuchFunction) {
+    FakeOs os;
+    os.WithoutRtlGetVersion();
+
+    const RTL_OSVERSIONINFOW version = WindowsVersion();
+
+    EXPECT_EQ(0u, version.dwMajorVersion);
+    EXPECT_EQ(0u, version.dwMinorVersion);
+}
+
 TEST(IsOs64Bit, ReportsTheBitnessOfWindowsEvenInA32BitProcess) {
     EXPECT_EQ(PrefixIs64Bit(), IsOs64Bit());
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "core/driver_packages.h"
 #include "core/fix_helper.h"
