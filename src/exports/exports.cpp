@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 
 #include "core/boolean_argument.h"
 #include "core/fix_helper.h"
+#include "exports/host_exception.h"
 #include "install/setup_flow.h"  // FixHelper's SetUp routines
 #include "platform/diagnostics.h"
 #include "repair/folder_repair.h"  // FixHelper::FixFolder
@@ -18,26 +20,32 @@ namespace {
 using SetupRoutine = MendloftSetupResult (FixHelper::*)(std::int32_t repair);
 
 std::int32_t RunSetup(SetupRoutine setUp, std::int32_t repair, const wchar_t* resultLine) {
-    const auto helper = std::make_shared<FixHelper>();
-    const MendloftSetupResult result = (*helper.*setUp)(repair);
-    DebugLog(resultLine, result);
-    return result;
+    return WithExceptionsForTheHost([&]() -> std::int32_t {
+        const auto helper = std::make_shared<FixHelper>();
+        const MendloftSetupResult result = (*helper.*setUp)(repair);
+        DebugLog(resultLine, result);
+        return result;
+    });
 }
 
 }  // namespace
 
 extern "C" {
 
-bool AMDPortTest(std::int32_t port) {
+bool AMDPortTest(std::int32_t port) try {
     // Not used here. Every export holds a FixHelper while it runs, so whoever reads a host's crash
     // dump finds one for each call in progress.
     const auto helper = std::make_shared<FixHelper>();
     return TestServicePort(port);
+} catch (const std::bad_alloc&) {
+    return false;  // nothing was tested
 }
 
 std::int32_t MendloftFolder(std::int32_t repair) {
-    const auto helper = std::make_shared<FixHelper>();
-    return helper->FixFolder(IsTrue(repair), true);
+    return WithExceptionsForTheHost([&]() -> std::int32_t {
+        const auto helper = std::make_shared<FixHelper>();
+        return helper->FixFolder(IsTrue(repair), true);
+    });
 }
 
 // The result lines are part of the library's interface: a program that searches the debugger output

@@ -1,19 +1,29 @@
 #include <windows.h>
 #include <comdef.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <mendloft/mendloft.h>
 
 #include "core/fix_helper.h"
 #include "archive/handler_patch.h"
 #include "support/captured_output.h"
+#include "support/raised_exception.h"
 #include "support/repair_setting.h"
 
 namespace {
 
-// An item of the driver archive whose size cannot be read. A host has a C++ runtime of its own, so
-// there the exception would end the process. Here the exports share the runtime of the test.
+using testing::AllOf;
+using testing::Field;
+using testing::Optional;
+
+[[nodiscard]] auto IsComError(HRESULT code) {
+    return Optional(AllOf(Field(&RaisedException::name, ".?AV_com_error@@"),
+                          Field(&RaisedException::size, 16), Field(&RaisedException::typeCount, 1),
+                          Field(&RaisedException::hresult, code)));
+}
+
+// An item of the driver archive whose size cannot be read.
 class AnUnreadableItem : public testing::Test {
 protected:
     template <typename Call>
@@ -58,13 +68,31 @@ TEST_F(AnUnreadableItem, LeavesTheFolderRepairBeforeAFolderIsTouched) {
 }
 
 TEST_F(AnUnreadableItem, LeavesTheExportOfTheFolderRepair) {
-    EXPECT_EQ(STG_E_READFAULT, ThrownBy([] { (void)MendloftFolder(1); }));
+    EXPECT_THAT(CallOnItsOwnThread::RaisedBy([] { (void)MendloftFolder(1); }),
+                IsComError(STG_E_READFAULT));
+}
+
+TEST_F(AnUnreadableItem, LeavesAnExportAsAnExceptionOfMicrosoftsRuntime) {
+    const auto raised = CallOnItsOwnThread::RaisedBy([] { (void)MendloftFolder(1); });
+
+    ASSERT_TRUE(raised.has_value());
+    EXPECT_EQ(DWORD{EXCEPTION_NONCONTINUABLE}, raised->flags);
+    EXPECT_EQ(3U, raised->argumentCount);
+    EXPECT_EQ(0x19930520U, raised->version);
+}
+
+TEST_F(AnUnreadableItem, LeavesAnExportAfterEveryFileIsClosed) {
+    (void)CallOnItsOwnThread::RaisedBy([] { (void)MendloftFolder(1); });
+
+    RemoveTree(temp.StagingFolder());
+    EXPECT_FALSE(Exists(temp.StagingFolder()));
 }
 
 TEST_F(AnUnreadableItem, LeavesASetupExportBeforeItsResultLine) {
     const CapturedDebugOutput output;
 
-    EXPECT_EQ(STG_E_READFAULT, ThrownBy([] { (void)SetUpKisDriver(1); }));
+    EXPECT_THAT(CallOnItsOwnThread::RaisedBy([] { (void)SetUpKisDriver(1); }),
+                IsComError(STG_E_READFAULT));
 
     EXPECT_TRUE(output.messages.empty());
 }
