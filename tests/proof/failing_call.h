@@ -10,15 +10,26 @@
 
 // When the stand-in for one imported function fails. It counts its calls on all threads.
 struct CallPlan {
+    bool allocates = false;
     std::atomic<unsigned> calls = 0;
     std::atomic<unsigned> failing = 0;  // which call fails, counted from 1; 0: none
+    bool andAllLater = false;           // calls, of each function that allocates
 
-    void Fail(unsigned which) {
+    void Fail(unsigned which, bool andAllLaterAllocations) {
         failing = which;
+        andAllLater = andAllLaterAllocations;
         calls = 0;
+        memoryIsGone_ = false;
     }
-    [[nodiscard]] bool IsItsTurn() { return ++calls == failing; }
+    [[nodiscard]] bool IsItsTurn() {
+        const bool isItsTurn = ++calls == failing;
+        if (isItsTurn && andAllLater) memoryIsGone_ = true;
+        return isItsTurn || (allocates && memoryIsGone_);
+    }
     [[nodiscard]] bool Happened() const { return failing != 0 && calls >= failing; }
+
+private:
+    static inline std::atomic<bool> memoryIsGone_ = false;
 };
 
 // What a failing call does besides returning its error.

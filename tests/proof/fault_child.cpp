@@ -3,7 +3,6 @@
 #include <cfgmgr32.h>
 #include <malloc.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <deque>
@@ -19,6 +18,7 @@
 #include "support/child_process.h"
 #include "support/loaded_library.h"
 #include "support/process_counts.h"
+#include "support/raised_exception.h"
 #include "support/repair_setting.h"
 
 // Runs the cases of the sweep that are left in the ledger whose name it is given. It may crash, end
@@ -50,23 +50,24 @@ public:
     StandIns(HMODULE library, const FaultCase& fault) {
         const auto functions = ImportedFunctions();
         for (std::size_t i = 0; i < functions.size(); ++i) {
-            const bool fails = fault.function == i;
             if (functions[i].plan == nullptr) continue;
-            if (!fails && fault.function != FaultCase::kNothing) continue;
-            Put(library, functions[i], fails ? fault.call : 0);
+            const bool fails = fault.function == i;
+            const bool failsLater = fault.memoryStaysGone && functions[i].plan->allocates;
+            if (!fails && !failsLater && fault.function != FaultCase::kNothing) continue;
+            functions[i].plan->Fail(fails ? fault.call : 0, fault.memoryStaysGone);
+            Put(library, functions[i]);
         }
     }
 
 private:
     // What the library imports depends on the compiler that built it.
-    void Put(HMODULE library, const ImportedFunction& function, unsigned failing) {
+    void Put(HMODULE library, const ImportedFunction& function) {
         bool isImported = false;
         ImportPatch::VisitImports(library, [&](std::string_view name, void** slot) {
             if (name != function.name) return;
             *function.original = *slot;
             isImported = true;
         });
-        function.plan->Fail(failing);
         if (!isImported) return;
         patches_.emplace_back(library, function.name, function.standIn);
     }
@@ -189,30 +190,27 @@ void NoteCalls(const FaultCase& fault) {
     }
 }
 
+Outcome::Raised KindOf(const std::optional<RaisedException>& raised) {
+    if (!raised) return Outcome::Raised::kNothing;
+    const bool saysNoMemory =
+        raised->name == ".?AVbad_alloc@std@@" ||
+        (raised->name == ".?AV_com_error@@" && raised->hresult == E_OUTOFMEMORY);
+    return saysNoMemory ? Outcome::Raised::kNoMemory : Outcome::Raised::kSomethingElse;
+}
+
 void RunDisturbed(const LoadedLibrary& library, const Subject& subject, const FaultCase& fault,
                   Outcome& outcome) {
     const StandIns standIns(library.Module(), fault);
     outcome.state = Outcome::State::kCalling;
-    outcome.result = Call(library, subject);
+    const auto raised =
+        CallOnItsOwnThread::RaisedBy([&] { outcome.result = Call(library, subject); });
+    outcome.raised = KindOf(raised);
     if (fault.function == FaultCase::kNothing) {
         NoteCalls(fault);
     } else {
         outcome.happened = ImportedFunctions()[fault.function].plan->Happened();
     }
     outcome.state = Outcome::State::kReturned;
-}
-
-// The C++ runtime inside the library keeps a record of every thread that has thrown, with handles
-// of its own, until the thread ends. To leave those out of the count, the library throws once
-// before it: a port test that runs out of memory throws and catches the exception itself.
-void ThrowOnce(const LoadedLibrary& library) {
-    const auto functions = ImportedFunctions();
-    const auto allocation =
-        std::find_if(functions.begin(), functions.end(),
-                     [](const auto& function) { return function.name == "malloc"; });
-    const auto index = static_cast<std::uint16_t>(allocation - functions.begin());
-    const StandIns standIns(library.Module(), {.function = index, .call = 2});
-    (void)library.PortTest(g_ledger->closedPort);
 }
 
 void Run(const FaultCase& fault, Outcome& outcome) {
@@ -226,7 +224,6 @@ void Run(const FaultCase& fault, Outcome& outcome) {
     const FakeApi<"CM_Locate_DevNodeW", decltype(::CM_Locate_DevNodeW)> locate(
         [](DEVINST*, DEVINSTID_W, ULONG) { return CR_SUCCESS; }, library.Module());
 
-    ThrowOnce(library);
     const std::int32_t handles = HandleCount();
     RunDisturbed(library, subject, fault, outcome);
     outcome.handlesLeft = HandleCount() - handles - tokens.count;

@@ -20,8 +20,8 @@
 // The fault sweep: for every export, every function that the finished library imports from Windows
 // is made to fail, one call at a time. The export must still return a documented result, with an
 // intact heap, with no handle left except the token of a folder repair, and the library must go on
-// working in that process. When an allocation fails, the process may also end in the way in which
-// the C++ runtime ends it.
+// working in that process. When an allocation fails, or that one and all later ones, an exception
+// that says so may leave the export instead; the same is asked of the library then.
 //
 // The cases run in child processes (fault_child.cpp). Each child runs case after case until one of
 // them ends it. Calls that the library makes while it is being loaded are not swept, because the
@@ -137,8 +137,8 @@ private:
 // How the sweeping program judges a case.
 enum class Verdict {
     kSurvived,
-    kEndedCleanly,  // the C++ runtime ended the process, as it does when memory runs out
-    kDidNotCome,    // the call to fail was never made, which depends on the timing of threads
+    kRaised,      // the host was told by an exception that there is no memory
+    kDidNotCome,  // the call to fail was never made, which depends on the timing of threads
     kCrashed,
     kHung,
     kUndocumented,
@@ -148,12 +148,12 @@ enum class Verdict {
 };
 
 [[nodiscard]] bool IsGood(Verdict verdict) {
-    return verdict == Verdict::kSurvived || verdict == Verdict::kEndedCleanly ||
+    return verdict == Verdict::kSurvived || verdict == Verdict::kRaised ||
            verdict == Verdict::kDidNotCome;
 }
 
 [[nodiscard]] const char* Name(Verdict verdict) {
-    static constexpr const char* names[] = {"survived",     "ended cleanly",  "did not come",
+    static constexpr const char* names[] = {"survived",     "raised",         "did not come",
                                             "crashed",      "hung",           "undocumented result",
                                             "left handles", "broke the heap", "works no more"};
     return names[static_cast<std::size_t>(verdict)];
@@ -185,7 +185,7 @@ protected:
             const auto code = SweepingChild(name_).Watch(*ledger_);
             if (ledger_->next == ledger_->caseCount) break;
             ledger_->outcomes[ledger_->next].exitCode = code.value_or(0);
-            ends[ledger_->next] = End(code, ledger_->outcomes[ledger_->next]);
+            ends[ledger_->next] = code.has_value() ? Verdict::kCrashed : Verdict::kHung;
             ++ledger_->next;
         }
         std::vector<Verdict> verdicts;
@@ -202,20 +202,22 @@ protected:
         EXPECT_THAT(Run(cases), testing::Each(Verdict::kSurvived));
     }
 
-    [[nodiscard]] static Verdict End(std::optional<DWORD> code, const Outcome& outcome) {
-        constexpr DWORD aborted = 3;
-        if (!code.has_value()) return Verdict::kHung;
-        const bool inTheCall = outcome.state == Outcome::State::kCalling;
-        return *code == aborted && inTheCall ? Verdict::kEndedCleanly : Verdict::kCrashed;
+    // A port test answers that nothing was reached when there is no memory.
+    [[nodiscard]] static bool EndsAsDocumented(const Subject& subject, const Outcome& outcome) {
+        if (outcome.raised != Outcome::Raised::kNothing) {
+            return outcome.raised == Outcome::Raised::kNoMemory &&
+                   subject.port == Subject::Port::kNone;
+        }
+        const auto& documented = subject.documented;
+        return std::find(documented.begin(), documented.end(), outcome.result) != documented.end();
     }
 
     [[nodiscard]] static Verdict Judge(const FaultCase& fault, const Outcome& outcome) {
-        const auto& documented = Subjects()[fault.subject].documented;
-        if (std::find(documented.begin(), documented.end(), outcome.result) == documented.end())
-            return Verdict::kUndocumented;
+        if (!EndsAsDocumented(Subjects()[fault.subject], outcome)) return Verdict::kUndocumented;
         if (!outcome.heapIntact) return Verdict::kBrokeTheHeap;
         if (outcome.handlesLeft > 0) return Verdict::kLeftHandles;
         if (!outcome.worksAfterwards) return Verdict::kWorksNoMore;
+        if (outcome.raised != Outcome::Raised::kNothing) return Verdict::kRaised;
         const bool counted = fault.function == FaultCase::kNothing;
         return outcome.happened || counted ? Verdict::kSurvived : Verdict::kDidNotCome;
     }
@@ -261,7 +263,7 @@ protected:
                (allocates && call % 16 == 0);
     }
 
-    [[nodiscard]] std::vector<FaultCase> CasesOf(Kind kind) const {
+    [[nodiscard]] std::vector<FaultCase> CasesOf(Kind kind, bool memoryStaysGone) const {
         std::vector<FaultCase> cases;
         const auto functions = ImportedFunctions();
         const auto functionCount = static_cast<std::uint16_t>(functions.size());
@@ -270,7 +272,7 @@ protected:
                 if (functions[function].kind != kind || !IsSwept(functions[function].name))
                     continue;
                 for (const std::uint32_t call : Choose(subject, function)) {
-                    cases.push_back({subject, function, call});
+                    cases.push_back({subject, function, call, memoryStaysGone});
                 }
             }
         }
@@ -278,15 +280,15 @@ protected:
     }
 
     // Runs the sweep and prints a summary; returns a line for each case that failed.
-    [[nodiscard]] std::vector<std::string> SweepThrough(Kind kind) {
+    [[nodiscard]] std::vector<std::string> SweepThrough(Kind kind, bool memoryStaysGone = false) {
         CountCalls();
-        const std::vector<FaultCase> cases = CasesOf(kind);
+        const std::vector<FaultCase> cases = CasesOf(kind, memoryStaysGone);
         const std::vector<Verdict> verdicts = Run(cases);
         std::vector<std::string> failures;
         for (std::size_t i = 0; i < cases.size(); ++i) {
-            const bool mayEnd = kind == Kind::kMemory;
-            const bool ended = verdicts[i] == Verdict::kEndedCleanly;
-            if (IsGood(verdicts[i]) && (mayEnd || !ended)) continue;
+            const bool mayRaise = kind == Kind::kMemory;
+            const bool raised = verdicts[i] == Verdict::kRaised;
+            if (IsGood(verdicts[i]) && (mayRaise || !raised)) continue;
             failures.push_back(Describe(cases[i], ledger_->outcomes[i], verdicts[i]));
         }
         Summarise(cases, verdicts);
@@ -342,8 +344,12 @@ TEST_F(Sweep, GetsADocumentedResultWhicheverWindowsCallFails) {
     EXPECT_THAT(SweepThrough(Kind::kCall), IsEmpty());
 }
 
-TEST_F(Sweep, GetsAResultOrACleanEndWhicheverAllocationFails) {
+TEST_F(Sweep, GetsAResultOrAnExceptionWhicheverAllocationFails) {
     EXPECT_THAT(SweepThrough(Kind::kMemory), IsEmpty());
+}
+
+TEST_F(Sweep, GetsAResultOrAnExceptionWheneverMemoryIsGoneForGood) {
+    EXPECT_THAT(SweepThrough(Kind::kMemory, /*memoryStaysGone=*/true), IsEmpty());
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ template <FunctionName Name, typename Function, typename Value>
 ImportedFunction Row(Kind kind, Value value, DWORD lastError, Failing manner) {
     using Standing = FailingCall<Name, Function>;
     Standing::failure = {value, lastError, manner};
+    Standing::plan.allocates = kind == Kind::kMemory;
     return {.name = Name.text,
             .kind = kind,
             .standIn = reinterpret_cast<void*>(&Standing::Call),
@@ -51,10 +52,6 @@ constexpr const char* kNoFailure = "cannot report a failure";
 constexpr const char* kPure = "computes from its arguments alone";
 constexpr const char* kEnds = "does not return";
 constexpr const char* kData = "is a variable";
-constexpr const char* kLastMessage =
-    "takes any number of arguments, and only prints the last message of a process that ends";
-constexpr const char* kUnwinding =
-    "leaves the runtime without its own record of the thread when it fails, and so unable to go on";
 
 ImportedFunction Safe(std::string_view name, const char* reason) {
     return {.name = name, .reason = reason};
@@ -108,7 +105,6 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Safe("CompareFileTime", kPure),
         Safe("GetSystemTimeAsFileTime", kNoFailure),
         Safe("GetTickCount", kNoFailure),
-        Safe("GetTickCount64", kNoFailure),
         Safe("QueryPerformanceCounter", "never fails on Windows XP and later, as documented"),
 
         // kernel32: modules and resources
@@ -117,6 +113,7 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Fails<"GetModuleFileNameW", decltype(::GetModuleFileNameW)>(DWORD{0}, ERROR_INVALID_HANDLE),
         Fails<"GetModuleHandleA", decltype(::GetModuleHandleA)>(HMODULE{nullptr},
                                                                 ERROR_MOD_NOT_FOUND),
+        Fails<"GetModuleHandleExA", decltype(::GetModuleHandleExA)>(FALSE, ERROR_MOD_NOT_FOUND),
         Fails<"GetModuleHandleW", decltype(::GetModuleHandleW)>(HMODULE{nullptr},
                                                                 ERROR_MOD_NOT_FOUND),
         Fails<"GetProcAddress", decltype(::GetProcAddress)>(FARPROC{nullptr}, ERROR_PROC_NOT_FOUND),
@@ -131,22 +128,14 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
 
         // kernel32: processes, threads and what they wait for
         FailsAfterItsWork<"CloseHandle", decltype(::CloseHandle)>(FALSE, ERROR_INVALID_HANDLE),
-        Fails<"CreateEventA", decltype(::CreateEventA)>(none, ERROR_NOT_ENOUGH_MEMORY),
         Fails<"CreateEventW", decltype(::CreateEventW)>(none, ERROR_NOT_ENOUGH_MEMORY),
         Fails<"CreateProcessW", decltype(::CreateProcessW)>(FALSE, ERROR_FILE_NOT_FOUND),
-        Fails<"CreateSemaphoreA", decltype(::CreateSemaphoreA)>(none, ERROR_NOT_ENOUGH_MEMORY),
         Fails<"CreateSemaphoreW", decltype(::CreateSemaphoreW)>(none, ERROR_NOT_ENOUGH_MEMORY),
         Fails<"CreateThread", decltype(::CreateThread)>(none, ERROR_NOT_ENOUGH_MEMORY),
         Fails<"CreateToolhelp32Snapshot", decltype(::CreateToolhelp32Snapshot)>(invalid,
                                                                                 ERROR_BAD_LENGTH),
-        Fails<"DuplicateHandle", decltype(::DuplicateHandle)>(FALSE, ERROR_ACCESS_DENIED),
-        Fails<"GetHandleInformation", decltype(::GetHandleInformation)>(FALSE,
-                                                                        ERROR_INVALID_HANDLE),
         Fails<"GetProcessAffinityMask", decltype(::GetProcessAffinityMask)>(FALSE,
                                                                             ERROR_ACCESS_DENIED),
-        Fails<"GetThreadContext", decltype(::GetThreadContext)>(FALSE, ERROR_ACCESS_DENIED),
-        Fails<"GetThreadPriority", decltype(::GetThreadPriority)>(THREAD_PRIORITY_ERROR_RETURN,
-                                                                  ERROR_ACCESS_DENIED),
         Fails<"OpenProcess", decltype(::OpenProcess)>(none, ERROR_ACCESS_DENIED),
         Fails<"Process32FirstW", decltype(::Process32FirstW)>(FALSE, ERROR_NO_MORE_FILES),
         Fails<"Process32NextW", decltype(::Process32NextW)>(FALSE, ERROR_NO_MORE_FILES),
@@ -155,33 +144,21 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Fails<"ResumeThread", decltype(::ResumeThread)>(static_cast<DWORD>(-1),
                                                         ERROR_ACCESS_DENIED),
         Fails<"SetEvent", decltype(::SetEvent)>(FALSE, ERROR_INVALID_HANDLE),
-        Fails<"SetProcessAffinityMask", decltype(::SetProcessAffinityMask)>(FALSE,
-                                                                            ERROR_ACCESS_DENIED),
         Fails<"SetThreadAffinityMask", decltype(::SetThreadAffinityMask)>(DWORD_PTR{0},
                                                                           ERROR_ACCESS_DENIED),
-        Fails<"SetThreadContext", decltype(::SetThreadContext)>(FALSE, ERROR_ACCESS_DENIED),
-        Fails<"SetThreadPriority", decltype(::SetThreadPriority)>(FALSE, ERROR_ACCESS_DENIED),
-        Fails<"SuspendThread", decltype(::SuspendThread)>(static_cast<DWORD>(-1),
-                                                          ERROR_ACCESS_DENIED),
         Fails<"TerminateProcess", decltype(::TerminateProcess)>(FALSE, ERROR_ACCESS_DENIED),
         Fails<"TryEnterCriticalSection", decltype(::TryEnterCriticalSection)>(FALSE, ERROR_SUCCESS),
-        Fails<"WaitForMultipleObjects", decltype(::WaitForMultipleObjects)>(WAIT_FAILED,
-                                                                            ERROR_INVALID_HANDLE),
         Fails<"WaitForSingleObject", decltype(::WaitForSingleObject)>(WAIT_FAILED,
                                                                       ERROR_INVALID_HANDLE),
         Safe("DeleteCriticalSection", kNoFailure),
         Safe("EnterCriticalSection", kNoFailure),
         Safe("GetCurrentProcess", kNoFailure),
         Safe("GetCurrentProcessId", kNoFailure),
-        Safe("GetCurrentThread", kNoFailure),
         Safe("GetCurrentThreadId", kNoFailure),
         Safe("InitializeCriticalSection", kNoFailure),
         Safe("LeaveCriticalSection", kNoFailure),
         Safe("Sleep", kNoFailure),
         Safe("TlsGetValue", "returns null for a failure and for an empty slot alike"),
-        Fails<"TlsAlloc", decltype(::TlsAlloc)>(TLS_OUT_OF_INDEXES, ERROR_NOT_ENOUGH_MEMORY),
-        Safe("TlsFree", "is called only when the library is unloaded, and nothing follows it"),
-        Safe("TlsSetValue", kUnwinding),
 
         // kernel32: memory
         RunsOutOfMemory<"VirtualAlloc", decltype(::VirtualAlloc)>(static_cast<void*>(nullptr)),
@@ -192,10 +169,6 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Safe("GlobalMemoryStatus", kNoFailure),
 
         // kernel32: the rest
-        Fails<"AddVectoredExceptionHandler", decltype(::AddVectoredExceptionHandler)>(
-            static_cast<void*>(nullptr), ERROR_NOT_ENOUGH_MEMORY),
-        FailsAfterItsWork<"RemoveVectoredExceptionHandler",
-                          decltype(::RemoveVectoredExceptionHandler)>(ULONG{0}, ERROR_SUCCESS),
         Fails<"FormatMessageW", decltype(::FormatMessageW)>(DWORD{0}, ERROR_MR_MID_NOT_FOUND),
         Fails<"GetVersionExW", decltype(::GetVersionExW)>(FALSE, ERROR_INSUFFICIENT_BUFFER),
         Fails<"MultiByteToWideChar", decltype(::MultiByteToWideChar)>(0,
@@ -206,9 +179,7 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Safe("GetSystemInfo", kNoFailure),
         Safe("GetVersion", kNoFailure),
         Safe("IsDBCSLeadByteEx", kPure),
-        Safe("IsDebuggerPresent", kNoFailure),
         Safe("IsProcessorFeaturePresent", kNoFailure),
-        Safe("OutputDebugStringA", kNoFailure),
         Safe("OutputDebugStringW", kNoFailure),
         Safe("RaiseException", kEnds),
         Safe("SetLastError", kNoFailure),
@@ -217,7 +188,6 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         RunsOutOfMemory<"calloc", decltype(::calloc)>(static_cast<void*>(nullptr)),
         RunsOutOfMemory<"malloc", decltype(::malloc)>(static_cast<void*>(nullptr)),
         RunsOutOfMemory<"realloc", decltype(::realloc)>(static_cast<void*>(nullptr)),
-        RunsOutOfMemory<"_strdup", decltype(::_strdup)>(static_cast<char*>(nullptr)),
         Safe("free", kNoFailure),
 
         // msvcrt: output and files
@@ -230,8 +200,6 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Fails<"vfprintf", decltype(::vfprintf)>(-1, ERROR_DISK_FULL),
         Fails<"vfprintf_s", decltype(::vfprintf_s)>(-1, ERROR_DISK_FULL),
         Fails<"vfwprintf_s", decltype(::vfwprintf_s)>(-1, ERROR_DISK_FULL),
-        Safe("fprintf", kLastMessage),
-        Safe("printf", kLastMessage),
 
         // msvcrt: text and time
         Fails<"_localtime64", decltype(::_localtime64)>(static_cast<std::tm*>(nullptr),
@@ -242,7 +210,6 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Fails<"vswprintf_s", int __cdecl(wchar_t*, std::size_t, const wchar_t*, va_list)>(
             -1, ERROR_SUCCESS),
         Fails<"wcsftime", decltype(::wcsftime)>(std::size_t{0}, ERROR_SUCCESS),
-        Safe("_ultoa", kPure),
         Safe("_wcsicmp", kPure),
         Safe("atoi", kPure),
         Safe("localeconv", kNoFailure),
@@ -267,16 +234,12 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
                                                             ERROR_NOT_ENOUGH_MEMORY),
         Safe("__mb_cur_max", kData),
         Safe("_amsg_exit", kEnds),
-        Safe("_endthreadex", kEnds),
         Safe("_errno", kNoFailure),
         Safe("_initterm", "runs at load, before a stand-in can be installed"),
         Safe("_iob", kData),
         Safe("_lock", kNoFailure),
-        Safe("_setjmp3", "returns twice, so no stand-in can call it"),
         Safe("_unlock", kNoFailure),
         Safe("abort", kEnds),
-        Safe("exit", kEnds),
-        Safe("longjmp", kEnds),
 
         // ole32 and oleaut32
         FailsAfterItsWork<"PropVariantClear", decltype(::PropVariantClear)>(E_INVALIDARG,

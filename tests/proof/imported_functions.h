@@ -11,7 +11,7 @@
 struct ImportedFunction {
     enum class Kind {
         kCall,    // a failure has to end in a documented result
-        kMemory,  // a failure may also end the process: that is how the library runs out of memory
+        kMemory,  // a failure may also raise an exception that says so in the host
         kSafe,    // never made to fail, for the reason given
     };
 

@@ -13,20 +13,26 @@
 // What the sweeping program and its children tell each other. The ledger is in shared memory, so
 // nothing in it is lost when a child crashes.
 
-// One case: in the call of one subject, one call of one imported function fails.
+// One case: in the call of one subject, one call of one imported function fails, and every later
+// allocation too if `memoryStaysGone`.
 struct FaultCase {
     static constexpr std::uint16_t kNothing = 0xFFFF;  // no function fails: the calls are counted
 
     std::uint16_t subject = 0;
     std::uint16_t function = kNothing;
     std::uint32_t call = 0;  // counted from 1
+    bool memoryStaysGone = false;
 };
 
 // The result of a case, as far as the child can tell.
 struct Outcome {
     enum class State : std::uint8_t { kNotRun, kBegun, kCalling, kReturned, kDone };
 
+    // What left the export besides a result.
+    enum class Raised : std::uint8_t { kNothing, kNoMemory, kSomethingElse };
+
     State state = State::kNotRun;
+    Raised raised = Raised::kNothing;
     bool happened = false;         // the call to fail was made
     bool heapIntact = false;       // after the disturbed call and after the undisturbed one
     bool worksAfterwards = false;  // an undisturbed call gave its proper result
