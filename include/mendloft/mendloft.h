@@ -14,10 +14,15 @@
  * Rights: the six repair and setup functions need an elevated administrator. Without elevation they
  * still return, but whatever Windows refuses is not done, and often the result does not show it.
  *
- * Errors: the functions report by their results only; they do not set a last error. The process
- * ends when memory runs out, or when the driver archive is damaged so that the properties of an
- * item cannot be read: the library then throws an exception, which cannot pass from the library's
- * runtime into the host's.
+ * Errors: the functions report by their results; they do not set a last error. AMDPortTest does
+ * nothing else. The other six raise an exception when memory runs out, or when the driver archive
+ * is damaged so that the properties of an item cannot be read. They have released everything by
+ * then, and the library can be called again. It is an exception of Microsoft's C++ runtime: a
+ * std::bad_alloc, or a _com_error with an HRESULT. C++ code that is built for it can catch it. To
+ * all other code it is a structured exception with the code 0xE06D7363, which ends the process
+ * unless something handles it. The library must not be unloaded before it has been handled.
+ *
+ * Loading the library fails (ERROR_DLL_INIT_FAILED) when there is too little memory for it.
  *
  * The declarations name __cdecl, so a host that is compiled with another default calling convention
  * (/Gz, -mrtd) calls the functions correctly too.

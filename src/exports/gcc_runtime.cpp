@@ -152,6 +152,7 @@ extern "C" {
 extern HMODULE(WINAPI* const kRuntimeGetModuleHandleA)(const char* name);
 HMODULE(WINAPI* const kRuntimeGetModuleHandleA)(const char* name) = &FindModule;
 
+// NOLINTBEGIN(misc-non-copyable-objects,readability-non-const-parameter): the runtime's types
 int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* /*attributes*/) {
     *mutex = kUnlocked;
     return 0;
@@ -197,5 +198,6 @@ int pthread_once(pthread_once_t* once, void (*function)()) {
     while (state != kDone) LetOthersGoOn();
     return 0;
 }
+// NOLINTEND(misc-non-copyable-objects,readability-non-const-parameter)
 
 }  // extern "C"

@@ -96,7 +96,7 @@ struct Class {
 // base classes follow.
 struct Thrown {
     constexpr Thrown(std::initializer_list<const Class*> classes, Destroy destroy,
-                     VirtualTable functions)
+                     const VirtualTable& functions)
         : info{0, destroy, nullptr, &types},
           hierarchy{0, 0, static_cast<std::uint32_t>(classes.size()), bases.data()},
           locator{0, 0, 0, &(*classes.begin())->type, &hierarchy},

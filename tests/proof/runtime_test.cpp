@@ -150,7 +150,7 @@ private:
     static inline void* const place_ =
         reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"msvcrt.dll"), "malloc"));
     static inline const Code original_ = Read();
-    static inline int remaining_ = 0;
+    static inline std::atomic<int> remaining_ = 0;
 };
 
 class LoadingWithoutMemory : public testing::Test {

@@ -71,6 +71,7 @@ private:
             return EXCEPTION_CONTINUE_SEARCH;
         raised_.emplace(record);
         ::ExitThread(0);
+        return EXCEPTION_CONTINUE_EXECUTION;  // not reached
     }
 
     static inline DWORD id_ = 0;

@@ -22,7 +22,7 @@ _INSTALL = Program("install_tests")
 _TELNET = Program("telnet_tests", "ThousandPortTests.*")
 _ARCHIVE = Program("archive_tests")
 _LIBRARY = Program("library_tests")
-# Runs only the test that loads and unloads the library many times.
+# Runs only the tests of loading, and of the runtime in the library.
 _PROOF = Program("proof_tests", "Sweep.*:SteadySetup.*:SteadyState.OfA*:SteadyState.OfFifty*:SteadyState.OfM*")
 _TOOL = Program("mendloftctl_tests")
 
@@ -31,6 +31,8 @@ _ROWS = [
     ("src/exports/exports.cpp", [_LIBRARY]),
     ("src/exports/dll_main.cpp", [_LIBRARY]),
     ("src/exports/entry_point.cpp", [_LIBRARY, _PROOF]),
+    ("src/exports/gcc_runtime.", [_LIBRARY, _PROOF]),
+    ("src/exports/host_exception.", [_REPAIR, _LIBRARY]),
     ("src/core/boolean_argument.h", [_INSTALL]),
     ("src/core/driver_packages.cpp", [_INSTALL, _TOOL]),
     ("src/core/", [_REPAIR, _INSTALL]),
