@@ -14,12 +14,12 @@
 namespace {
 
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::Field;
 using testing::Optional;
 
 [[nodiscard]] auto IsComError(HRESULT code) {
-    return Optional(AllOf(Field(&RaisedException::name, ".?AV_com_error@@"),
-                          Field(&RaisedException::size, 16), Field(&RaisedException::typeCount, 1),
+    return Optional(AllOf(Field(&RaisedException::names, ElementsAre(".?AV_com_error@@")),
                           Field(&RaisedException::hresult, code)));
 }
 

@@ -193,8 +193,8 @@ void NoteCalls(const FaultCase& fault) {
 Outcome::Raised KindOf(const std::optional<RaisedException>& raised) {
     if (!raised) return Outcome::Raised::kNothing;
     const bool saysNoMemory =
-        raised->name == ".?AVbad_alloc@std@@" ||
-        (raised->name == ".?AV_com_error@@" && raised->hresult == E_OUTOFMEMORY);
+        raised->names.front() == ".?AVbad_alloc@std@@" ||
+        (raised->names.front() == ".?AV_com_error@@" && raised->hresult == E_OUTOFMEMORY);
     return saysNoMemory ? Outcome::Raised::kNoMemory : Outcome::Raised::kSomethingElse;
 }
 
