@@ -18,8 +18,8 @@
 // load, and two handles for each thread that threw. Nothing here allocates, except for the 129th
 // thread that has thrown and has not ended.
 //
-// Written for libgcc and libstdc++ of GCC 12 to 14 and the headers of mingw-w64 10 to 12. A runtime
-// that needs more of the threads library does not link: the functions would be defined twice.
+// Written for libgcc and libstdc++ of GCC 12 and 14, with mingw-w64 10 and 12. A runtime that needs
+// more of the threads library does not link, because these functions would be defined twice.
 
 // What the runtime knows about the exceptions of a thread, as the Itanium C++ ABI defines it.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
@@ -175,17 +175,6 @@ int pthread_mutex_unlock(pthread_mutex_t* mutex) {
     const std::atomic_ref state(*mutex);
     state = kUnlocked;
     return 0;
-}
-
-// A waiting thread looks again by itself, so there is nobody to wake.
-int pthread_cond_broadcast(pthread_cond_t* /*condition*/) {
-    return 0;
-}
-
-int pthread_cond_wait(pthread_cond_t* /*condition*/, pthread_mutex_t* mutex) {
-    (void)pthread_mutex_unlock(mutex);
-    LetOthersGoOn();
-    return pthread_mutex_lock(mutex);
 }
 
 int pthread_once(pthread_once_t* once, void (*function)()) {
