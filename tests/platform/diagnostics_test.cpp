@@ -48,12 +48,46 @@ TEST(DebugLog, WritesAnEmptyMessageInPlaceOfALongerOne) {
     EXPECT_EQ(std::vector<std::wstring>{L""}, output.messages);
 }
 
+TEST(DebugLog, WritesAnEmptyMessageInPlaceOfAMuchLongerOne) {
+    const CapturedDebugOutput output;
+    const std::wstring tooLong(100'000, L'a');
+
+    DebugLog(L"%s", tooLong.c_str());
+
+    EXPECT_EQ(std::vector<std::wstring>{L""}, output.messages);
+}
+
+TEST(DebugLog, TakesANarrowStringWhereTheFormatNamesOne) {
+    const CapturedDebugOutput output;
+
+    DebugLog(L"%S %hs %ls", "a", "b", L"c");
+
+    EXPECT_EQ(std::vector<std::wstring>{L"a b c"}, output.messages);
+}
+
 TEST(ConsolePrintW, WritesToStandardOutput) {
     CapturedStandardOutput output;
 
     ConsolePrintW(L"inf path: %s (%d)\n", L"C:\\a", 7);
 
     EXPECT_EQ("inf path: C:\\a (7)\n", output.Text());
+}
+
+TEST(ConsolePrintW, WritesAMessageOfAnyLength) {
+    CapturedStandardOutput output;
+    const std::wstring longText(5'000, L'a');
+
+    ConsolePrintW(L"%s\n", longText.c_str());
+
+    EXPECT_EQ(std::string(5'000, 'a') + "\n", output.Text());
+}
+
+TEST(ConsolePrintW, StopsAtACharacterThatTheCLocaleLacks) {
+    CapturedStandardOutput output;
+
+    ConsolePrintW(L"inf path: %s\n", L"C:\\\x7528\x6237\\a");
+
+    EXPECT_EQ("inf path: C:\\", output.Text());
 }
 
 TEST(ConsolePrintW, WritesNothingToTheDebuggerOutput) {
@@ -72,6 +106,16 @@ TEST(ConsolePrintA, WritesToStandardOutputAndReturnsTheCount) {
 
     EXPECT_EQ("failed: abc\n", output.Text());
     EXPECT_EQ(12, written);
+}
+
+TEST(ConsolePrintA, WritesAMessageOfAnyLength) {
+    CapturedStandardOutput output;
+    const std::string longText(5'000, 'a');
+
+    const int written = ConsolePrintA("%s\n", longText.c_str());
+
+    EXPECT_EQ(longText + "\n", output.Text());
+    EXPECT_EQ(5'001, written);
 }
 
 TEST(ConsolePrintA, ReportsAStreamError) {
