@@ -58,11 +58,13 @@ DWORD SetOwner(std::wstring& path, PSID owner) {
                                    nullptr, nullptr, nullptr);
 }
 
-bool TakeOwnership(std::wstring& path, PSID owner) {
+// Opens `token` for it. The caller closes it.
+bool TakeOwnership(std::wstring& path, PSID owner, UniqueHandle& token) {
     constexpr const wchar_t* privilege = L"SeTakeOwnershipPrivilege";
-    UniqueHandle token;
-    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Receive()))
+    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Receive())) {
+        (void)token.Detach();
         return false;
+    }
     if (SetPrivilege(token.Get(), privilege, TRUE) == 0) return false;
     // When this fails, the privilege stays enabled. No result reports that a folder kept its owner,
     // but a host can see it by the enabled privilege in its token.
@@ -85,17 +87,20 @@ std::int32_t SetPrivilege(HANDLE token, const wchar_t* name, std::int32_t enable
 }
 
 std::int32_t GrantFolderAccess(const wchar_t* path) {
+    // Released from the last to the first, so the token is open during both attempts.
+    UniqueHandle token;
+    UniqueLocal<ACL> list;
     const UniqueSid everyone = MakeSid(SECURITY_WORLD_SID_AUTHORITY, {SECURITY_WORLD_RID});
     if (!everyone) return 0;
     const UniqueSid administrators =
         MakeSid(SECURITY_NT_AUTHORITY, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS});
     if (!administrators) return 0;
-    const UniqueLocal<ACL> list = MakeAccessList(everyone.Get(), administrators.Get());
+    list = MakeAccessList(everyone.Get(), administrators.Get());
     if (!list) return 0;
 
     std::wstring object = path;  // not const, because SetNamedSecurityInfoW takes a writable string
     DWORD result = SetAccessList(object, list.Get());
-    if (result == ERROR_ACCESS_DENIED && TakeOwnership(object, administrators.Get())) {
+    if (result == ERROR_ACCESS_DENIED && TakeOwnership(object, administrators.Get(), token)) {
         result = SetAccessList(object, list.Get());
     }
     return result == ERROR_SUCCESS ? 1 : 0;

@@ -197,13 +197,13 @@ protected:
         EXPECT_EQ(nullptr, sacl);
         if (what == OWNER_SECURITY_INFORMATION) {
             EXPECT_EQ(nullptr, dacl);
-            calls.push_back("owner " + SidText(owner));
+            Note("owner " + SidText(owner));
             return ownerResult;
         }
         EXPECT_EQ(DWORD{DACL_SECURITY_INFORMATION}, what);
         EXPECT_EQ(nullptr, owner);
         EXPECT_EQ(newList, dacl);
-        calls.emplace_back("access");
+        Note("access");
         const DWORD result = accessResults.front();
         if (accessResults.size() > 1) accessResults.erase(accessResults.begin());
         return result;
@@ -211,12 +211,18 @@ protected:
 
     BOOL OnAdjust(TOKEN_PRIVILEGES* privileges) {
         const bool enable = privileges->Privileges[0].Attributes != 0;
-        calls.emplace_back(enable ? "enable" : "disable");
+        Note(enable ? "enable" : "disable");
         ::SetLastError(ERROR_SUCCESS);
         return enable ? mayEnable : mayDisable;
     }
 
-    std::vector<std::string> calls;
+    void Note(const std::string& call) {
+        calls.push_back(call);
+        everything.push_back(call);
+    }
+
+    std::vector<std::string> calls;       // without the clean-up
+    std::vector<std::string> everything;  // with the clean-up
     std::vector<Entry> entries;
     std::vector<DWORD> accessResults{ERROR_SUCCESS};
     DWORD ownerResult = ERROR_SUCCESS;
@@ -228,6 +234,8 @@ protected:
     int listsFreed = 0;
     SID leftBehind{};  // what a failed call leaves in its result, not to be freed
     ACL listLeftBehind{};
+    int tokenLeftBehind = 0;
+    HANDLE openedToken = nullptr;
     DWORD tokenAccess = 0;
     std::wstring privilegeName;
 
@@ -243,6 +251,7 @@ protected:
         }};
     FakeApi<"FreeSid", decltype(::FreeSid)> freeSid{[this](PSID sid) {
         --sidsHeld;
+        everything.push_back("free " + SidText(sid));
         return sid == &leftBehind ? nullptr : freeSid.Real(sid);
     }};
     FakeApi<"SetEntriesInAclW", decltype(::SetEntriesInAclW)> setEntries{
@@ -265,9 +274,14 @@ protected:
     FakeApi<"LocalFree", decltype(::LocalFree)> localFree{[this](HLOCAL memory) {
         if (memory != nullptr && memory == newList) {
             ++listsFreed;
+            everything.emplace_back("free list");
             newList = nullptr;
         }
         return localFree.Real(memory);
+    }};
+    FakeApi<"CloseHandle", decltype(::CloseHandle)> closeHandle{[this](HANDLE handle) {
+        if (handle != nullptr && handle == openedToken) everything.emplace_back("close token");
+        return handle == &tokenLeftBehind ? FALSE : closeHandle.Real(handle);
     }};
     FakeApi<"SetNamedSecurityInfoW", decltype(::SetNamedSecurityInfoW)> setSecurity{
         [this](wchar_t* path, SE_OBJECT_TYPE type, SECURITY_INFORMATION what, PSID owner,
@@ -275,9 +289,12 @@ protected:
                ACL* sacl) { return OnSetSecurity(path, type, what, owner, group, dacl, sacl); }};
     FakeApi<"OpenProcessToken", decltype(::OpenProcessToken)> openToken{
         [this](HANDLE process, DWORD access, HANDLE* token) {
-            calls.emplace_back("token");
+            Note("token");
             tokenAccess = access;
-            return mayOpenToken ? openToken.Real(process, access, token) : FALSE;
+            const BOOL opened = mayOpenToken && openToken.Real(process, access, token);
+            if (!opened) *token = &tokenLeftBehind;
+            openedToken = *token;
+            return opened;
         }};
     FakeApi<"LookupPrivilegeValueW", decltype(::LookupPrivilegeValueW)> lookup{
         [this](const wchar_t* system, const wchar_t* name, LUID* id) {
@@ -405,6 +422,68 @@ TEST_F(GrantFolderAccessTest, FreesTheSidsAndTheListOnSuccessAndOnFailure) {
     Grant();
     EXPECT_EQ(0, sidsHeld);
     EXPECT_EQ(2, listsFreed);
+}
+
+TEST_F(GrantFolderAccessTest, CleansUpInThisOrderAfterTheSecondAttempt) {
+    accessResults = {ERROR_ACCESS_DENIED, ERROR_SUCCESS};
+
+    EXPECT_EQ(1, Grant());
+
+    EXPECT_THAT(everything,
+                ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable", "access",
+                            "free S-1-5-32-544", "free S-1-1-0", "free list", "close token"));
+}
+
+TEST_F(GrantFolderAccessTest, CleansUpInThisOrderAfterASecondAttemptThatFails) {
+    accessResults = {ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED};
+
+    EXPECT_EQ(0, Grant());
+
+    EXPECT_THAT(everything,
+                ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable", "access",
+                            "free S-1-5-32-544", "free S-1-1-0", "free list", "close token"));
+}
+
+TEST_F(GrantFolderAccessTest, CleansUpInThisOrderWhenTheTokenLacksThePrivilege) {
+    accessResults = {ERROR_ACCESS_DENIED};
+    mayEnable = FALSE;
+
+    EXPECT_EQ(0, Grant());
+
+    EXPECT_THAT(everything, ElementsAre("access", "token", "enable", "free S-1-5-32-544",
+                                        "free S-1-1-0", "free list", "close token"));
+}
+
+TEST_F(GrantFolderAccessTest, CleansUpInThisOrderWhenTheOwnerCannotBeSet) {
+    accessResults = {ERROR_ACCESS_DENIED};
+    ownerResult = ERROR_INVALID_OWNER;
+
+    EXPECT_EQ(0, Grant());
+
+    EXPECT_THAT(everything,
+                ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "free S-1-5-32-544",
+                            "free S-1-1-0", "free list", "close token"));
+}
+
+TEST_F(GrantFolderAccessTest, CleansUpInThisOrderWhenThePrivilegeCannotBeDisabled) {
+    accessResults = {ERROR_ACCESS_DENIED};
+    mayDisable = FALSE;
+
+    EXPECT_EQ(0, Grant());
+
+    EXPECT_THAT(everything,
+                ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable",
+                            "free S-1-5-32-544", "free S-1-1-0", "free list", "close token"));
+}
+
+TEST_F(GrantFolderAccessTest, ClosesNoTokenThatWasNotOpened) {
+    accessResults = {ERROR_ACCESS_DENIED};
+    mayOpenToken = FALSE;
+
+    EXPECT_EQ(0, Grant());
+
+    EXPECT_THAT(everything,
+                ElementsAre("access", "token", "free S-1-5-32-544", "free S-1-1-0", "free list"));
 }
 
 }  // namespace
