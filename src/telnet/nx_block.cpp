@@ -40,7 +40,7 @@ private:
     int length_ = 0;
 };
 
-void SendInPieces(SOCKET socket, const NxBlock& block) {
+void SendInPieces(const std::atomic<SOCKET>& socket, const NxBlock& block) {
     std::uint32_t sent = 0;
     while (sent < block.length) {
         const std::uint32_t size = std::min(block.length - sent, kPieceSize);
@@ -56,7 +56,7 @@ void SendInPieces(SOCKET socket, const NxBlock& block) {
 
 }  // namespace
 
-void SendFramed(SOCKET socket, const NxBlock& block, Payload payload) {
+void SendFramed(const std::atomic<SOCKET>& socket, const NxBlock& block, Payload payload) {
     const Header header(block.name);
     (void)::send(socket, header.Text(), header.Length(), 0);
     if (payload == Payload::kInPieces) {

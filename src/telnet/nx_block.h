@@ -3,6 +3,7 @@
 #include <winsock.h>
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace TELNET {
@@ -28,8 +29,10 @@ enum class Payload {
     kWhole,     // one call
 };
 
-// Sends one block over `socket`: the header, the payload and the trailer. The results of the calls
-// are not reported. When several threads send over one socket, the caller locks each block.
-void SendFramed(SOCKET socket, const NxBlock& block, Payload payload);
+// Sends one block over `socket`: the header, the payload and the trailer. Each call reads `socket`
+// anew: once another thread has closed it and stored INVALID_SOCKET, the rest is sent nowhere. The
+// old number may belong to another connection of the process by then. The results of the calls are
+// not reported. When several threads send over one socket, the caller locks each block.
+void SendFramed(const std::atomic<SOCKET>& socket, const NxBlock& block, Payload payload);
 
 }  // namespace TELNET

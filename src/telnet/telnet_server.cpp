@@ -52,7 +52,11 @@ bool TelnetServer::SendBlock(const NxBlock* block) {
     // The payload for one client goes in pieces: after a call that fails, one byte is sent again
     // (see SendInPieces). Without a failure, the bytes on the wire are the same.
     const Payload payload = block->clientId == kEveryClient ? Payload::kWhole : Payload::kInPieces;
-    return SendTo(block->clientId, [&](SOCKET client) { SendFramed(client, *block, payload); });
+    return SendTo(block->clientId, [&](SOCKET client) {
+        // It does not change within a block: its owner closes it after the server is destroyed.
+        const std::atomic<SOCKET> socket = client;
+        SendFramed(socket, *block, payload);
+    });
 }
 
 }  // namespace TELNET

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -36,6 +37,8 @@ public:
 
     std::vector<Call> calls;
     std::vector<int> results;
+    // Called with the index of each call, during that call.
+    std::function<void(std::size_t)> during = [](std::size_t) {};
 
     // The bytes of all calls, one after the other.
     [[nodiscard]] std::string Wire() const {
@@ -61,6 +64,7 @@ private:
         const std::string bytes(data, static_cast<std::size_t>(std::max(length, 0)));
         calls.push_back({socket, bytes, length, flags, data});
         const std::size_t index = calls.size() - 1;
+        during(index);
         return index < results.size() ? results[index] : length;
     }
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <random>
 #include <string>
 
@@ -23,7 +24,7 @@ protected:
               Payload how = Payload::kInPieces) {
         const TELNET::NxBlock block{0, name.c_str(), payload.data(),
                                     static_cast<std::uint32_t>(payload.size())};
-        TELNET::SendFramed(kSocket, block, how);
+        TELNET::SendFramed(socket, block, how);
     }
 
     // The offset in the payload at which call `index` begins.
@@ -31,6 +32,14 @@ protected:
         return sends.calls.at(index).data - payload.data();
     }
 
+    // Does what a receive thread does when the peer hangs up, during call `index`.
+    void CloseDuring(std::size_t index) {
+        sends.during = [this, index](std::size_t call) {
+            if (call == index) socket = INVALID_SOCKET;
+        };
+    }
+
+    std::atomic<SOCKET> socket = kSocket;
     RecordedSends sends;
 };
 
@@ -168,6 +177,40 @@ TEST_F(SendFramed, SendsTheRestEvenWhenTheHeaderFails) {
     Send("log", "payload");
 
     EXPECT_THAT(sends.Lengths(), ElementsAre(15, 7, 12));
+}
+
+TEST_F(SendFramed, SendsNothingOverASocketThatIsClosedDuringTheHeader) {
+    CloseDuring(0);
+
+    Send("log", std::string(2500, 'x'));
+
+    EXPECT_THAT(sends.Sockets(), ElementsAre(kSocket, INVALID_SOCKET, INVALID_SOCKET,
+                                             INVALID_SOCKET, INVALID_SOCKET));
+}
+
+TEST_F(SendFramed, SendsNothingOverASocketThatIsClosedDuringThePayload) {
+    CloseDuring(2);
+
+    Send("log", std::string(2500, 'x'));
+
+    EXPECT_THAT(sends.Sockets(),
+                ElementsAre(kSocket, kSocket, kSocket, INVALID_SOCKET, INVALID_SOCKET));
+}
+
+TEST_F(SendFramed, SendsNoTrailerOverASocketThatIsClosedDuringTheLastPiece) {
+    CloseDuring(3);
+
+    Send("log", std::string(2500, 'x'));
+
+    EXPECT_THAT(sends.Sockets(), ElementsAre(kSocket, kSocket, kSocket, kSocket, INVALID_SOCKET));
+}
+
+TEST_F(SendFramed, SendsNeitherPayloadNorTrailerOverASocketThatIsClosedWhenWhole) {
+    CloseDuring(0);
+
+    Send("log", "payload", Payload::kWhole);
+
+    EXPECT_THAT(sends.Sockets(), ElementsAre(kSocket, INVALID_SOCKET, INVALID_SOCKET));
 }
 
 TEST_F(SendFramed, SendsTheSameBytesForRandomBlocksInPiecesAndWhole) {

@@ -798,6 +798,23 @@ TEST_F(TelnetClientSends, ALongBlockInPiecesWhateverTheClientNumber) {
     EXPECT_THAT(sends.Sockets(), Each(client.socket.load()));
 }
 
+TEST_F(TelnetClientSends, TheRestOfABlockNowhereWhenThePeerHangsUpWithinIt) {
+    RecordedSends sends;
+    sends.during = [&](std::size_t call) {
+        if (call != 1) return;
+        peer.Reset();
+        EXPECT_TRUE(client.ThreadEnds());
+    };
+    const SOCKET opened = client.socket;
+    const std::string payload(2500, 'x');
+    const TELNET::NxBlock block{0, "data", payload.data(), 2500};
+
+    EXPECT_TRUE(client.SendBlock(&block));
+
+    EXPECT_THAT(sends.Sockets(),
+                ElementsAre(opened, opened, INVALID_SOCKET, INVALID_SOCKET, INVALID_SOCKET));
+}
+
 TEST_F(TelnetClientSends, ABlockWithANameThatIsLongerThanTheHeadersBuffer) {
     const std::string name(5000, 'n');
     const TELNET::NxBlock block{0, name.c_str(), "payload", 7};
