@@ -198,17 +198,15 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Fails<"fputs", decltype(::fputs)>(EOF, ERROR_DISK_FULL),
         Fails<"fwrite", decltype(::fwrite)>(std::size_t{0}, ERROR_DISK_FULL),
         Fails<"vfprintf", decltype(::vfprintf)>(-1, ERROR_DISK_FULL),
-        Fails<"vfprintf_s", decltype(::vfprintf_s)>(-1, ERROR_DISK_FULL),
-        Fails<"vfwprintf_s", decltype(::vfwprintf_s)>(-1, ERROR_DISK_FULL),
+        Fails<"vfwprintf", decltype(::__ms_vfwprintf)>(-1, ERROR_DISK_FULL),
 
         // msvcrt: text and time
         Fails<"_localtime64", decltype(::_localtime64)>(static_cast<std::tm*>(nullptr),
                                                         ERROR_SUCCESS),
         Fails<"_time64", decltype(::_time64)>(__time64_t{-1}, ERROR_SUCCESS),
         Fails<"_vsnprintf", decltype(::_vsnprintf)>(-1, ERROR_SUCCESS),
+        Fails<"_vsnwprintf", decltype(::_vsnwprintf)>(-1, ERROR_SUCCESS),
         Fails<"setlocale", decltype(::setlocale)>(static_cast<char*>(nullptr), ERROR_SUCCESS),
-        Fails<"vswprintf_s", int __cdecl(wchar_t*, std::size_t, const wchar_t*, va_list)>(
-            -1, ERROR_SUCCESS),
         Fails<"wcsftime", decltype(::wcsftime)>(std::size_t{0}, ERROR_SUCCESS),
         Safe("_wcsicmp", kPure),
         Safe("atoi", kPure),

@@ -67,8 +67,8 @@ private:
 class SilentLibrary {
 public:
     explicit SilentLibrary(HMODULE library)
-        : narrow_(library, "vfprintf_s", reinterpret_cast<void*>(&PrintNarrow)),
-          wide_(library, "vfwprintf_s", reinterpret_cast<void*>(&PrintWide)) {}
+        : narrow_(library, "vfprintf", reinterpret_cast<void*>(&PrintNarrow)),
+          wide_(library, "vfwprintf", reinterpret_cast<void*>(&PrintWide)) {}
 
 private:
     static int __cdecl PrintNarrow(FILE*, const char*, va_list) { return 0; }
