@@ -164,9 +164,10 @@ int pthread_mutex_destroy(pthread_mutex_t* /*mutex*/) {
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) {
     const std::atomic_ref state(*mutex);
-    for (pthread_mutex_t found = kUnlocked; !state.compare_exchange_strong(found, kLocked);
-         found = kUnlocked) {
+    pthread_mutex_t found = state;  // one of several initial values, if it is not kLocked
+    while (found == kLocked || !state.compare_exchange_strong(found, kLocked)) {
         LetOthersGoOn();
+        found = state;
     }
     return 0;
 }
@@ -175,6 +176,17 @@ int pthread_mutex_unlock(pthread_mutex_t* mutex) {
     const std::atomic_ref state(*mutex);
     state = kUnlocked;
     return 0;
+}
+
+// Whoever waits looks again by itself, so nobody has to be woken.
+int pthread_cond_broadcast(pthread_cond_t* /*condition*/) {
+    return 0;
+}
+
+int pthread_cond_wait(pthread_cond_t* /*condition*/, pthread_mutex_t* mutex) {
+    (void)pthread_mutex_unlock(mutex);
+    LetOthersGoOn();
+    return pthread_mutex_lock(mutex);
 }
 
 int pthread_once(pthread_once_t* once, void (*function)()) {
