@@ -6,12 +6,18 @@
 
 namespace {
 
+using tools::SystemMessage;
 using tools::SystemText;
 
 using FakeFormatMessage = FakeApi<"FormatMessageW", decltype(::FormatMessageW)>;
 
 TEST(SystemText, IsTheTextFromWindowsAndTheCode) {
     EXPECT_EQ(L"File not found. (error 2)", SystemText(ERROR_FILE_NOT_FOUND));
+}
+
+TEST(SystemMessage, IsTheTextFromWindowsAlone) {
+    EXPECT_EQ(L"File not found.", SystemMessage(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(L"Windows has no message for this code.", SystemMessage(54321));
 }
 
 TEST(SystemText, SaysThatWindowsHasNoText) {

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <optional>
+
 namespace {
 
 using ctl::CallOutcome;
@@ -12,7 +15,7 @@ using Json = nlohmann::ordered_json;
 using testing::HasSubstr;
 using Kind = CallOutcome::Kind;
 
-CallReport UsbReport(CallOutcome outcome) {
+CallReport UsbReport(const CallOutcome& outcome) {
     CallReport report;
     report.arguments.command = "setup usb";
     report.arguments.function = ctl::FindFunction("SetUpUSBDriver");
@@ -20,6 +23,14 @@ CallReport UsbReport(CallOutcome outcome) {
     report.library = L"C:\\Apps\\libmendloft.dll";
     report.outcome = outcome;
     return report;
+}
+
+CallOutcome Raised(std::string_view type, std::optional<std::int32_t> result = std::nullopt) {
+    CallOutcome outcome{Kind::kRaised};
+    std::copy(type.begin(), type.end(), outcome.exception.type.begin());
+    outcome.exception.hasResult = result.has_value();
+    outcome.exception.result = result.value_or(0);
+    return outcome;
 }
 
 TEST(CallReport, StatesTheResultInOneLine) {
@@ -65,6 +76,28 @@ TEST(CallReport, HasNoCodeInTheJsonOfACallWithoutAResult) {
     EXPECT_THAT(json["error"].get<std::string>(), HasSubstr("after 300 seconds"));
 }
 
+TEST(CallReport, DescribesAnExceptionInItsJson) {
+    EXPECT_EQ(Json::parse(R"({"type": "_com_error", "hresult": "0x80070005",
+                              "message": "Access denied."})"),
+              ToJson(UsbReport(Raised(".?AV_com_error@@", E_ACCESSDENIED)))["exception"]);
+    EXPECT_EQ(Json::parse(R"({"type": "std::bad_alloc"})"),
+              ToJson(UsbReport(Raised(".?AVbad_alloc@std@@")))["exception"]);
+    EXPECT_EQ(Json::parse(R"({"type": null})"), ToJson(UsbReport(Raised("")))["exception"]);
+    EXPECT_FALSE(ToJson(UsbReport({Kind::kCrashed, 3})).contains("exception"));
+}
+
+TEST(CallReport, EndsTheSentenceOnAnExceptionOnce) {
+    CallOutcome outcome = Raised(".?AVout_of_range@std@@");
+    for (const std::string message : {"no such position", "no such position."}) {
+        std::copy_n(message.c_str(), message.size() + 1, outcome.exception.message.begin());
+
+        EXPECT_EQ(
+            "SetUpUSBDriver raised the C++ exception std::out_of_range: no such position. Run it "
+            "again with --trace.",
+            SentenceOn(UsbReport(outcome)));
+    }
+}
+
 TEST(CallReport, NamesTheChannelOfEachLine) {
     EXPECT_EQ("[debugger output] a\n",
               ToText(TraceLine{TraceLine::Channel::kDebuggerOutput, L"a"}));
@@ -108,6 +141,17 @@ INSTANTIATE_TEST_SUITE_P(
                    {Kind::kCrashed, static_cast<std::int32_t>(EXCEPTION_ACCESS_VIOLATION)},
                    ExitStatus::kCallCrashed,
                    "ended with 0xC0000005"},
+        OutcomeRow{"ComError", Raised(".?AV_com_error@@", E_ACCESSDENIED), ExitStatus::kCallRaised,
+                   "raised the C++ exception _com_error with HRESULT 0x80070005: Access denied. "
+                   "Run it again with --trace."},
+        OutcomeRow{"ComErrorWithoutResult", Raised(".?AV_com_error@@"), ExitStatus::kCallRaised,
+                   "raised the C++ exception _com_error. "},
+        OutcomeRow{"NoMemory", Raised(".?AVbad_alloc@std@@"), ExitStatus::kCallRaised,
+                   "raised the C++ exception std::bad_alloc: there was not enough memory. "},
+        OutcomeRow{"UnknownException", Raised(".?AVUnknown@@"), ExitStatus::kCallRaised,
+                   "raised the C++ exception Unknown. "},
+        OutcomeRow{"UnreadableException", Raised(""), ExitStatus::kCallRaised,
+                   "raised a C++ exception whose type cannot be read. "},
         OutcomeRow{
             "TimeLimit", {Kind::kTimeLimitPassed}, ExitStatus::kTimeLimitPassed, "--timeout"},
         OutcomeRow{"Interruption", {Kind::kInterrupted}, ExitStatus::kInterrupted, "on request"},

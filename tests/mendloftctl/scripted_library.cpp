@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include "mendloftctl/made_exception.h"
+
 // A library with the exports of libmendloft.dll that does what the environment variable
 // MENDLOFT_SCRIPT says, step by step, with a semicolon between two steps:
 //
@@ -19,6 +21,12 @@
 //     start COMMAND  starts a process and writes its identifier to standard output
 //     sleep MS       waits
 //     crash          reads memory that is only reserved
+//     end CODE       ends the process with that code, in hexadecimal
+//     raise TYPE     raises a C++ exception of that type, in the form of the Microsoft ABI
+//     com HRESULT    raises a _com_error with that result, in hexadecimal
+//     range TEXT     raises a std::out_of_range with that message
+//     damaged N      raises a C++ exception with the first N of three parameters that lead nowhere
+//     handled        raises and handles a C++ exception
 //     return NUMBER  what the call returns; 0 unless set
 
 namespace {
@@ -31,6 +39,10 @@ std::string TemporaryDirectory() {
     std::array<char, MAX_PATH + 1> path{};
     ::GetTempPathA(static_cast<DWORD>(path.size()), path.data());
     return path.data();
+}
+
+DWORD Hexadecimal(const std::string& text) {
+    return std::stoul(text, nullptr, 16);
 }
 
 void MakeReadOnlyFile(const std::string& name) {
@@ -51,6 +63,42 @@ void Start(std::string commandLine) {
 void Crash() {
     void* const reserved = ::VirtualAlloc(nullptr, 1, MEM_RESERVE, PAGE_NOACCESS);
     std::printf("%d\n", *static_cast<volatile const int*>(reserved));
+}
+
+constexpr DWORD kCppException = 0xE06D7363;
+
+void Raise(const MadeException& exception) {
+    const auto parameters = exception.Parameters();
+    ::RaiseException(kCppException, EXCEPTION_NONCONTINUABLE, 3, parameters.data());
+}
+
+void RaiseComError(DWORD result) {
+    MadeException exception(".?AV_com_error@@");
+    exception.object[1] = result;
+    Raise(exception);
+}
+
+void RaiseOutOfRange(const std::string& message) {
+    MadeException exception(".?AVout_of_range@std@@");
+    exception.object[1] = reinterpret_cast<std::uintptr_t>(message.c_str());
+    Raise(exception);
+}
+
+void RaiseDamaged(DWORD count) {
+    const std::array<ULONG_PTR, 3> parameters{0x19930520, 0x41414141, 0x42424242};
+    ::RaiseException(kCppException, EXCEPTION_NONCONTINUABLE, count, parameters.data());
+}
+
+LONG WINAPI ContinueAfterCppException(EXCEPTION_POINTERS* exception) {
+    return exception->ExceptionRecord->ExceptionCode == kCppException ? EXCEPTION_CONTINUE_EXECUTION
+                                                                      : EXCEPTION_CONTINUE_SEARCH;
+}
+
+void RaiseAndHandle() {
+    void* const handler = ::AddVectoredExceptionHandler(1, ContinueAfterCppException);
+    const MadeException exception(".?AV_com_error@@");
+    ::RaiseException(kCppException, 0, 3, exception.Parameters().data());
+    ::RemoveVectoredExceptionHandler(handler);
 }
 
 class Script {
@@ -78,6 +126,12 @@ private:
         if (action == "start") Start(text);
         if (action == "sleep") ::Sleep(static_cast<DWORD>(std::stoul(text)));
         if (action == "crash") Crash();
+        if (action == "end") ::TerminateProcess(::GetCurrentProcess(), Hexadecimal(text));
+        if (action == "raise") Raise(MadeException(text));
+        if (action == "com") RaiseComError(Hexadecimal(text));
+        if (action == "range") RaiseOutOfRange(text);
+        if (action == "damaged") RaiseDamaged(static_cast<DWORD>(std::stoul(text)));
+        if (action == "handled") RaiseAndHandle();
         if (action == "return") result_ = std::stoi(text);
     }
 

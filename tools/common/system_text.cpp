@@ -35,17 +35,20 @@ bool IsSetupError(DWORD error) {
 
 }  // namespace
 
-std::wstring SystemText(DWORD error) {
+std::wstring SystemMessage(DWORD error) {
     std::wstring text = FormatSystemMessage(error);
     if (text.empty() && IsSetupError(error)) {
         text = FormatSystemMessage(static_cast<DWORD>(HRESULT_FROM_SETUPAPI(error)));
     }
-    if (text.empty()) text = L"Windows has no message for this code.";
+    return text.empty() ? L"Windows has no message for this code." : text;
+}
+
+std::wstring SystemText(DWORD error) {
     // Windows' codes are documented in decimal, those of the setup functions in hexadecimal.
     MessageBuffer code{};
     (void)swprintf_s(code.data(), code.size(),
                      error > 0xFFFF ? L" (error 0x%08lX)" : L" (error %lu)", error);
-    return text + code.data();
+    return SystemMessage(error) + code.data();
 }
 
 }  // namespace tools

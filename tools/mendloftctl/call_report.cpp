@@ -9,11 +9,13 @@
 
 namespace ctl {
 
+using tools::SystemMessage;
 using tools::SystemText;
 using tools::ToUtf8;
 
 namespace {
 
+using Json = nlohmann::ordered_json;
 using Kind = CallOutcome::Kind;
 
 // The meaning of the result of a call whose function returned.
@@ -37,6 +39,44 @@ std::string Hexadecimal(std::int32_t value) {
     return text.data();
 }
 
+// Some messages of Windows end with a full stop, and some without.
+std::string Sentence(std::string text) {
+    if (!text.ends_with('.')) text += '.';
+    return text;
+}
+
+std::string MessageOn(std::int32_t result) {
+    return ToUtf8(SystemMessage(static_cast<DWORD>(result)));
+}
+
+// What the exception tells, after the name of its type.
+std::string DetailsOf(const CppException& exception) {
+    const std::string message = exception.message.data();
+    if (exception.hasResult) {
+        return " with HRESULT " + Hexadecimal(exception.result) + ": " +
+               Sentence(MessageOn(exception.result));
+    }
+    if (!message.empty()) return ": " + Sentence(message);
+    if (TypeName(exception) == "std::bad_alloc") return ": there was not enough memory.";
+    return ".";
+}
+
+std::string SentenceOn(const CppException& exception) {
+    const std::string type = TypeName(exception);
+    if (type.empty()) return "a C++ exception whose type cannot be read.";
+    return "the C++ exception " + type + DetailsOf(exception);
+}
+
+Json ToJson(const CppException& exception) {
+    const std::string type = TypeName(exception);
+    Json json{{"type", type.empty() ? Json() : Json(type)}};
+    if (exception.hasResult) {
+        json["hresult"] = Hexadecimal(exception.result);
+        json["message"] = MessageOn(exception.result);
+    }
+    return json;
+}
+
 const char* NameOf(TraceLine::Channel channel) {
     return channel == TraceLine::Channel::kDebuggerOutput ? "debugger output" : "standard output";
 }
@@ -50,6 +90,8 @@ ExitStatus StatusOf(const CallReport& report) {
         case Kind::kLibraryNotLoaded:
         case Kind::kFunctionMissing:
             return ExitStatus::kLibraryUnusable;
+        case Kind::kRaised:
+            return ExitStatus::kCallRaised;
         case Kind::kCrashed:
             return ExitStatus::kCallCrashed;
         case Kind::kTimeLimitPassed:
@@ -72,6 +114,9 @@ std::string SentenceOn(const CallReport& report) {
         case Kind::kFunctionMissing:
             return library + " has no function " + FunctionName(report) +
                    ": name a libmendloft.dll with --library.";
+        case Kind::kRaised:
+            return FunctionName(report) + " raised " + SentenceOn(report.outcome.exception) +
+                   " Run it again with --trace.";
         case Kind::kCrashed:
             return FunctionName(report) + " crashed: its process ended with " +
                    Hexadecimal(report.outcome.value) + ". Run it again with --trace.";
@@ -93,20 +138,21 @@ std::string ToText(const CallReport& report) {
            std::to_string(report.outcome.value) + ": " + SentenceOn(report) + "\n";
 }
 
-nlohmann::ordered_json ToJson(const CallReport& report) {
+Json ToJson(const CallReport& report) {
     const ExitStatus status = StatusOf(report);
-    nlohmann::ordered_json json{{"command", report.arguments.command},
-                                {"library", ToUtf8(report.library)},
-                                {"function", FunctionName(report)},
-                                {"argument", report.arguments.argument},
-                                {"isolated", report.arguments.isolated}};
+    Json json{{"command", report.arguments.command},
+              {"library", ToUtf8(report.library)},
+              {"function", FunctionName(report)},
+              {"argument", report.arguments.argument},
+              {"isolated", report.arguments.isolated}};
     if (report.outcome.kind == Kind::kReturned) json["code"] = report.outcome.value;
     json["success"] = status == ExitStatus::kSuccess;
     json[report.outcome.kind == Kind::kReturned ? "meaning" : "error"] = SentenceOn(report);
+    if (report.outcome.kind == Kind::kRaised) json["exception"] = ToJson(report.outcome.exception);
     json["status"] = static_cast<int>(status);
     // Without --trace the key is missing, so that an empty list means a call without lines.
     if (!report.arguments.trace) return json;
-    json["trace"] = nlohmann::ordered_json::array();
+    json["trace"] = Json::array();
     for (const TraceLine& line : report.lines) {
         json["trace"].push_back({{"channel", NameOf(line.channel)}, {"text", ToUtf8(line.text)}});
     }

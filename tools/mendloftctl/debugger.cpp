@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <utility>
 
 #include "common/text.h"
+#include "mendloftctl/process_memory.h"
 #include "platform/function_lookup.h"
 #include "platform/unique_handle.h"
 
@@ -15,7 +17,6 @@ using tools::FromAnsi;
 
 namespace {
 
-constexpr std::size_t kPageSize = 4096;
 // In characters. It bounds what a string without a terminator can cost.
 constexpr std::size_t kLongestLine = 64 * 1024;
 // STATUS_WX86_BREAKPOINT, which <windows.h> does not define.
@@ -31,23 +32,19 @@ BOOL WaitForEvent(DEBUG_EVENT& event, DWORD milliseconds) {
 }
 
 // The string at `address` in another process, up to its terminator, or as far as it can be read.
-// The event also has a length, but in 16 bits, which a long line exceeds. The string is read page
-// by page, because the memory after it need not be readable.
+// The event also has a length, but in 16 bits, which a long line exceeds.
 template <typename Character>
 std::basic_string<Character> ReadString(HANDLE process, const void* address) {
     std::basic_string<Character> text;
     auto place = reinterpret_cast<std::uintptr_t>(address);
     while (text.size() < kLongestLine) {
-        std::array<Character, kPageSize / sizeof(Character)> buffer{};
-        const std::size_t size = kPageSize - place % kPageSize;
-        if (!::ReadProcessMemory(process, reinterpret_cast<const void*>(place), buffer.data(), size,
-                                 nullptr)) {
-            break;
-        }
+        std::array<Character, 4096> buffer{};
+        const std::size_t size =
+            ReadMemory(process, place, std::as_writable_bytes(std::span(buffer)));
         const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(size / sizeof(Character));
         const auto terminator = std::find(buffer.begin(), end, Character{});
         text.append(buffer.begin(), terminator);
-        if (terminator != end) break;
+        if (terminator != end || size < sizeof(buffer)) break;
         place += size;
     }
     return text;
@@ -75,16 +72,25 @@ void Debugger::Wait(std::chrono::milliseconds limit, const Line& onOutput) {
     if (!WaitForEvent(event, static_cast<DWORD>(limit.count()))) return;
     CloseFileOf(event);
     // The process continues only after ContinueDebugEvent, so its output is handled at a moment at
-    // which it writes nothing else. An exception goes back to the process as if there were no
-    // debugger: the library may handle it, and a crash ends the process with its code.
+    // which it writes nothing else.
     DWORD status = DBG_CONTINUE;
     if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
         onOutput(Text(event.u.DebugString));
     } else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT) {
-        if (!IsDebuggerBreakpoint(event.u.Exception.ExceptionRecord.ExceptionCode))
-            status = DBG_EXCEPTION_NOT_HANDLED;
+        status = Handle(event.u.Exception);
     }
     Continue(event, status);
+}
+
+// An exception goes back to the process as if there were no debugger: the library may handle it,
+// and a crash ends the process with its code. It comes a second time when nothing has handled it.
+// Windows then no longer asks the process itself, so it is read here.
+DWORD Debugger::Handle(const EXCEPTION_DEBUG_INFO& exception) {
+    const EXCEPTION_RECORD& record = exception.ExceptionRecord;
+    if (IsDebuggerBreakpoint(record.ExceptionCode)) return DBG_CONTINUE;
+    if (exception.dwFirstChance == 0 && record.ExceptionCode == kCppExceptionCode)
+        unhandled_ = ReadCppException(process_, record);
+    return DBG_EXCEPTION_NOT_HANDLED;
 }
 
 // Windows raises a breakpoint in a debugged process before its program starts, and a second one in

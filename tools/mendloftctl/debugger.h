@@ -4,7 +4,10 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
+
+#include "mendloftctl/cpp_exception.h"
 
 namespace ctl {
 
@@ -22,7 +25,13 @@ public:
     // called until the process has ended.
     void Wait(std::chrono::milliseconds limit, const Line& onOutput);
 
+    // The C++ exception that nothing in the process has handled, and that ends it; empty as long as
+    // there is none.
+    [[nodiscard]] const std::optional<CppException>& Unhandled() const { return unhandled_; }
+
 private:
+    // Takes note of an exception. Returns the status to continue with.
+    [[nodiscard]] DWORD Handle(const EXCEPTION_DEBUG_INFO& exception);
     // Whether the exception is a breakpoint that Windows raises because there is a debugger.
     [[nodiscard]] bool IsDebuggerBreakpoint(DWORD exceptionCode);
     // The text of an output event, as far as it can be read.
@@ -30,6 +39,7 @@ private:
 
     HANDLE process_;
     bool attached_ = false;
+    std::optional<CppException> unhandled_;
 };
 
 }  // namespace ctl

@@ -15,6 +15,7 @@ enum class ExitStatus : int {
     kTimeLimitPassed = 5,
     kCallCrashed = 6,  // the process of the call ended without an answer
     kInterrupted = 7,  // by Ctrl+C, for example
+    kCallRaised = 8,   // a C++ exception left the function
     kFailed = 10,
     kOldWindows = 11,
     kInfMissing = 12,

@@ -54,6 +54,8 @@ CallOutcome OutcomeOf(const WorkerAnswer& answer) {
             return {Kind::kReturned, answer.value};
         case WorkerAnswer::kLibraryNotLoaded:
             return {Kind::kLibraryNotLoaded, answer.value};
+        case WorkerAnswer::kRaised:
+            return {Kind::kRaised, 0, answer.exception};
         default:
             return {Kind::kFunctionMissing};
     }
@@ -69,7 +71,8 @@ public:
         if (!worker_.Start(call_, IsTraced())) {
             return {Kind::kNotStarted, static_cast<std::int32_t>(::GetLastError())};
         }
-        const std::optional<Kind> ended = WaitForEnd();
+        Debugger debugger(worker_.Process());
+        const std::optional<Kind> ended = WaitForEnd(debugger);
         ReadLines();
         lines_.End([this](std::string line) { ReportLine(std::move(line)); });
         // A complete answer counts even when the worker was ended right after it: the function has
@@ -77,18 +80,20 @@ public:
         if (const std::optional<WorkerAnswer> answer = worker_.ReadAnswer()) {
             return OutcomeOf(*answer);
         }
+        if (debugger.Unhandled()) return {Kind::kRaised, 0, *debugger.Unhandled()};
         if (ended) return {*ended};
-        return {Kind::kCrashed, worker_.ExitCode()};
+        const std::int32_t code = worker_.ExitCode();
+        const bool raised = static_cast<DWORD>(code) == kCppExceptionCode;
+        return raised ? CallOutcome{Kind::kRaised} : CallOutcome{Kind::kCrashed, code};
     }
 
 private:
     [[nodiscard]] bool IsTraced() const { return observer_.onLine != nullptr; }
 
     // Why the worker was ended; empty when it ended by itself.
-    std::optional<Kind> WaitForEnd() {
+    std::optional<Kind> WaitForEnd(Debugger& debugger) {
         const Clock::time_point start = Clock::now();
         std::chrono::milliseconds nextProgress = call_.progressInterval;
-        Debugger debugger(worker_.Process());
         while (!HasEnded()) {
             WaitAWhile(debugger);
             if (!call_.isolated) continue;

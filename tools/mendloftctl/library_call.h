@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "mendloftctl/cpp_exception.h"
 #include "mendloftctl/worker.h"
 
 namespace ctl {
@@ -45,6 +46,7 @@ struct CallOutcome {
         kReturned,          // value: what the function returned
         kLibraryNotLoaded,  // value: Windows' error code
         kFunctionMissing,
+        kRaised,   // exception: the C++ exception that left the function
         kCrashed,  // value: the exit code of the process, an exception's code as a rule
         kTimeLimitPassed,
         kInterrupted,
@@ -53,10 +55,12 @@ struct CallOutcome {
 
     Kind kind;
     std::int32_t value = 0;
+    CppException exception = {};
 };
 
 // Makes the call in a worker process and waits until that has ended: without limit, unless the call
-// is isolated. A crash is an outcome like any other, and so is an isolated call that hangs.
+// is isolated. A C++ exception and a crash are outcomes like any other, and so is an isolated call
+// that hangs.
 // Processes that an isolated call has started are ended before this returns.
 [[nodiscard]] CallOutcome MakeCall(const LibraryCall& call, const CallObserver& observer);
 

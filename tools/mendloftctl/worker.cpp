@@ -55,10 +55,24 @@ WorkerAnswer LoadAndCall(const WorkerTask& task) {
     return Call(function, known->results, task.argument);
 }
 
+// The pipe for the answer. Windows calls a filter without a parameter that could carry it.
+HANDLE g_answerPipe = nullptr;
+
+bool Answer(const WorkerAnswer& answer) {
+    DWORD written = 0;
+    const BOOL succeeded = ::WriteFile(g_answerPipe, &answer, sizeof(answer), &written, nullptr);
+    return succeeded && written == sizeof(answer);
+}
+
 // Ends the process with the code of the exception, without a dialog and without a crash report. The
-// process that waits for the answer reports the crash.
+// process that waits for the answer reports what happened. Nothing is allocated here, because the
+// reason may be that no memory is left.
 LONG WINAPI EndAtOnce(EXCEPTION_POINTERS* exception) {
-    ::TerminateProcess(::GetCurrentProcess(), exception->ExceptionRecord->ExceptionCode);
+    const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+    if (record.ExceptionCode == kCppExceptionCode) {
+        (void)Answer({WorkerAnswer::kRaised, 0, ReadCppException(::GetCurrentProcess(), record)});
+    }
+    ::TerminateProcess(::GetCurrentProcess(), record.ExceptionCode);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
@@ -95,16 +109,14 @@ std::optional<WorkerTask> ParseWorkerArguments(const std::vector<std::string>& a
 int RunWorker(const WorkerTask& task) {
     // No message box may stop the worker: nobody may be there to close it.
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    g_answerPipe = task.answer;
     (void)::SetUnhandledExceptionFilter(EndAtOnce);
     // The library and this program use one C runtime, msvcrt.dll. Without a buffer in it, the
     // library's lines enter the pipe as they are written, in their order with its debugger output.
     (void)std::setvbuf(stdout, nullptr, _IONBF, 0);
     UseTemporaryDirectory(task.temporaryDirectory);
 
-    const WorkerAnswer answer = LoadAndCall(task);
-    DWORD written = 0;
-    const BOOL succeeded = ::WriteFile(task.answer, &answer, sizeof(answer), &written, nullptr);
-    return succeeded && written == sizeof(answer) ? 0 : 1;
+    return Answer(LoadAndCall(task)) ? 0 : 1;
 }
 
 }  // namespace ctl

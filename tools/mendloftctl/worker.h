@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "mendloftctl/cpp_exception.h"
+
 // The child process that makes one call, and what the two processes send each other. The call has a
 // process of its own because the library leaves things in its process (privileges, remembered
 // paths), which then end with it, and because a crash then ends only that process.
@@ -28,10 +30,11 @@ struct WorkerTask {
 // What the worker writes into the pipe before it ends, byte for byte: both processes run the same
 // program.
 struct WorkerAnswer {
-    enum Kind : std::int32_t { kReturned, kLibraryNotLoaded, kFunctionMissing };
+    enum Kind : std::int32_t { kReturned, kLibraryNotLoaded, kFunctionMissing, kRaised };
 
     std::int32_t kind;
-    std::int32_t value;  // what the function returned, or Windows' error code
+    std::int32_t value;           // what the function returned, or Windows' error code
+    CppException exception = {};  // that the function raised
 };
 
 // The arguments of a worker's command line, without the program's path.
@@ -44,7 +47,8 @@ struct WorkerAnswer {
 
 // Makes the call in this process and writes the answer. Returns the exit code of the process: 0
 // when the answer was written, 1 otherwise. A crash of the library ends the process with the code
-// of the exception, and without an answer.
+// of the exception, and without an answer. So does a C++ exception that leaves the library, but an
+// answer tells of it, unless the process is debugged: Windows then tells the debugger alone.
 [[nodiscard]] int RunWorker(const WorkerTask& task);
 
 }  // namespace ctl
