@@ -7,6 +7,7 @@
 #include "core/boolean_argument.h"
 #include "core/fix_helper.h"
 #include "exports/host_exception.h"
+#include "exports/stack_alignment.h"
 #include "install/setup_flow.h"  // FixHelper's SetUp routines
 #include "platform/diagnostics.h"
 #include "repair/folder_repair.h"  // FixHelper::FixFolder
@@ -32,7 +33,7 @@ std::int32_t RunSetup(SetupRoutine setUp, std::int32_t repair, const wchar_t* re
 
 extern "C" {
 
-bool AMDPortTest(std::int32_t port) try {
+MENDLOFT_ALIGNS_STACK bool AMDPortTest(std::int32_t port) try {
     // Not used here. Every export holds a FixHelper while it runs, so whoever reads a host's crash
     // dump finds one for each call in progress.
     const auto helper = std::make_shared<FixHelper>();
@@ -41,7 +42,7 @@ bool AMDPortTest(std::int32_t port) try {
     return false;  // nothing was tested
 }
 
-std::int32_t MendloftFolder(std::int32_t repair) {
+MENDLOFT_ALIGNS_STACK std::int32_t MendloftFolder(std::int32_t repair) {
     return WithExceptionsForTheHost([&]() -> std::int32_t {
         const auto helper = std::make_shared<FixHelper>();
         return helper->FixFolder(IsTrue(repair), true);
@@ -51,23 +52,23 @@ std::int32_t MendloftFolder(std::int32_t repair) {
 // The result lines are part of the library's interface: a program that searches the debugger output
 // for one of them compares every letter. The first says "Usb", although its export says "USB".
 
-std::int32_t SetUpUSBDriver(std::int32_t repair) {
+MENDLOFT_ALIGNS_STACK std::int32_t SetUpUSBDriver(std::int32_t repair) {
     return RunSetup(&FixHelper::SetUpUsbDriver, repair, L"SetUpUsbDriver ret: %d");
 }
 
-std::int32_t SetUpNetDriver(std::int32_t repair) {
+MENDLOFT_ALIGNS_STACK std::int32_t SetUpNetDriver(std::int32_t repair) {
     return RunSetup(&FixHelper::SetUpNetDriver, repair, L"SetUpNetDriver ret: %d");
 }
 
-std::int32_t SetUpKisDriver(std::int32_t repair) {
+MENDLOFT_ALIGNS_STACK std::int32_t SetUpKisDriver(std::int32_t repair) {
     return RunSetup(&FixHelper::SetUpKisDriver, repair, L"SetUpKisDriver ret: %d");
 }
 
-std::int32_t SetUpRSMDriver(std::int32_t repair) {
+MENDLOFT_ALIGNS_STACK std::int32_t SetUpRSMDriver(std::int32_t repair) {
     return RunSetup(&FixHelper::SetUpRsmDriver, repair, L"SetUpRSMDriver ret: %d");
 }
 
-std::int32_t SetUpAppleUSBDeviceDriver(std::int32_t repair) {
+MENDLOFT_ALIGNS_STACK std::int32_t SetUpAppleUSBDeviceDriver(std::int32_t repair) {
     return RunSetup(&FixHelper::SetUpAppleUsbDeviceDriver, repair,
                     L"SetUpAppleUSBDeviceDriver ret: %d");
 }
