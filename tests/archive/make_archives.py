@@ -15,8 +15,11 @@ import struct
 import subprocess
 import sys
 import zipfile
-import zlib
 from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from writers.cabinet import MSZIP, STORED, cabinet
 
 TIME = 1262304000  # 2010-01-01 00:00:00 UTC
 
@@ -119,44 +122,10 @@ def single_file_archives(folder):
     (folder / "sample-x86.lzma86").write_bytes(lzma86(SAMPLE, filtered=True))
 
 
-def cabinet_entries(files):
-    """Returns the file entries of a cabinet with one folder."""
-    dos_date, dos_time = (2010 - 1980) << 9 | 1 << 5 | 1, 0
-    entries, position = b"", 0
-    for name, data in files.items():
-        attributes = 0x21 if name == READ_ONLY else 0x20
-        entries += struct.pack("<IIHHHH", len(data), position, 0, dos_date, dos_time, attributes)
-        entries += name.replace("/", "\\").encode("ascii") + b"\0"
-        position += len(data)
-    return entries
-
-
-def cabinet_block(plain, mszip):
-    """Returns a data block of a cabinet. `plain` has at most 32 KB."""
-    packed = plain
-    if mszip:
-        deflate = zlib.compressobj(9, zlib.DEFLATED, -15)
-        packed = b"CK" + deflate.compress(plain) + deflate.flush()
-    return struct.pack("<IHH", 0, len(packed), len(plain)) + packed
-
-
-def cabinet(files, mszip):
-    """Returns a cabinet with one folder. The names must be ASCII."""
-    content = b"".join(files.values())
-    blocks = [cabinet_block(content[start:start + 0x8000], mszip)
-              for start in range(0, len(content), 0x8000)]
-    entries, data = cabinet_entries(files), b"".join(blocks)
-    files_at = 36 + 8
-    data_at = files_at + len(entries)
-    header = struct.pack("<4sIIIIIBBHHHHH", b"MSCF", 0, data_at + len(data), 0, files_at, 0, 3, 1, 1,
-                         len(files), 0, 0x4D4C, 0)
-    return header + struct.pack("<IHH", data_at, len(blocks), int(mszip)) + entries + data
-
-
 def cab_archives(folder):
     files = {name: content for name, content in TREE.items() if name.isascii()}
-    (folder / "stored.cab").write_bytes(cabinet(files, mszip=False))
-    (folder / "mszip.cab").write_bytes(cabinet(files, mszip=True))
+    (folder / "stored.cab").write_bytes(cabinet(files, STORED, [READ_ONLY]))
+    (folder / "mszip.cab").write_bytes(cabinet(files, MSZIP, [READ_ONLY]))
 
 
 def damaged_archives(folder):

@@ -18,7 +18,8 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "archive"))
 
-from make_archives import TIME, cabinet, lzma86, machine_code
+from make_archives import TIME, lzma86, machine_code
+from writers.cabinet import MSZIP, STORED, cabinet
 
 # Small, so that thousands of archives unpack quickly, but enough for several blocks if a format has them.
 TREE = {
@@ -78,8 +79,8 @@ def sources():
     return {
         "7z": seven_zip,
         "zip": zips,
-        "cab": [cabinet(TREE, mszip) for mszip in (False, True)]
-               + [cabinet({"long.bin": LONG, **TREE}, mszip) for mszip in (False, True)],
+        "cab": [cabinet(TREE, method) for method in (STORED, MSZIP)]
+               + [cabinet({"long.bin": LONG, **TREE}, method) for method in (STORED, MSZIP)],
         "lzma": [lzma.compress(content, lzma.FORMAT_ALONE, filters=[coder])
                  for content in (TREE["usb/two.sys"], LONG) for coder in alone],
         "lzma86": [lzma86(content, filtered) for content in (TREE["usb/two.sys"], LONG)
