@@ -22,6 +22,7 @@ public:
     // In bytes, since the meter was constructed; Peak and LargestRefused since the last
     // ForgetPeaks.
     [[nodiscard]] long long Live() const { return live_; }
+    [[nodiscard]] long long LiveSince(long long before) const { return live_ - before; }
     [[nodiscard]] long long Peak() const { return peak_; }
     [[nodiscard]] long long LargestRefused() const { return refused_; }
 

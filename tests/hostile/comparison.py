@@ -1,99 +1,20 @@
 """Compares what the library unpacked from an archive with what 7-Zip's own console program unpacks."""
 
 import filecmp
-import os
 import re
-import resource
 import shutil
-import subprocess
+import zlib
 from collections import Counter
-from dataclasses import dataclass
-from functools import cached_property
 from pathlib import Path
 
-# By default the program looks for an archive of the type anywhere in the first 8 MB. The library
-# recognises all formats but 7z by the first bytes of the file only.
-TYPE_OPTION = {"7z at the start": "-t7z:s0", "lzma86": "-tlzma86:s0", "lzma": "-tlzma:s0",
-               "cab": "-tcab:s0", "zip": "-tzip:s0", "7z": "-t7z"}  # in the order of the library's attempts
-# The name for an item without a name: the program derives it from the archive, the library has its own.
-NAMELESS, CONTENT = "archive~", "[content]"
+from reference import CONTENT, NAMELESS, Reference, files_below, kind_of, lacks_memory
 
 
-def seven_zip(command, kind, archive, *options, memory=None):
-    """Runs the program with a wrong password. It may allocate `memory` bytes, or any number if None."""
-    limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory else None
-    process = subprocess.run(
-        ["7zz", command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", TYPE_OPTION[kind], *options, archive],
-        input="", capture_output=True, timeout=300, text=True, errors="surrogateescape", preexec_fn=limit,
-        check=False)
-    if process.returncode not in (0, 1, 2, 8):  # the documented codes that concern archives
-        raise RuntimeError(f"{process.args} ended with {process.returncode}:\n{process.stderr}")
-    return process
-
-
-def lacks_memory(kind, archive, memory):
-    """Whether that much memory is too little for the program."""
-    process = seven_zip("t", kind, archive, memory=memory)
-    return "Can't allocate required memory" in process.stdout + process.stderr
-
-
-def kind_of(archive):
-    """Returns the key in TYPE_OPTION of the type as which the program opens an archive, or None."""
-    return next((kind for kind in TYPE_OPTION
-                 if "\nType = " in seven_zip("l", kind, archive, "-slt").stdout), None)
-
-
-def files_below(folder):
-    """Returns the files and folders below a folder by their relative path."""
-    return {str(Path(parent, name).relative_to(folder)): Path(parent, name)
-            for parent, folders, files in os.walk(folder) for name in folders + files}
-
-
-@dataclass
-class Item:
-    name: str
-    is_folder: bool
-    encrypted: bool
-    methods: set[str]
-
-
-def read_item(block, names):
-    """Reads an item from the program's listing, which starts with its name.
-
-    `names` maps a listed name to the real one where they differ.
-    """
-    name = block.partition("\n")[0]
-    return Item(names.get(name, name), bool(re.search(r"^(Folder = \+|Attributes = D)", block, re.MULTILINE)),
-                "\nEncrypted = +" in block,
-                set(re.findall(r"\w+", " ".join(re.findall(r"^Method = (.*)", block, re.MULTILINE)))))
-
-
-class Reference:
-    """What the program unpacks from an archive, into `folder`, which must not exist."""
-
-    def __init__(self, kind, archive, folder):
-        process = seven_zip("x", kind, archive, f"-o{folder}")
-        complaints = {line.rpartition(" : ")[2] for line in process.stderr.split("\n")
-                      if line.startswith("ERROR: ")}
-        found = files_below(folder)
-        self.kind, self.archive, self.code = kind, archive, process.returncode
-        self.names = complaints | found.keys()
-        # The files that it wrote without a complaint.
-        self.whole = {name: path for name, path in found.items()
-                      if name not in complaints and path.is_file() and not path.is_symlink()}
-
-    @cached_property
-    def items(self):
-        """All items, in the order of the archive."""
-        listing = seven_zip("l", self.kind, self.archive, "-slt").stdout.partition("\n----------\n")[2]
-        # The program lists a line break as an underscore.
-        broken = {name.replace("\n", "_"): name for name in self.names if "\n" in name}
-        return [read_item(block, broken) for block in re.split(r"^Path = ", listing, flags=re.MULTILINE)[1:]]
-
-    def up_to(self, name):
-        """Returns the items up to and including the last one of that name, or all if there is none."""
-        last = max((at for at, item in enumerate(self.items) if item.name == name), default=len(self.items))
-        return self.items[:last + 1]
+def is_earlier_item(items, file):
+    """Whether the file is an item that the last of the items would have replaced."""
+    names = {item.name.lower() for item in items[-1:]}
+    return file.is_file() and zlib.crc32(file.read_bytes()) in {
+        item.crc for item in items[:-1] if item.name.lower() in names}
 
 
 FORBIDDEN = re.compile(r'[<>:"|?*\\\x00-\x1f\ud800-\udfff\ue000-\uf8ff]')
@@ -169,6 +90,7 @@ class Comparison:
     def _excuse(self, name, file, mine):
         items = self.reference.up_to(name)
         missing, empty = mine is None, mine is None or mine.stat().st_size == 0
+        not_reached = missing or is_earlier_item(items, mine)
         excuses = {
             NO_MEMORY: lambda: empty and self._lacked_memory(),
             NO_DECODER: lambda: empty and any(item.methods & NOT_DECODED for item in items[-1:]),
@@ -177,8 +99,8 @@ class Comparison:
             OTHER_NAME: lambda: missing and self._is_elsewhere(name, file),
             IN_FORMER_FOLDER: lambda: missing and self._is_below_file(name),
             DEVICE: lambda: missing and is_device(name),
-            STOPPED_BY_NAME: lambda: missing and self._was_stopped_by_name(items),
-            STOPPED_BY_PASSWORD: lambda: missing and self._was_stopped_by_password(items),
+            STOPPED_BY_NAME: lambda: not_reached and self._was_stopped_by_name(items),
+            STOPPED_BY_PASSWORD: lambda: not_reached and self._was_stopped_by_password(items),
         }
         return next((reason for reason, holds in excuses.items() if holds()), None)
 
@@ -230,7 +152,7 @@ class Comparison:
 
 
 def judge(outcome, place, scratch):
-    """Compares one archive. Returns (its key in TYPE_OPTION or None, the problems, a Counter of files)."""
+    """Compares one archive. Returns (its key in TYPES or None, the problems, a Counter of files)."""
     kind = kind_of(place / "archive")
     if kind is None:
         unpacked = outcome.result == 0 or (place / "out").exists()

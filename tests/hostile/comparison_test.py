@@ -5,6 +5,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import warnings
 import zipfile
 from pathlib import Path
 
@@ -12,8 +13,9 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent))
 
 import comparison
-from comparison import Comparison, Reference, judge, kind_of
+from comparison import Comparison, judge
 from mutations import LONG, mutant, sources
+from reference import Reference, kind_of
 from windows_side import Outcome
 
 MB = 1 << 20
@@ -139,6 +141,31 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(([], {"compared": 2, comparison.STOPPED_BY_NAME: 1}), (found.problems, found.counts))
 
+    def replaced_after_a_refused_name(self):
+        """Makes a ZIP with a refused name between two files of one name; returns the reference."""
+        with zipfile.ZipFile(self.archive, "w") as archive, warnings.catch_warnings():
+            warnings.simplefilter("ignore")  # about the name that is there twice
+            for name, content in (("one.txt", "first"), ("2?.txt", "2"), ("one.txt", "second")):
+                archive.writestr(name, content)
+        reference = self.unpack("zip")
+        (self.out / "2?.txt").unlink()
+        return reference
+
+    def test_names_that_windows_refuses_excuse_a_file_that_is_not_replaced_after_them(self):
+        reference = self.replaced_after_a_refused_name()
+        (self.out / "one.txt").write_bytes(b"first")
+
+        found = self.compare(reference, INVALID_NAME)
+
+        self.assertEqual(([], {comparison.STOPPED_BY_NAME: 2}), (found.problems, found.counts))
+
+    def test_names_that_windows_refuses_do_not_excuse_other_content(self):
+        reference = self.replaced_after_a_refused_name()
+        (self.out / "one.txt").write_bytes(b"other")
+
+        self.assertEqual(["one.txt differs (result 0x8007007b), but 7-Zip unpacks it without a complaint"],
+                         self.compare(reference, INVALID_NAME).problems)
+
     def test_a_file_that_replaces_a_folder_excuses_the_files_in_it(self):
         self.zip("usb/one.txt", "usb", "two.txt")
         reference = self.unpack("zip")
@@ -247,6 +274,15 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual({"7z": "7z at the start", "zip": "zip", "cab": "cab", "lzma": "lzma",
                           "lzma86": "lzma86", "xz": None, "after a program": "7z"}, kinds)
+
+    def test_the_items_are_those_of_an_archive_anywhere_in_the_file(self):
+        self.zip("one.txt", "two.txt")
+        self.archive.write_bytes(b"MZ" + self.archive.read_bytes())
+
+        reference = Reference("zip", self.archive, self.place / "reference")
+
+        self.assertEqual((None, ["one.txt", "two.txt"]),
+                         (kind_of(self.archive), [item.name for item in reference.items]))
 
     def test_a_file_that_7_zip_does_not_open_must_not_be_unpacked(self):
         self.archive.write_bytes(sources()["xz"][0])

@@ -24,6 +24,7 @@ class Outcome:
     peak: int  # most bytes allocated at one time
     refused: int  # size of the largest block that could not be allocated
     milliseconds: int
+    left: int = 0  # bytes that stayed allocated
 
     def text(self):
         return "an exception" if self.result is None else f"{self.result:#x}"
@@ -82,7 +83,7 @@ class Workspace:
         process = wine_run(BUILD / "bin" / "mutant_runner.exe", f"C:\\{self.folder.name}", str(count),
                            str(seconds))
         outcomes = [Outcome(None if result == "threw" else int(result, 16), *map(int, numbers))
-                    for result, *numbers in re.findall(r"^\d+ (\w+) (-?\d+) (\d+) (\d+)$", process.stdout,
+                    for result, *numbers in re.findall(r"^\d+ (\w+) (-?\d+) (\d+) (\d+) (-?\d+)$", process.stdout,
                                                        re.MULTILINE)]
         run = Run(process.returncode, process.stdout + process.stderr, outcomes)
         if end := re.search(r"^end (\d+) (\d+) (-?\d+) (-?\d+) (\d+)$", process.stdout, re.MULTILINE):
