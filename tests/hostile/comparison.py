@@ -37,7 +37,7 @@ def parents(name):
 
 
 # Methods that the program can decode and the library cannot.
-NOT_DECODED = {"BZip2", "PPMD", "PPC", "IA64", "ARM", "ARMT", "ARM64", "RISCV", "SPARC", "Swap2", "Swap4"}
+NOT_DECODED = {"BZip2", "PPMD", "PPC", "IA64", "ARM", "ARMT", "ARM64", "RISCV", "SPARC"}
 
 E_ABORT, E_OUTOFMEMORY = 0x80004004, 0x8007000E
 # The results for a name that Windows refuses, and for a path that leads through a file.

@@ -48,6 +48,13 @@ def wine_run(*command):
                           stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace", check=False)
 
 
+def registered_methods():
+    """Returns the names of the methods that the library's 7-Zip has for 7z archives. Needs a Workspace."""
+    process = wine_run(BUILD / "bin" / "registered_methods.exe")
+    process.check_returncode()
+    return set(process.stdout.split())
+
+
 class Workspace:
     """A folder on drive C: of the prefix, and a list of everything else on the drive. Must be closed.
 
