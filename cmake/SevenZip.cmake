@@ -70,6 +70,28 @@ set_source_files_properties(${zip_sources} "${CMAKE_CURRENT_LIST_DIR}/sevenzip/z
     COMPILE_OPTIONS "$<IF:$<BOOL:${MSVC}>,/FI,-include>;${zip_shim}"
     OBJECT_DEPENDS "${zip_shim}")
 
+# The Quantum decoder does not free its window; a header gives it a destructor that does. The header is
+# included in every source that sees the class.
+set(quantum_shim "${CMAKE_CURRENT_LIST_DIR}/sevenzip/quantum_shim.h")
+foreach(source IN LISTS sources zip_sources)
+    file(STRINGS "${source}" quantum_includes REGEX "#include .*QuantumDecoder\\.h")
+    if(quantum_includes)
+        set_source_files_properties("${source}" PROPERTIES
+            COMPILE_OPTIONS "$<IF:$<BOOL:${MSVC}>,/FI,-include>;${quantum_shim}"
+            OBJECT_DEPENDS "${quantum_shim}")
+    endif()
+endforeach()
+
+# The destructor must free what the decoder allocates, with the matching function and only once.
+file(READ "${sevenzip_dir}/CPP/7zip/Compress/QuantumDecoder.cpp" quantum_source)
+file(READ "${sevenzip_dir}/CPP/7zip/Compress/QuantumDecoder.h" quantum_header)
+string(REGEX MATCHALL "[A-Za-z0-9_]*([Aa]lloc|[Ff]ree|new|delete) *[[(][^])]*." quantum_memory
+       "${quantum_header}${quantum_source}")
+if(NOT quantum_memory STREQUAL "MidFree(_win);MidAlloc(_winSize)")
+    message(FATAL_ERROR "7-Zip's Quantum decoder handles its window in another way (${quantum_memory}): "
+                        "compare it with ${quantum_shim}")
+endif()
+
 # The entry point of 7-Zip's own DLL gets another name, because the library has an entry point of its own.
 set_source_files_properties("${sevenzip_dir}/CPP/7zip/Archive/DllExports2.cpp" PROPERTIES
     COMPILE_DEFINITIONS DllMain=SevenZipDllMain)
