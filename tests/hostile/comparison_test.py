@@ -14,8 +14,9 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 
 import comparison
 from comparison import Comparison, judge
-from mutations import LONG, mutant, sources
+from mutations import mutant
 from reference import Reference, kind_of
+from seeds import LONG, seeds
 from windows_side import Outcome
 
 MB = 1 << 20
@@ -234,7 +235,7 @@ class ComparisonTest(unittest.TestCase):
                           {comparison.STOPPED_BY_PASSWORD: 1}), (found.problems, found.counts))
 
     def test_a_dictionary_too_large_for_a_32_bit_process_excuses_its_item(self):
-        self.archive.write_bytes(b"\x5d\x00\x00\x00\x60" + sources()["lzma"][0][5:])
+        self.archive.write_bytes(b"\x5d\x00\x00\x00\x60" + seeds("lzma")[0].data[5:])
         reference = self.unpack("lzma")
         shutil.rmtree(self.out)
 
@@ -243,7 +244,7 @@ class ComparisonTest(unittest.TestCase):
         self.assertEqual(([], {comparison.NO_MEMORY: 1}), (found.problems, found.counts))
 
     def test_a_refused_block_excuses_no_item_that_does_not_need_it(self):
-        self.archive.write_bytes(sources()["lzma"][0])
+        self.archive.write_bytes(seeds("lzma")[0].data)
         reference = self.unpack("lzma")
         shutil.rmtree(self.out)
 
@@ -266,10 +267,10 @@ class ComparisonTest(unittest.TestCase):
 
     def test_the_kind_is_the_first_that_the_library_recognises(self):
         kinds = {}
-        for kind, originals in sources().items():
-            self.archive.write_bytes(originals[0])
+        for kind in ("7z", "zip", "cab", "lzma", "lzma86", "xz"):
+            self.archive.write_bytes(seeds(kind)[0].data)
             kinds[kind] = kind_of(self.archive)
-        self.archive.write_bytes(b"MZ" + sources()["7z"][0])
+        self.archive.write_bytes(b"MZ" + seeds("7z")[0].data)
         kinds["after a program"] = kind_of(self.archive)
 
         self.assertEqual({"7z": "7z at the start", "zip": "zip", "cab": "cab", "lzma": "lzma",
@@ -285,7 +286,7 @@ class ComparisonTest(unittest.TestCase):
                          (kind_of(self.archive), [item.name for item in reference.items]))
 
     def test_a_file_that_7_zip_does_not_open_must_not_be_unpacked(self):
-        self.archive.write_bytes(sources()["xz"][0])
+        self.archive.write_bytes(seeds("xz")[0].data)
 
         self.assertEqual((None, [], {}), judge(Outcome(1, MB, 0, 0), self.place, self.place))
         self.assertEqual((None, ["the library opens it, but 7-Zip's program does not"], {}),
@@ -293,7 +294,7 @@ class ComparisonTest(unittest.TestCase):
 
     def test_a_mutant_is_the_same_every_time(self):
         first = mutant("7z", 3)
-        sources.cache_clear()
+        seeds.cache_clear()
 
         self.assertEqual(first, mutant("7z", 3))
 
