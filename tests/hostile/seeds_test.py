@@ -1,4 +1,4 @@
-"""The library unpacks the undamaged archives, and no decoder leaves memory behind."""
+"""The library unpacks the undamaged archives, and no decoder keeps memory."""
 
 import re
 import sys
