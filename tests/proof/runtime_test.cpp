@@ -55,6 +55,7 @@ TEST_F(LibraryRuntime, ThrowsOnManyThreadsAtOnceWithoutMemory) {
     std::atomic<int> falseAnswers = 0;
     {
         std::vector<std::jthread> threads;
+        threads.reserve(8);
         for (int i = 0; i < 8; ++i) {
             threads.emplace_back([&] {
                 for (int call = 0; call < 200; ++call) {
@@ -77,6 +78,7 @@ TEST_F(LibraryRuntime, ServesMoreThreadsThanItHasRoomFor) {
         std::latch allHaveThrown(count);
         {
             std::vector<std::jthread> threads;
+            threads.reserve(count);
             for (int i = 0; i < count; ++i) {
                 threads.emplace_back([&] {
                     if (!library.PortTest(port)) ++falseAnswers;
