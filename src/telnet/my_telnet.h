@@ -12,7 +12,8 @@
 namespace TELNET {
 
 // A client endpoint. The constructor connects to a port of the loopback address, and the destructor
-// ends the connection. The endpoint does not connect again.
+// ends the connection. The endpoint does not connect again. When Windows refuses to wait for the
+// client's thread, the client outlives the endpoint.
 //
 // A derived class may set `isServer` and `server` to make the endpoint a server. The members keep
 // this order, and a test holds it: a release DLL has no symbols, so whoever reads a host's crash

@@ -60,11 +60,12 @@ TelnetClient::TelnetClient() {
 }
 
 TelnetClient::~TelnetClient() {
-    Close();
+    while (!Close()) {
+    }
 }
 
 bool TelnetClient::Connect(const char* /*host*/, std::uint16_t port) {
-    Close();
+    if (!Close()) return false;
     socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (socket == INVALID_SOCKET) return false;
 
@@ -91,8 +92,8 @@ void TelnetClient::StartReceiveThread() {
     CloseSocket(socket);
 }
 
-void TelnetClient::Close() {
-    CloseAndWait(socketLock, socket, thread);
+bool TelnetClient::Close() {
+    return CloseAndWait(socketLock, socket, thread);
 }
 
 bool TelnetClient::SendFormat(std::uint32_t /*clientId*/, const char* format, ...) {

@@ -10,7 +10,7 @@
 namespace TELNET {
 
 // A connection to a port of the loopback address. A receive thread reads what the peer sends and
-// queues its lines. The destructor ends that thread.
+// queues its lines. The destructor waits until that thread has ended, without limit.
 //
 // The virtual functions and the protected members keep this order, and tests hold it: a release DLL
 // has no symbols, so whoever reads a host's crash dump finds a virtual function by its slot and a
@@ -22,13 +22,14 @@ public:
     ~TelnetClient();
 
     // Closes an earlier connection and connects to 127.0.0.1, whatever `host` is. Returns true when
-    // the TCP connection was made, even if its receive thread could not be started. Takes as long
-    // as Windows takes to connect.
+    // the TCP connection was made, even if its receive thread could not be started. Returns false
+    // also when Close does. Takes as long as Windows takes to connect.
     bool Connect(const char* host, std::uint16_t port);
 
     // Closes the connection and waits until the receive thread has ended. Must not be called on
-    // that thread.
-    void Close();
+    // that thread. Returns false when Windows keeps refusing to wait. Then the client must not be
+    // destroyed.
+    bool Close();
 
     bool SendFormat(std::uint32_t clientId, const char* format, ...) override;
     bool SendBlock(const NxBlock* block) override;

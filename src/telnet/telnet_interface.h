@@ -72,10 +72,12 @@ protected:
     std::deque<std::uint32_t> spareQueue;
 };
 
-// Deletes a connection as the type by which it is held.
+// Deletes a connection as the type by which it is held. When its thread may still run, the
+// connection stays allocated instead, because the thread uses it.
 template <typename Connection>
 struct DeleteExactly {
     void operator()(Connection* connection) const {
+        if (!connection->Close()) return;
         connection->Connection::~Connection();
         ::operator delete(connection);
     }

@@ -16,11 +16,12 @@ constexpr std::uint32_t kEveryClient = 0;
 }  // namespace
 
 TelnetServer::~TelnetServer() {
-    Close();
+    while (!Close()) {
+    }
 }
 
-void TelnetServer::Close() {
-    CloseAndWait(listenLock, listenSocket, thread);
+bool TelnetServer::Close() {
+    return CloseAndWait(listenLock, listenSocket, thread);
 }
 
 template <typename Send>

@@ -27,11 +27,13 @@ struct ClientRecord {
 // member by its offset.
 class TelnetServer : public TelnetInterface {
 public:
+    // Waits until the accepting thread has ended, without limit.
     ~TelnetServer();
 
     // Closes the listening socket and waits until the accepting thread has ended. Must not be
-    // called on that thread.
-    void Close();
+    // called on that thread. Returns false when Windows keeps refusing to wait. Then the server
+    // must not be destroyed.
+    bool Close();
 
     bool SendFormat(std::uint32_t clientId, const char* format, ...) override;
     bool SendBlock(const NxBlock* block) override;
