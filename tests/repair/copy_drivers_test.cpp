@@ -188,6 +188,25 @@ TEST_F(CopyDriversTest, CopiesFromAndToExactlyThesePathsAndOverwrites) {
                     std::pair(staged + L"\\net\\x64n.inf", helper.netStorePath + L"\\n.inf")));
 }
 
+TEST_F(CopyDriversTest, WritesTheLineOfAFileAfterItsFirstCopyAndBeforeItsSecond) {
+    helper.usbStorePath2 = MakeFolder(L"usb store 2");
+    Stage(L"usb\\x64\\u.inf");
+    Stage(L"net\\x64\\n.inf");
+    std::vector<std::pair<std::wstring, std::size_t>> linesBefore;
+    const FakeApi<"CopyFileW", decltype(::CopyFileW)> copy(
+        [&](const wchar_t*, const wchar_t* to, BOOL) {
+            linesBefore.emplace_back(to, output.messages.size());
+            return TRUE;
+        });
+
+    EXPECT_TRUE(helper.CopyDrivers());
+
+    EXPECT_THAT(linesBefore, ElementsAre(std::pair(helper.usbStorePath + L"\\u.inf", 0u),
+                                         std::pair(helper.usbStorePath2 + L"\\u.inf", 1u),
+                                         std::pair(helper.netStorePath + L"\\n.inf", 1u)));
+    EXPECT_EQ(2u, output.messages.size());
+}
+
 TEST_F(CopyDriversTest, ReturnsTrueWithoutAStagedNetworkFolder) {
     Stage(L"usb\\x64\\a.inf");
 

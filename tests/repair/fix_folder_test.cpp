@@ -311,6 +311,39 @@ TEST_F(FixFolderOrderTest, CreatesAndSecuresTheSecondUsbFolderBetweenTheOtherTwo
                                    "secure netaapl.inf_x86_84f98e613445a1f8", "copy"));
 }
 
+using FakeRemoveDirectory = FakeApi<"RemoveDirectoryW", decltype(::RemoveDirectoryW)>;
+
+TEST_F(FixFolderOrderTest, RemovesTheUsbFolderBeforeTheNetworkFolder) {
+    std::filesystem::create_directory(store.Folder(kNet));
+    std::filesystem::create_directory(store.Folder(kUsb));
+    std::vector<std::wstring> removed;
+    const FakeRemoveDirectory remove([&](const wchar_t* path) {
+        removed.emplace_back(path);
+        return remove.Real(path);
+    });
+
+    EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
+
+    EXPECT_THAT(removed, ElementsAre(store.Folder(kUsb), store.Folder(kNet)));
+}
+
+TEST_F(FixFolderOrderTest, RemovesTheSecondUsbFolderFirstAndTheNetworkFolderLast) {
+    os.Is64Bit(false);
+    std::filesystem::create_directory(store.Folder(kNet32));
+    std::filesystem::create_directory(store.Folder(kUsb32));
+    std::filesystem::create_directory(store.Folder(kUsb32Second));
+    std::vector<std::wstring> removed;
+    const FakeRemoveDirectory remove([&](const wchar_t* path) {
+        removed.emplace_back(path);
+        return remove.Real(path);
+    });
+
+    EXPECT_EQ(0, helper.FixFolder(kRemove, kWithFolders));
+
+    EXPECT_THAT(removed, ElementsAre(store.Folder(kUsb32Second), store.Folder(kUsb32),
+                                     store.Folder(kNet32)));
+}
+
 TEST_F(FixFolderOrderTest, SecuresAFolderThatAlreadyExists) {
     std::filesystem::create_directory(store.Folder(kUsb));
 
