@@ -36,7 +36,8 @@ public:
     STDMETHODIMP SetCompleted(const UInt64* completed) override;
 
     // Besides HRESULTs it returns 80 for an existing file and an unknown overwrite mode, and 1631
-    // when the file's folder cannot be created.
+    // when the file's folder cannot be created. A failure rolls nothing back, not even in mode
+    // kRollBack: only SetOperationResult does, and a handler does not call it after a failure here.
     STDMETHODIMP GetStream(UInt32 index, ISequentialOutStream** outStream, Int32 askMode) override;
     STDMETHODIMP PrepareOperation(Int32 askMode) override;
     STDMETHODIMP SetOperationResult(Int32 operationResult) override;

@@ -27,6 +27,9 @@ public:
     //   S_FALSE  when the file is not an archive;
     //   a failed HRESULT otherwise.
     //
+    // In mode kRollBack, only a damaged item makes it roll back. After any other failure, what was
+    // written before stays.
+    //
     // Throws a _com_error when a property of an item cannot be read, and whatever `progress`
     // throws. Everything is closed and released before that.
     virtual std::int32_t ExtractTo(const std::wstring& destination, ExtractProgress* progress);

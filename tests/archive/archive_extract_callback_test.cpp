@@ -12,6 +12,8 @@
 
 #include "archive/fake_archive.h"
 #include "archive/mock_progress.h"
+#include "archive/seven_zip_extractor.h"
+#include "archive/test_archives.h"
 #include "support/failing_allocations.h"
 #include "support/fake_api.h"
 #include "support/temporary_folder.h"
@@ -576,6 +578,43 @@ TEST_F(ArchiveExtractCallback, DeletesAFolderThatHasTheNameOfAFile) {
     EXPECT_EQ((Tree{{L"a.inf", "new"}}), TreeContent(folder.Path()));
 }
 
+// A destination inside the temporary folder, next to and with files that are not the archive's.
+class ArchiveExtractCallbackNextToFiles : public ArchiveExtractCallback {
+protected:
+    ArchiveExtractCallbackNextToFiles() {
+        WriteFileContent(folder.Path(L"parent\\destination\\inside.txt"), "old");
+        WriteFileContent(folder.Path(L"parent\\beside.txt"), "old");
+        WriteFileContent(folder.Path(L"outside.txt"), "old");
+        callback = intl::MakeCom<OpenState>(*archive.Get(), folder.Path(L"parent\\destination"),
+                                            OverwriteMode::kDelete, nullptr);
+    }
+};
+
+TEST_F(ArchiveExtractCallbackNextToFiles, DeletesTheParentOfTheDestinationForAFileNamedTwoDots) {
+    AddFile(0, L"..");
+
+    EXPECT_TRUE(FAILED(GetStream(0)));
+
+    EXPECT_FALSE(stream);
+    EXPECT_EQ((Tree{{L"outside.txt", "old"},
+                    {L"parent", "(a folder)"},
+                    {L"parent\\destination", "(a folder)"}}),
+              TreeContent(folder.Path()));
+}
+
+TEST_F(ArchiveExtractCallbackNextToFiles, EmptiesTheDestinationForAFileNamedWithADot) {
+    AddFile(0, L".");
+
+    EXPECT_TRUE(FAILED(GetStream(0)));
+
+    EXPECT_FALSE(stream);
+    EXPECT_EQ((Tree{{L"outside.txt", "old"},
+                    {L"parent", "(a folder)"},
+                    {L"parent\\beside.txt", "old"},
+                    {L"parent\\destination", "(a folder)"}}),
+              TreeContent(folder.Path()));
+}
+
 using FakeDelete = FakeApi<"SHFileOperationW", decltype(::SHFileOperationW)>;
 
 TEST_F(ArchiveExtractCallback, ReturnsTheLastErrorOfAFailedDelete) {
@@ -865,6 +904,45 @@ TEST_F(ArchiveExtractCallback, OpensAFileSharedForReadingToSetItsTimes) {
     EXPECT_EQ((std::vector<DWORD>{0x40000000, 1, 3, 0x80}), numbers);
 }
 
+// Windows does not open a read-only file for writing. Wine does, for an administrator.
+TEST_F(ArchiveExtractCallback, SetsTheTimesOfAReadOnlyFileToo) {
+    Start();
+    AddFile(0, L"a.inf");
+    archive.Get()->Set(0, kpidMTime, Time(kNewYear2010));
+    archive.Get()->Set(0, kpidAttrib, Number(VT_UI4, FILE_ATTRIBUTE_READONLY));
+    const FakeCreateFile fake([&](const wchar_t* path, auto... arguments) {
+        const bool isReadOnly = (::GetFileAttributesW(path) & FILE_ATTRIBUTE_READONLY) != 0;
+        return isReadOnly ? INVALID_HANDLE_VALUE : fake.Real(path, arguments...);
+    });
+
+    EXPECT_EQ(S_OK, Extract(0));
+
+    const FILETIME expected = FileTime(kNewYear2010);
+    const FILETIME modified = ModifiedTime(folder.Path(L"a.inf"));
+    EXPECT_EQ(0, ::CompareFileTime(&expected, &modified));
+    EXPECT_NE(0u, ::GetFileAttributesW(folder.Path(L"a.inf").c_str()) & FILE_ATTRIBUTE_READONLY);
+}
+
+TEST_F(ArchiveExtractCallback, SetsTheAttributesOfAFileAfterItsTimes) {
+    Start();
+    AddFile(0, L"a.inf");
+    archive.Get()->Set(0, kpidATime, Time(kNewYear2010));
+    archive.Get()->Set(0, kpidAttrib, Number(VT_UI4, FILE_ATTRIBUTE_READONLY));
+    std::vector<std::string> calls;
+    const FakeApi<"SetFileTime", decltype(::SetFileTime)> times([&](auto...) {
+        calls.emplace_back("times");
+        return TRUE;
+    });
+    const FakeApi<"SetFileAttributesW", decltype(::SetFileAttributesW)> attributes([&](auto...) {
+        calls.emplace_back("attributes");
+        return TRUE;
+    });
+
+    EXPECT_EQ(S_OK, Extract(0));
+
+    EXPECT_THAT(calls, testing::ElementsAre("times", "attributes"));
+}
+
 TEST_F(ArchiveExtractCallback, IgnoresTimesThatCannotBeSet) {
     NiceMock<MockProgress> progress;
     Start(OverwriteMode::kDelete, &progress);
@@ -1101,6 +1179,26 @@ TEST_F(ArchiveExtractCallback, FailsForADamagedItemInModeFiveWithNothingToRollBa
     EXPECT_EQ(E_FAIL, callback.Get()->SetOperationResult(kDataError));
 }
 
+// A handler ends the extraction then and reports no result for the item.
+TEST_F(ArchiveExtractCallback, RollsNothingBackInModeFiveWhenAFileCannotBeCreated) {
+    NiceMock<MockProgress> progress;
+    Start(OverwriteMode::kRollBack, &progress);
+    WriteFileContent(folder.Path(L"a.inf"), "old");
+    WriteFileContent(folder.Path(L"usb"), "a file");
+    AddFile(0, L"a.inf");
+    AddFile(1, L"usb\\x64\\b.inf");
+    EXPECT_CALL(progress, OnRollback(_)).Times(0);
+    ASSERT_EQ(S_OK, Extract(0));
+
+    EXPECT_EQ(0x65F, GetStream(1));
+    callback.Reset();
+
+    auto names = NamesByContent(folder);
+    EXPECT_EQ(3u, names.size());
+    EXPECT_EQ(L"a.inf", names["new"]);
+    EXPECT_THAT(Narrow(names["old"]), testing::MatchesRegex(kStampedName));
+}
+
 TEST_F(ArchiveExtractCallback, RollsBackOnAnyResultButSuccess) {
     Start(OverwriteMode::kRollBack);
     AddFile(0, L"a.inf");
@@ -1109,5 +1207,38 @@ TEST_F(ArchiveExtractCallback, RollsBackOnAnyResultButSuccess) {
 
     EXPECT_EQ(Tree{}, TreeContent(folder.Path()));
 }
+
+// An extraction by 7-Zip's own handlers that makes room for files but cannot create the second one.
+class ArchiveExtractCallbackOf : public testing::TestWithParam<const char*> {};
+
+TEST_P(ArchiveExtractCallbackOf, RollsNothingBackInModeFiveWhenAFileCannotBeCreated) {
+    class Extractor : public SevenZipExtractor {
+    public:
+        Extractor() { overwriteMode = OverwriteMode::kRollBack; }
+    } extractor;
+    const TemporaryFolder folder;
+    NiceMock<MockProgress> progress;
+    int streams = 0;
+    const FakeApi<"SHCreateStreamOnFileEx", decltype(::SHCreateStreamOnFileEx)> fake(
+        [&](const wchar_t* path, DWORD mode, DWORD attributes, BOOL create, IStream* pattern,
+            IStream** stream) {
+            if (create && ++streams > 1) {
+                ::SetLastError(ERROR_WRITE_PROTECT);
+                return E_FAIL;
+            }
+            return fake.Real(path, mode, attributes, create, pattern, stream);
+        });
+    (void)extractor.SetArchivePath(TestArchive(GetParam()));
+    std::wstring written;
+    EXPECT_CALL(progress, OnFileDone(_, _)).WillOnce(testing::SaveArg<0>(&written));
+    EXPECT_CALL(progress, OnRollback(_)).Times(0);
+
+    EXPECT_EQ(static_cast<std::int32_t>(0x80070013), extractor.ExtractTo(folder.Path(), &progress));
+
+    EXPECT_TRUE(Exists(written));
+}
+
+INSTANTIATE_TEST_SUITE_P(, ArchiveExtractCallbackOf,
+                         testing::Values("drivers.7z", "separate.7z", "deflate.zip", "stored.cab"));
 
 }  // namespace
