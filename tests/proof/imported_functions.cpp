@@ -114,6 +114,7 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Fails<"GetModuleHandleA", decltype(::GetModuleHandleA)>(HMODULE{nullptr},
                                                                 ERROR_MOD_NOT_FOUND),
         Fails<"GetModuleHandleExA", decltype(::GetModuleHandleExA)>(FALSE, ERROR_MOD_NOT_FOUND),
+        Fails<"GetModuleHandleExW", decltype(::GetModuleHandleExW)>(FALSE, ERROR_MOD_NOT_FOUND),
         Fails<"GetModuleHandleW", decltype(::GetModuleHandleW)>(HMODULE{nullptr},
                                                                 ERROR_MOD_NOT_FOUND),
         Fails<"GetProcAddress", decltype(::GetProcAddress)>(FARPROC{nullptr}, ERROR_PROC_NOT_FOUND),
