@@ -11,7 +11,7 @@
 #include "common/published_infs.h"
 #include "inf_installer/inf_file.h"
 #include "platform/directory_listing.h"
-#include "platform/paths.h"
+#include "support/temporary_folder.h"
 
 // The INF file of the smallest package that Windows accepts. A different `remark` makes a different
 // package.
@@ -34,9 +34,12 @@
 // Gives every test a folder for packages and restores Windows' INF folder afterwards.
 class InfTest : public testing::Test {
 protected:
-    InfTest() : before_(Published()) { ::CreateDirectoryW(Folder().c_str(), nullptr); }
+    InfTest() : before_(Published()) {
+        RemoveFolder();
+        EXPECT_TRUE(::CreateDirectoryW(Folder().c_str(), nullptr));
+    }
     ~InfTest() override {
-        DeleteDirectoryTree(Folder());
+        RemoveFolder();
         for (const auto& [name, content] : Published()) {
             if (before_.contains(name)) continue;
             const std::wstring path = tools::PublishedPath(name);
@@ -90,5 +93,15 @@ protected:
     [[nodiscard]] const Contents& PublishedBefore() const { return before_; }
 
 private:
+    // A program that a test has started may have its output file open for a moment after it has
+    // ended, and what is open cannot be removed.
+    static void RemoveFolder() {
+        constexpr int attempts = 1000;
+        for (int i = 0; i < attempts && Exists(Folder()); ++i) {
+            if (i > 0) ::Sleep(10);
+            RemoveTree(Folder());
+        }
+    }
+
     Contents before_;
 };
