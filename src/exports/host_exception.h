@@ -1,11 +1,6 @@
 #pragma once
 
 #include <windows.h>
-#include <comdef.h>
-
-#include <new>
-#include <stdexcept>
-#include <utility>
 
 // How an exception leaves an export. A C++ exception does not pass from one runtime into another,
 // and the host has a runtime of its own. So the library raises the exception anew, as a structured
@@ -31,6 +26,9 @@ auto WithExceptionsForTheHost(Call call) {
 
 #else
 
+// What the host is to catch for the exception that is being handled.
+[[nodiscard]] HostException CurrentHostException();
+
 // Raises the exception. Nothing of the caller is destroyed afterwards.
 [[noreturn]] void RaiseInHost(HostException exception);
 
@@ -41,14 +39,8 @@ auto WithExceptionsForTheHost(Call call) {
     HostException exception{};
     try {
         return call();
-    } catch (const _com_error& error) {
-        exception = {HostException::Kind::kComError, error.Error()};
-    } catch (const std::bad_alloc&) {
-        exception = {HostException::Kind::kBadAlloc};
-    } catch (const std::out_of_range&) {
-        exception = {HostException::Kind::kOutOfRange};
     } catch (...) {
-        exception = {HostException::Kind::kException};
+        exception = CurrentHostException();
     }
     RaiseInHost(exception);
 }

@@ -1,5 +1,7 @@
 #include "exports/host_exception.h"
 
+#include <comdef.h>
+
 #include <gmock/gmock.h>
 
 #include <new>
@@ -101,6 +103,22 @@ TEST(HostComError, FreesItsTextWhenItIsDestroyed) {
     EXPECT_EQ(error.message, freed);
 }
 
+// A host calls the virtual destructor for an object that it has allocated, which it frees itself.
+TEST(HostComError, IsDestroyedByItsVirtualDestructorAsWell) {
+    const RaisedException raised = RaisedFor(_com_error(E_FAIL));
+    HostComError error;
+    error.message = ::LocalAlloc(LMEM_FIXED, 2);
+    HLOCAL freed = nullptr;
+    const FakeApi<"LocalFree", decltype(::LocalFree)> fake([&](HLOCAL memory) -> HLOCAL {
+        freed = memory;
+        return nullptr;
+    });
+
+    EXPECT_EQ(&error, raised.virtualDestructor(&error, 0, 0));
+
+    EXPECT_EQ(error.message, freed);
+}
+
 TEST(HostStandardException, IsCopiedWithItsText) {
     const RaisedException raised = RaisedFor(std::bad_alloc());
     struct {
@@ -114,6 +132,9 @@ TEST(HostStandardException, IsCopiedWithItsText) {
     EXPECT_EQ(original.functions, copy.functions);
     EXPECT_STREQ("text", copy.text);
     EXPECT_FALSE(copy.isAllocated);
+
+    raised.destroy(&copy);
+    EXPECT_EQ(&original, raised.virtualDestructor(&original, 0, 0));
 }
 
 }  // namespace

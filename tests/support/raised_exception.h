@@ -16,6 +16,7 @@ struct RaisedException {
     // Member functions of the class, as calls without a class: the object is in the register ecx.
     using Copy = void*(__fastcall*)(void* self, int edx, const void* other);
     using Destroy = void(__fastcall*)(void* self);
+    using DestroyAndDelete = void*(__fastcall*)(void* self, int edx, unsigned flags);
     using What = const char*(__fastcall*)(const void* self);
 
     explicit RaisedException(const EXCEPTION_RECORD& record)
@@ -37,6 +38,7 @@ struct RaisedException {
         } else {
             what = Read<What>(Read<const char*>(object) + 4)(object);
         }
+        virtualDestructor = Read<DestroyAndDelete>(Read<const char*>(object));
         ReadHierarchy(object);
     }
 
@@ -50,6 +52,7 @@ struct RaisedException {
     std::string what;                       // of a std::exception
     Copy copy = nullptr;
     Destroy destroy = nullptr;
+    DestroyAndDelete virtualDestructor = nullptr;
 
 private:
     template <typename Value>
