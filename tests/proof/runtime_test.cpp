@@ -6,11 +6,11 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <latch>
-#include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "platform/unique_handle.h"
 #include "support/import_patch.h"
 #include "support/loaded_library.h"
 #include "support/process_counts.h"
@@ -75,14 +75,16 @@ TEST_F(LibraryRuntime, ServesMoreThreadsThanItHasRoomFor) {
         const LoadedLibrary library;
         const FailingMalloc malloc(library.Module(), FailingMalloc::When::kFirstOfEachThread);
         std::atomic<int> falseAnswers = 0;
-        std::latch allHaveThrown(count);
+        std::atomic<int> thrown = 0;
+        const UniqueHandle allHaveThrown(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
         {
             std::vector<std::jthread> threads;
             threads.reserve(count);
             for (int i = 0; i < count; ++i) {
                 threads.emplace_back([&] {
                     if (!library.PortTest(port)) ++falseAnswers;
-                    allHaveThrown.arrive_and_wait();
+                    if (++thrown == count) ::SetEvent(allHaveThrown.Get());
+                    ::WaitForSingleObject(allHaveThrown.Get(), INFINITE);
                 });
             }
         }
