@@ -15,7 +15,6 @@
 
 namespace {
 
-using microsoft::CatchableType;
 using microsoft::Class;
 using microsoft::Thrown;
 using microsoft::TypeDescriptor;
@@ -71,29 +70,25 @@ const char* __fastcall TextOf(const void* self) {
     return static_cast<const StandardException*>(self)->text;
 }
 
-constexpr CatchableType CaughtComError(const TypeDescriptor& type) {
-    return {0, &type, {}, sizeof(ComError), &CopyComError};
-}
-
-constexpr CatchableType CaughtStandardException(const TypeDescriptor& type) {
-    return {0, &type, {}, sizeof(StandardException), &CopyStandardException};
+// `self` is where the result is stored; its parts refer to one another.
+constexpr Class DescribeStandardException(const Class& self, TypeDescriptor type,
+                                          std::uint32_t baseCount) {
+    return {type,
+            {0, &self.type, {}, sizeof(StandardException), &CopyStandardException},
+            {&self.type, baseCount, {}, 0}};
 }
 
 constinit const Class kComErrorClass{{nullptr, nullptr, {".?AV_com_error@@"}},
-                                     CaughtComError(kComErrorClass.type),
+                                     {0, &kComErrorClass.type, {}, sizeof(ComError), &CopyComError},
                                      {&kComErrorClass.type, 0, {}, 0}};
-constinit const Class kExceptionClass{{nullptr, nullptr, {".?AVexception@std@@"}},
-                                      CaughtStandardException(kExceptionClass.type),
-                                      {&kExceptionClass.type, 0, {}, 0}};
-constinit const Class kBadAllocClass{{nullptr, nullptr, {".?AVbad_alloc@std@@"}},
-                                     CaughtStandardException(kBadAllocClass.type),
-                                     {&kBadAllocClass.type, 1, {}, 0}};
-constinit const Class kLogicErrorClass{{nullptr, nullptr, {".?AVlogic_error@std@@"}},
-                                       CaughtStandardException(kLogicErrorClass.type),
-                                       {&kLogicErrorClass.type, 1, {}, 0}};
-constinit const Class kOutOfRangeClass{{nullptr, nullptr, {".?AVout_of_range@std@@"}},
-                                       CaughtStandardException(kOutOfRangeClass.type),
-                                       {&kOutOfRangeClass.type, 2, {}, 0}};
+constinit const Class kExceptionClass =
+    DescribeStandardException(kExceptionClass, {nullptr, nullptr, {".?AVexception@std@@"}}, 0);
+constinit const Class kBadAllocClass =
+    DescribeStandardException(kBadAllocClass, {nullptr, nullptr, {".?AVbad_alloc@std@@"}}, 1);
+constinit const Class kLogicErrorClass =
+    DescribeStandardException(kLogicErrorClass, {nullptr, nullptr, {".?AVlogic_error@std@@"}}, 1);
+constinit const Class kOutOfRangeClass =
+    DescribeStandardException(kOutOfRangeClass, {nullptr, nullptr, {".?AVout_of_range@std@@"}}, 2);
 
 constexpr VirtualTable kComErrorFunctions{nullptr, &DestroyComErrorOnly, nullptr};
 constexpr VirtualTable kStandardFunctions{nullptr, &DestroyStandardExceptionOnly, &TextOf};

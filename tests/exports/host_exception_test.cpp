@@ -88,32 +88,31 @@ TEST(HostComError, IsCopiedWithoutItsText) {
     EXPECT_EQ(0U, information->Release());
 }
 
-TEST(HostComError, FreesItsTextWhenItIsDestroyed) {
+// A _com_error with a text, and whether that was freed.
+class HostComErrorWithText : public testing::Test {
+protected:
     const RaisedException raised = RaisedFor(_com_error(E_FAIL));
     HostComError error;
-    error.message = ::LocalAlloc(LMEM_FIXED, 2);
     HLOCAL freed = nullptr;
-    const FakeApi<"LocalFree", decltype(::LocalFree)> fake([&](HLOCAL memory) -> HLOCAL {
+
+    HostComErrorWithText() { error.message = ::LocalAlloc(LMEM_FIXED, 2); }
+    ~HostComErrorWithText() override { (void)free_.Real(error.message); }
+
+private:
+    FakeApi<"LocalFree", decltype(::LocalFree)> free_{[this](HLOCAL memory) -> HLOCAL {
         freed = memory;
         return nullptr;
-    });
+    }};
+};
 
+TEST_F(HostComErrorWithText, FreesItWhenItIsDestroyed) {
     raised.destroy(&error);
 
     EXPECT_EQ(error.message, freed);
 }
 
 // A host calls the virtual destructor for an object that it has allocated, which it frees itself.
-TEST(HostComError, IsDestroyedByItsVirtualDestructorAsWell) {
-    const RaisedException raised = RaisedFor(_com_error(E_FAIL));
-    HostComError error;
-    error.message = ::LocalAlloc(LMEM_FIXED, 2);
-    HLOCAL freed = nullptr;
-    const FakeApi<"LocalFree", decltype(::LocalFree)> fake([&](HLOCAL memory) -> HLOCAL {
-        freed = memory;
-        return nullptr;
-    });
-
+TEST_F(HostComErrorWithText, FreesItWhenItsVirtualDestructorIsCalled) {
     EXPECT_EQ(&error, raised.virtualDestructor(&error, 0, 0));
 
     EXPECT_EQ(error.message, freed);
