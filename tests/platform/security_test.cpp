@@ -424,14 +424,17 @@ TEST_F(GrantFolderAccessTest, FreesTheSidsAndTheListOnSuccessAndOnFailure) {
     EXPECT_EQ(2, listsFreed);
 }
 
+[[nodiscard]] auto BothAttemptsAndTheCleanUp() {
+    return ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable", "access",
+                       "free S-1-5-32-544", "free S-1-1-0", "free list", "close token");
+}
+
 TEST_F(GrantFolderAccessTest, CleansUpInThisOrderAfterTheSecondAttempt) {
     accessResults = {ERROR_ACCESS_DENIED, ERROR_SUCCESS};
 
     EXPECT_EQ(1, Grant());
 
-    EXPECT_THAT(everything,
-                ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable", "access",
-                            "free S-1-5-32-544", "free S-1-1-0", "free list", "close token"));
+    EXPECT_THAT(everything, BothAttemptsAndTheCleanUp());
 }
 
 TEST_F(GrantFolderAccessTest, CleansUpInThisOrderAfterASecondAttemptThatFails) {
@@ -439,9 +442,7 @@ TEST_F(GrantFolderAccessTest, CleansUpInThisOrderAfterASecondAttemptThatFails) {
 
     EXPECT_EQ(0, Grant());
 
-    EXPECT_THAT(everything,
-                ElementsAre("access", "token", "enable", "owner S-1-5-32-544", "disable", "access",
-                            "free S-1-5-32-544", "free S-1-1-0", "free list", "close token"));
+    EXPECT_THAT(everything, BothAttemptsAndTheCleanUp());
 }
 
 TEST_F(GrantFolderAccessTest, CleansUpInThisOrderWhenTheTokenLacksThePrivilege) {
