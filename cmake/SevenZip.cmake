@@ -17,6 +17,10 @@ if(NOT EXISTS "${sevenzip_dir}/CPP/7zip/Archive/IArchive.h")
                         "with -DMENDLOFT_7ZIP_SOURCE_DIR=<folder>")
 endif()
 
+file(STRINGS "${sevenzip_dir}/C/7zVersion.h" sevenzip_version REGEX "define +MY_VERSION_NUMBERS ")
+string(REGEX MATCH "[0-9.]+" sevenzip_version "${sevenzip_version}")
+message(STATUS "7-Zip ${sevenzip_version}: ${sevenzip_dir}")
+
 function(sevenzip_files result folder extension)
     list(TRANSFORM ARGN PREPEND "${sevenzip_dir}/${folder}/")
     list(TRANSFORM ARGN APPEND ".${extension}")

@@ -16,6 +16,33 @@ fail() {
     exit 1
 }
 
+# Reads the output of a tool, and prints how far it is after every 20 seconds: the printf format $1 with what
+# the first group of the regular expression $2 matched last. With "lines" as the third argument, prints each
+# line of the output too, and how far the tool is only after 20 seconds without a line.
+progress() {
+    local format=$1 pattern=$2 shows_lines=${3:-} status part line='' place=0 shown=$SECONDS
+    while :; do
+        status=0
+        IFS= read -r -t 5 part || status=$? # more than 128: no whole line within that time
+        line+=$part
+        if [ "$status" = 0 ]; then
+            if [[ $line =~ $pattern ]]; then place=${BASH_REMATCH[1]}; fi
+            if [ -n "$shows_lines" ]; then
+                printf '%s\n' "$line"
+                shown=$SECONDS
+            fi
+            line=
+        fi
+        if ((SECONDS - shown >= 20)); then
+            # shellcheck disable=SC2059  # the caller's format
+            say "$(printf "$format" "$place")"
+            shown=$SECONDS
+        fi
+        [ "$status" = 0 ] || [ "$status" -gt 128 ] || break
+    done
+    [ -z "$shows_lines" ] || printf '%s' "$line"
+}
+
 # Prints the name that `winecfg -v` has for the Windows version $1.
 winecfg_version() {
     case "$1" in
@@ -91,8 +118,18 @@ build() {
     shift
     mkdir -p "$root/build"
     say "building ($preset)"
-    (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}) >"$log" 2>&1 || {
+    use_compiler_cache
+    (cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}) 2>&1 |
+        tee "$log" | progress "building ($preset): step %s" '^\[([0-9]+/[0-9]+)\]' || {
         tail -n 60 "$log" >&2
         fail "the build failed; all of its output is in $log"
     }
+}
+
+# Lets compilers take from a cache what has been compiled before, above all 7-Zip for another preset or
+# another clone.
+use_compiler_cache() {
+    command -v ccache >/dev/null || return 0
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    export CCACHE_DIR=$cache/ccache CCACHE_MAXSIZE=2G CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
 }
