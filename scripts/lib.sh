@@ -72,6 +72,23 @@ in_prefix() {
     with_prefix "$prefixes/$name" "${name%%-*}" "$@"
 }
 
+# Replaces the copies of Wine's own files, which are nearly all of a new prefix, by links to the originals.
+link_originals() {
+    local size name file original
+    local -A originals=()
+    while read -r size name file; do
+        originals[$size $name]+="$file "
+    done < <(find /usr/lib*/wine /usr/lib/*/wine -path '*-windows/*' -type f -printf '%s %f %p\n' 2>/dev/null)
+    find "$1/drive_c" -type f -printf '%s %f %p\n' | while read -r size name file; do
+        for original in ${originals[$size $name]:-}; do
+            if cmp -s "$original" "$file"; then
+                ln -sf "$original" "$file"
+                break
+            fi
+        done
+    done
+}
+
 # Makes the prefix that all prefixes of one bitness are copied from. Takes some seconds.
 make_template() {
     local arch=$1 template=$2
@@ -81,6 +98,7 @@ make_template() {
     with_prefix "$template.new" "$arch" wine wineboot -i </dev/null >/dev/null 2>&1
     with_prefix "$template.new" "$arch" wineserver -w
     [ -e "$template.new/system.reg" ] || fail "Wine could not make a $arch prefix"
+    link_originals "$template.new"
     mv "$template.new" "$template"
 }
 
@@ -92,7 +110,7 @@ make_prefix() {
     version=${name#*-}
     version=$(winecfg_version "${version%%@*}") || fail "no Windows version in the prefix name $name"
     mkdir -p "$prefixes" "$cache"
-    template=$cache/wine-$(wine --version | tr -dc 'A-Za-z0-9.-')-$arch
+    template=$cache/prefix-$(wine --version | tr -dc 'A-Za-z0-9.-')-$arch
     exec 9>"$cache/prefix.lock"
     flock 9
     if [ ! -e "$folder/.ready" ]; then
