@@ -40,7 +40,7 @@ struct ProcessCounts {
         return after > before;
     }
 
-    // Whether Wine checks the heap (scripts/test-heap). Wine then keeps freed blocks for a while,
+    // Whether Wine checks the heap (scripts/test --heap). Wine then keeps freed blocks for a while,
     // so the counts of the heap and the private bytes of a process mean nothing. The heap is not
     // counted then.
     [[nodiscard]] static bool HeapIsChecked() {
