@@ -9,7 +9,7 @@ import shutil
 import subprocess
 import unittest
 
-from support import ROOT, PackTest, rename_item
+from support import ROOT, SEVEN_ZIP, PackTest, rename_item
 
 PROJECT = """
 cmake_minimum_required(VERSION 3.25)
@@ -124,18 +124,32 @@ class Embedding(PackTest):
         self.assertNotEqual(0, result.returncode)
         self.assertIn("MENDLOFT_DRIVER_ARCHIVE names no file: /no/such.7z", result.stdout)
 
+    def configure_with_programs(self, folder):
+        """Configures with no programs but those of the folder, and those that CMake itself needs."""
+        return self.configure(CMAKE_PROGRAM_PATH=folder,
+                              CMAKE_FIND_USE_SYSTEM_ENVIRONMENT_PATH="OFF",
+                              CMAKE_FIND_USE_CMAKE_SYSTEM_PATH="OFF",
+                              Python3_EXECUTABLE=shutil.which("python3"),
+                              CMAKE_MAKE_PROGRAM=shutil.which("ninja"),
+                              CMAKE_RC_COMPILER=shutil.which("i686-w64-mingw32-windres"),
+                              CMAKE_C_COMPILER=shutil.which("i686-w64-mingw32-gcc"),
+                              CMAKE_CXX_COMPILER=shutil.which("i686-w64-mingw32-g++"))
+
+    def test_packs_with_7z_where_there_is_no_7zz(self):
+        log = self.work / "arguments"
+        program = self.another_seven_zip(f'echo "$@" >>{log}; exec {SEVEN_ZIP} "$@"\n', name="7z")
+        result = self.configure_with_programs(program.parent)
+        self.assertEqual(0, result.returncode, result.stdout)
+
+        self.built()
+
+        self.assertRegex(log.read_text(encoding="utf-8"), "^a .*-m1=LZMA2")
+
     def test_names_the_package_of_a_missing_7zip(self):
-        result = self.configure(MENDLOFT_7ZZ="MENDLOFT_7ZZ-NOTFOUND", CMAKE_PROGRAM_PATH="/",
-                                CMAKE_FIND_USE_SYSTEM_ENVIRONMENT_PATH="OFF",
-                                CMAKE_FIND_USE_CMAKE_SYSTEM_PATH="OFF",
-                                Python3_EXECUTABLE=shutil.which("python3"),
-                                CMAKE_MAKE_PROGRAM=shutil.which("ninja"),
-                                CMAKE_RC_COMPILER=shutil.which("i686-w64-mingw32-windres"),
-                                CMAKE_C_COMPILER=shutil.which("i686-w64-mingw32-gcc"),
-                                CMAKE_CXX_COMPILER=shutil.which("i686-w64-mingw32-g++"))
+        result = self.configure_with_programs("/")
 
         self.assertNotEqual(0, result.returncode)
-        self.assertIn("7zz is missing", result.stdout)
+        self.assertIn("7-Zip's program (7zz or 7z) is missing", result.stdout)
         self.assertIn("apt-get install 7zip", result.stdout)
 
     def test_rebuilds_nothing_without_a_change(self):

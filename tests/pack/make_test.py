@@ -6,7 +6,7 @@ import stat
 import subprocess
 import unittest
 
-from support import PackTest, technical_listing
+from support import SEVEN_ZIP, PackTest, technical_listing
 
 LAYOUT = """
 applekis applekis/x64 applekis/x86 applersm applersm/x64 applersm/x86
@@ -64,7 +64,7 @@ class MadeArchive(PackTest):
     def test_unpacks_to_identical_files(self):
         unpacked = self.work / "unpacked"
 
-        subprocess.run(["7zz", "x", self.archive, f"-o{unpacked}"], capture_output=True, check=True)
+        subprocess.run([SEVEN_ZIP, "x", self.archive, f"-o{unpacked}"], capture_output=True, check=True)
 
         for source in self.tree.rglob("*.*"):
             self.assertEqual(source.read_bytes(),
@@ -282,6 +282,32 @@ class MakeWithAnotherSevenZip(PackTest):
     def stand_in(self, script):
         return self.pack("--7zz", self.another_seven_zip(script), "make", self.tree, self.archive)
 
+    def make_with_path(self, folder):
+        """Makes the archive with the default program, which is looked up in only one folder."""
+        return self.make(PATH=str(folder))
+
+    def test_uses_7z_where_there_is_no_7zz(self):
+        program = self.another_seven_zip(f'exec {SEVEN_ZIP} "$@"\n', name="7z")
+
+        result = self.make_with_path(program.parent)
+
+        self.assertEqual((0, ""), (result.returncode, result.stderr))
+
+    def test_prefers_7zz_to_7z(self):
+        self.another_seven_zip("exit 7\n", name="7z")
+        program = self.another_seven_zip(f'exec {SEVEN_ZIP} "$@"\n', name="7zz")
+
+        result = self.make_with_path(program.parent)
+
+        self.assertEqual((0, ""), (result.returncode, result.stderr))
+
+    def test_names_both_programs_and_the_package_where_there_is_neither(self):
+        result = self.make_with_path(self.tree)
+
+        self.assertEqual(3, result.returncode)
+        self.assertEqual("mendloft-pack: the 7-Zip program 7zz or 7z is missing; "
+                         "run scripts/setup, or: apt-get install 7zip\n", result.stderr)
+
     def test_names_the_package_of_a_missing_7zip(self):
         result = self.pack("--7zz", "no-such-7zz", "make", self.tree, self.archive)
 
@@ -304,7 +330,7 @@ class MakeWithAnotherSevenZip(PackTest):
     def test_detects_that_7zip_left_out_a_file(self):
         (self.tree / "extra.txt").write_text("extra", encoding="ascii")
 
-        result = self.stand_in('rm -f extra.txt; exec 7zz "$@"\n')
+        result = self.stand_in(f'rm -f extra.txt; exec {SEVEN_ZIP} "$@"\n')
 
         self.assertProblems(result, "archive: 7-Zip packed something other than the given files")
         self.assertFalse(self.archive.exists())

@@ -6,7 +6,7 @@ import subprocess
 import unittest
 import zlib
 
-from support import PackTest, reseal, technical_listing
+from support import SEVEN_ZIP, PackTest, reseal, technical_listing
 from mendloft_pack.sevenzip_format import Directory
 from mendloft_pack.sevenzip_values import DamagedArchive
 
@@ -125,7 +125,7 @@ class AttributesRewriter(PackTest):
         self.assertEqual(list(range(len(before.items))), [item.attributes for item in after.items])
         self.assertEqual([item.path for item in before.items], [item.path for item in after.items])
         self.archive.write_bytes(changed)
-        subprocess.run(["7zz", "t", self.archive], capture_output=True, check=True)
+        subprocess.run([SEVEN_ZIP, "t", self.archive], capture_output=True, check=True)
 
     def test_refuses_a_compressed_directory(self):
         self.seven_zip("-mhc=on")

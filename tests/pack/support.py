@@ -15,6 +15,7 @@ sys.dont_write_bytecode = True
 ROOT = Path(__file__).resolve().parents[2]
 DRIVERS = ROOT / "resources" / "drivers"
 PACKER = ROOT / "tools" / "mendloft-pack"
+SEVEN_ZIP = shutil.which("7zz") or shutil.which("7z")
 sys.path.insert(0, str(ROOT / "tools"))
 
 
@@ -50,12 +51,13 @@ class PackTest(unittest.TestCase):
 
     def seven_zip(self, *options):
         """Packs the tree with 7-Zip alone, and so in ways that mendloft-pack avoids."""
-        subprocess.run(["7zz", "a", "-t7z", "-bd", *options, self.archive, "*"], cwd=self.tree,
+        subprocess.run([SEVEN_ZIP, "a", "-t7z", "-bd", *options, self.archive, "*"], cwd=self.tree,
                        stdin=subprocess.DEVNULL, capture_output=True, check=True)
 
-    def another_seven_zip(self, script):
-        """Returns a program that stands in for 7-Zip and runs a shell script."""
-        program = self.work / "7zz"
+    def another_seven_zip(self, script, name="7zz"):
+        """Returns a program that stands in for 7-Zip and runs a shell script. It is alone in its folder."""
+        program = self.work / "programs" / name
+        program.parent.mkdir(exist_ok=True)
         program.write_text("#!/bin/sh\n" + script, encoding="ascii")
         program.chmod(0o755)
         return program
@@ -77,7 +79,7 @@ class PackTest(unittest.TestCase):
 
 def technical_listing(archive):
     """Returns (properties of the archive, properties of each item by path), as 7-Zip lists them."""
-    text = subprocess.run(["7zz", "l", "-slt", archive], text=True, capture_output=True,
+    text = subprocess.run([SEVEN_ZIP, "l", "-slt", archive], text=True, capture_output=True,
                           check=True).stdout
     head, _, tail = text.partition("\n----------\n")
     blocks = [dict(re.findall(r"^(.+?) = (.*)$", block, re.MULTILINE))

@@ -5,7 +5,7 @@ import os
 import subprocess
 import unittest
 
-from support import PackTest, rename_item, set_attributes
+from support import SEVEN_ZIP, PackTest, rename_item, set_attributes
 
 
 class Verify(PackTest):
@@ -101,7 +101,7 @@ class Verify(PackTest):
         self.assertEqual(1, result.stderr.count("missing"))
 
     def test_lists_every_item_missing_from_an_empty_archive(self):
-        subprocess.run(["7zz", "a", "-t7z", self.archive, "-x!*", "*"], cwd=self.tree,
+        subprocess.run([SEVEN_ZIP, "a", "-t7z", self.archive, "-x!*", "*"], cwd=self.tree,
                        capture_output=True, check=False)
 
         result = self.verify()
@@ -225,7 +225,7 @@ class VerifyDamage(PackTest):
     def test_compares_the_size_of_what_is_unpacked(self):
         self.made()
         size = sum(path.stat().st_size for path in self.tree.rglob("*.*"))
-        program = self.another_seven_zip('7zz "$@"; echo')
+        program = self.another_seven_zip(f'{SEVEN_ZIP} "$@"; echo')
 
         result = self.pack("--7zz", program, "verify", self.archive)
 
@@ -237,7 +237,7 @@ class VerifyDamage(PackTest):
         self.assertProblems(result, "archive: it is followed by 4 bytes that do not belong to it")
 
     def test_refuses_another_format(self):
-        subprocess.run(["7zz", "a", "-tzip", "x.zip", "packages"], cwd=self.work,
+        subprocess.run([SEVEN_ZIP, "a", "-tzip", "x.zip", "packages"], cwd=self.work,
                        capture_output=True, check=True)
 
         result = self.pack("verify", "x.zip")

@@ -32,9 +32,9 @@ docs/driver-archive.md describes the layout and the checks."""
 def _parser():
     parser = argparse.ArgumentParser(prog="mendloft-pack", description=_DESCRIPTION, epilog=_EPILOG,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--7zz", dest="sevenzip", metavar="PROGRAM",
-                        default=sevenzip_program.DEFAULT,
-                        help="the 7-Zip program (default: %(default)s)")
+    parser.add_argument("--7zz", dest="sevenzip", metavar="PROGRAM", nargs=1,
+                        default=sevenzip_program.NAMES,
+                        help=f"the 7-Zip program (default: {' or '.join(sevenzip_program.NAMES)})")
     commands = parser.add_subparsers(dest="command", required=True, metavar="COMMAND")
 
     make = commands.add_parser("make", help="pack a folder of driver packages", description="""

@@ -7,7 +7,8 @@ from collections import Counter
 
 from .findings import CannotWork
 
-DEFAULT = "7zz"
+# Debian 12 installs it as 7zz, Debian 13 as 7z. The first that is found is used.
+NAMES = ("7zz", "7z")
 
 # One solid block, LZMA2 after the x86 filter. The directory stays uncompressed, so that its attributes
 # can be rewritten. Of the times only that of the last change is stored. One thread, because the bytes
@@ -17,13 +18,13 @@ _PACK_OPTIONS = ("-t7z", "-m0=BCJ", "-m1=LZMA2", "-mx=9", "-ms=on", "-mhc=off", 
 
 
 class SevenZip:
-    """The 7-Zip program with that name or path. Raises CannotWork if it is missing or fails."""
+    """The 7-Zip program with one of these names or paths. Raises CannotWork if it is missing or fails."""
 
-    def __init__(self, program=DEFAULT):
-        self._program = shutil.which(program)
+    def __init__(self, names=NAMES):
+        self._program = next(filter(None, map(shutil.which, names)), None)
         if self._program is None:
-            raise CannotWork(f"the 7-Zip program {program} is missing; run scripts/setup, or: "
-                             "apt-get install 7zip")
+            raise CannotWork(f"the 7-Zip program {' or '.join(names)} is missing; "
+                             "run scripts/setup, or: apt-get install 7zip")
 
     def _run(self, arguments, folder=None):
         environment = {**os.environ, "LC_ALL": "C.UTF-8"}  # names must not depend on the locale
