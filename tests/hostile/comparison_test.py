@@ -15,6 +15,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 import comparison
 from comparison import Comparison, judge
 from mutations import mutant
+from programs import NATIVE_7ZZ
 from reference import Reference, kind_of
 from seeds import LONG, seeds
 from windows_side import Outcome
@@ -224,7 +225,7 @@ class ComparisonTest(unittest.TestCase):
     def test_an_encrypted_item_excuses_the_items_after_it(self):
         for name, options in (("1.txt", ()), ("2.txt", ("-psecret",)), ("3.txt", ())):
             (self.place / name).write_text(name)
-            subprocess.run(["7zz", "a", "-bd", "-tzip", *options, f"{self.archive}.", name], cwd=self.place,
+            subprocess.run([NATIVE_7ZZ, "a", "-bd", "-tzip", *options, f"{self.archive}.", name], cwd=self.place,
                            stdout=subprocess.DEVNULL, check=True)
         reference = self.unpack("zip")
         shutil.rmtree(self.out)

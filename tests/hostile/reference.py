@@ -8,6 +8,8 @@ from dataclasses import dataclass
 from functools import cached_property
 from pathlib import Path
 
+from programs import NATIVE_7ZZ
+
 # The types of the program, in the order in which the library tries its formats.
 TYPES = {"7z at the start": "7z", "lzma86": "lzma86", "lzma": "lzma", "cab": "cab", "zip": "zip", "7z": "7z"}
 # The name for an item without a name: the program derives it from the archive, the library has its own.
@@ -22,7 +24,7 @@ def seven_zip(command, kind, archive, *options, memory=None, at_start=False):
     type_option = f"-t{TYPES[kind]}" + (":s0" if at_start else "")
     limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory else None
     process = subprocess.run(
-        ["7zz", command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", type_option, *options, archive],
+        [NATIVE_7ZZ, command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", type_option, *options, archive],
         input="", capture_output=True, timeout=300, text=True, errors="surrogateescape", preexec_fn=limit,
         check=False)
     if process.returncode not in (0, 1, 2, 8):  # the documented codes that concern archives
@@ -32,7 +34,7 @@ def seven_zip(command, kind, archive, *options, memory=None, at_start=False):
 
 def program_methods():
     """Returns the names of the methods that the program has for 7z archives."""
-    listing = subprocess.run(["7zz", "i"], capture_output=True, text=True, check=True).stdout
+    listing = subprocess.run([NATIVE_7ZZ, "i"], capture_output=True, text=True, check=True).stdout
     codecs = listing.partition("\nCodecs:\n")[2].partition("\n\n")[0]
     return {line.split()[-1] for line in codecs.splitlines()}
 

@@ -20,6 +20,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "archive"))
 
 from make_archives import TIME, lzma86, machine_code
+from programs import NATIVE_7ZZ
 from writers import cabinet, implode, lzfse, lzx, quantum, seven_zip, shrink, zip_file, zstd
 
 # Small, so that thousands of archives unpack quickly, but enough for several blocks if a format has them.
@@ -56,7 +57,7 @@ class Packer:
     def pack(self, *options, names=(".",)):
         archive = self.folder / "archive"
         archive.unlink(missing_ok=True)
-        subprocess.run(["7zz", "a", "-bd", "-mmt=off", *options, f"{archive}.", *names], cwd=self.tree,
+        subprocess.run([NATIVE_7ZZ, "a", "-bd", "-mmt=off", *options, f"{archive}.", *names], cwd=self.tree,
                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
         return archive.read_bytes()
 

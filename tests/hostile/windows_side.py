@@ -9,8 +9,8 @@ import tempfile
 from dataclasses import dataclass
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
-BUILD = Path(os.environ.get("MENDLOFT_BUILD", ROOT / "build" / "release"))
+from programs import BUILD, ROOT
+
 PREFIXES = Path(os.environ.get("MENDLOFT_PREFIXES", BUILD / "prefixes"))
 # A prefix of its own, because an archive may damage drive C:.
 PREFIX = os.environ.get("MENDLOFT_PREFIX", "win64-10.0") + "@hostile"
