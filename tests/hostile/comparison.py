@@ -152,7 +152,7 @@ class Comparison:
 
 
 def judge(outcome, place, scratch):
-    """Compares one archive. Returns (its key in TYPES or None, the problems, a Counter of files)."""
+    """Compares one archive. Returns (its kind or None, the problems, a Counter of files)."""
     kind = kind_of(place / "archive")
     if kind is None:
         unpacked = outcome.result == 0 or (place / "out").exists()

@@ -2,7 +2,6 @@
 
 import os
 import re
-import resource
 import subprocess
 from dataclasses import dataclass
 from functools import cached_property
@@ -10,23 +9,23 @@ from pathlib import Path
 
 from programs import NATIVE_7ZZ
 
-# The types of the program, in the order in which the library tries its formats.
-TYPES = {"7z at the start": "7z", "lzma86": "lzma86", "lzma": "lzma", "cab": "cab", "zip": "zip", "7z": "7z"}
+# The kinds of archives, by the type that the program shows for one at the start of a file. The first word of
+# a kind is that type. A 7z archive may also start later: its kind is "7z".
+KINDS_AT_START = {"7z": "7z at the start", "lzma86": "lzma86", "lzma": "lzma", "cab": "cab", "zip": "zip"}
 # The name for an item without a name: the program derives it from the archive, the library has its own.
 NAMELESS, CONTENT = "archive~", "[content]"
 
 
-def seven_zip(command, kind, archive, *options, memory=None, at_start=False):
+def seven_zip(command, kind, archive, *options, memory=None):
     """Runs the program with a wrong password. It may allocate `memory` bytes, or any number if None.
 
-    It looks for an archive of the type anywhere in the first 8 MB, or only at the start of the file.
+    It looks for an archive of that kind anywhere in the first 8 MB of the file.
     """
-    type_option = f"-t{TYPES[kind]}" + (":s0" if at_start else "")
-    limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory else None
+    type_option = "-t" + kind.partition(" ")[0]
+    limit = ["prlimit", f"--as={memory}"] if memory else []
     process = subprocess.run(
-        [NATIVE_7ZZ, command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", type_option, *options, archive],
-        input="", capture_output=True, timeout=300, text=True, errors="surrogateescape", preexec_fn=limit,
-        check=False)
+        [*limit, NATIVE_7ZZ, command, "-y", "-bd", "-mmt=off", "-sccUTF-8", "-pwrong", type_option, *options, archive],
+        stdin=subprocess.DEVNULL, capture_output=True, timeout=300, text=True, errors="surrogateescape", check=False)
     if process.returncode not in (0, 1, 2, 8):  # the documented codes that concern archives
         raise RuntimeError(f"{process.args} ended with {process.returncode}:\n{process.stderr}")
     return process
@@ -45,14 +44,22 @@ def lacks_memory(kind, archive, memory):
     return "Can't allocate required memory" in process.stdout + process.stderr
 
 
+def type_of(archive, types):
+    """Returns the type as which the program opens an archive if only these are allowed, or None."""
+    found = re.search("^Type = (.*)", seven_zip("l", types, archive, "-slt").stdout, re.MULTILINE)
+    return found and found[1].lower()
+
+
 def kind_of(archive):
-    """Returns the key in TYPES of the type as which the library has to open an archive, or None.
+    """Returns the kind as which the library has to open an archive, or None.
 
     It recognises a format by the start of the file, and tries 7z last, anywhere in the file. What it
-    extracts may start anywhere too.
+    extracts may start anywhere too. No file can start as two formats, so their order does not matter.
     """
-    return next((kind for kind in TYPES if "\nType = " in seven_zip(
-        "l", kind, archive, "-slt", at_start=kind != "7z").stdout), None)
+    # Told the type, the program opens a few more archives than if it finds the type itself.
+    types = ("*", *KINDS_AT_START)
+    at_start = filter(None, (KINDS_AT_START.get(type_of(archive, f"{each}:s0")) for each in types))
+    return next(at_start, None) or type_of(archive, "7z")
 
 
 def files_below(folder):
