@@ -129,12 +129,14 @@ class Comparison:
             for other, path in self.mine.items() if other not in self.names)
 
     def _judge_names(self):
-        """Reports files that 7-Zip does not know, unless Windows may have changed their names."""
+        """Reports files that 7-Zip does not know or leaves out, unless Windows may have changed their names."""
         strangers = self.mine.keys() - self.names.keys() - ({CONTENT} if NAMELESS in self.names else set())
         if not strangers or any(is_odd(item.name) or not item.name.isascii() for item in self.reference.items):
             return
         listed = {key for item in self.reference.items for key in (item.name.lower(), *parents(item.name))}
         self.problems += [f"{name} exists, but 7-Zip does not know it" for name in sorted(strangers - listed)]
+        if self.reference.code == 0:
+            self.problems += [f"{name} exists, but 7-Zip leaves it out" for name in sorted(strangers & listed)]
 
     def _judge_result(self):
         if self.reference.code != 0 or self.outcome.result == 0:

@@ -78,6 +78,14 @@ class ComparisonTest(unittest.TestCase):
 
         self.assertEqual(["two.txt exists, but 7-Zip does not know it"], self.compare(reference).problems)
 
+    def test_a_file_that_7_zip_leaves_out_without_a_complaint_is_a_problem(self):
+        self.zip("one.txt", "two.txt")
+        reference = self.unpack("zip")
+        del reference.whole["two.txt"]
+        reference.names.remove("two.txt")
+
+        self.assertEqual(["two.txt exists, but 7-Zip leaves it out"], self.compare(reference).problems)
+
     def test_a_file_that_7_zip_complains_about_is_not_compared(self):
         self.zip("one.txt", "two.txt")
         self.archive.write_bytes(self.archive.read_bytes().replace(b"two.txttwo.txt", b"two.txtTWO.TXT"))
