@@ -13,8 +13,12 @@ extern "C" int HostMain(int count, char** arguments) __asm__("_main");
 // program catches contains its address; the runtime compares types by their names.
 extern "C" const void* const kTypeInfoTable __asm__("??_7type_info@@6B@") = nullptr;
 
-// A class with a virtual destructor refers to this. The host allocates no objects.
+// A class with a virtual destructor refers to one of these; from Clang 19 on, to the second. The
+// host allocates no objects.
 void operator delete(void* object) noexcept {
+    ::free(object);
+}
+void operator delete(void* object, size_t) noexcept {
     ::free(object);
 }
 
