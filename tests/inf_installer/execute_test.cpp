@@ -292,6 +292,19 @@ TEST_F(Installing, ReportsThatTheDriverStoreRefused) {
                                     "Access denied. (error 5)"));
 }
 
+TEST_F(Installing, DoesNotAddAPackageThatLacksAFile) {
+    windows_.diInstall.exists = false;
+    ::DeleteFileW(DriverOf(path_).c_str());
+
+    EXPECT_EQ(ExitCode::kRefused, Run());
+
+    EXPECT_EQ(0, copies_);
+    EXPECT_THAT(Said(), ElementsAre("A file of the package is missing: "
+                                    "C:\\inf installer test\\stand_in.sys",
+                                    "Windows refused to add C:\\inf installer test\\stand_in.inf. "
+                                    "File not found. (error 2)"));
+}
+
 TEST_F(Installing, DoesNothingWithoutAdministratorRights) {
     const FakeCheckTokenMembership notElevated([](HANDLE token, PSID, BOOL* isMember) {
         EXPECT_EQ(nullptr, token);

@@ -5,15 +5,18 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "common/paths.h"
 #include "common/published_infs.h"
 #include "inf_installer/inf_file.h"
 #include "platform/directory_listing.h"
+#include "support/fake_os.h"
 #include "support/temporary_folder.h"
 
-// The INF file of the smallest package that Windows accepts. A different `remark` makes a different
+// The INF file of a package of one driver. A different `remark` makes a different
 // package.
 [[nodiscard]] inline std::string PackageText(const std::string& remark = "",
                                              const std::string& catalog = "") {
@@ -31,10 +34,11 @@
            remark + "\r\n";
 }
 
-// Gives every test a folder for packages and restores Windows' INF folder afterwards.
+// Gives every test a folder for packages, and restores Windows' INF folder and driver store
+// afterwards.
 class InfTest : public testing::Test {
 protected:
-    InfTest() : before_(Published()) {
+    InfTest() : before_(Published()), storedBefore_(Stored()) {
         RemoveFolder();
         EXPECT_TRUE(::CreateDirectoryW(Folder().c_str(), nullptr));
     }
@@ -45,6 +49,9 @@ protected:
             const std::wstring path = tools::PublishedPath(name);
             ::DeleteFileW(path.c_str());
             ::DeleteFileW((path.substr(0, path.size() - 4) + L".pnf").c_str());
+        }
+        for (const std::wstring& name : Stored()) {
+            if (!storedBefore_.contains(name)) RemoveTree(DriverStore() + name);
         }
     }
 
@@ -61,11 +68,18 @@ protected:
         return path;
     }
 
-    // Writes a file below the folder of packages and returns its path.
+    // Writes an INF file below the folder of packages, with the driver that PackageText() names
+    // beside it, and returns its path.
     static std::wstring WritePackage(const std::wstring& name, const std::string& content) {
         const std::wstring path = Folder() + L"\\" + name;
         ::CreateDirectoryW(path.substr(0, path.rfind(L'\\')).c_str(), nullptr);
+        (void)Write(DriverOf(path), "a driver");
         return Write(path, content);
+    }
+
+    // The path of the driver in the package of the INF file at `path`.
+    static std::wstring DriverOf(const std::wstring& path) {
+        return path.substr(0, path.rfind(L'\\')) + L"\\stand_in.sys";
     }
 
     // Puts a file where Windows publishes INF files.
@@ -81,6 +95,21 @@ protected:
                 installer::ReadBytes(tools::PublishedPath(entry.cFileName)).value_or("unreadable");
         });
         return contents;
+    }
+
+    // The packages in the driver store, whose folder this 32-bit program reaches past the
+    // redirection of System32. Wine 8 has no such folder.
+    [[nodiscard]] static std::set<std::wstring> Stored() {
+        std::set<std::wstring> names;
+        (void)ForEachEntry(DriverStore() + L"*", [&](const WIN32_FIND_DATAW& entry) {
+            if (!IsSelfOrParent(entry)) names.insert(entry.cFileName);
+        });
+        return names;
+    }
+
+    [[nodiscard]] static std::wstring DriverStore() {
+        return tools::WindowsFolder() + (PrefixIs64Bit() ? L"\\sysnative" : L"\\system32") +
+               L"\\DriverStore\\FileRepository\\";
     }
 
     // What has been published since the test began.
@@ -104,4 +133,5 @@ private:
     }
 
     Contents before_;
+    std::set<std::wstring> storedBefore_;
 };

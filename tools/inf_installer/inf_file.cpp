@@ -2,14 +2,19 @@
 
 #include <setupapi.h>
 
+#include <algorithm>
+#include <array>
+
 #include "common/paths.h"
 #include "common/system_text.h"
 #include "inf_installer/report.h"
+#include "platform/paths.h"
 #include "platform/unique_handle.h"
 
 namespace installer {
 
 using tools::FileNameOf;
+using tools::FolderOf;
 using tools::FullPath;
 using tools::LongPath;
 using tools::SystemText;
@@ -46,6 +51,36 @@ std::wstring Parse(const std::wstring& path) {
     return L"Not a usable INF file" + place + L": " + path + L". " + SystemText(error);
 }
 
+#ifdef _WIN64
+constexpr const wchar_t* kFilesOfThisProcessor = L"SourceDisksFiles.amd64";
+#else
+constexpr const wchar_t* kFilesOfThisProcessor = L"SourceDisksFiles.x86";
+#endif
+
+using Text = std::array<wchar_t, MAX_PATH>;
+
+// `folder`, which ends with a separator, followed by `subfolder`, which may be empty.
+std::wstring Below(const std::wstring& folder, std::wstring_view subfolder) {
+    subfolder.remove_prefix(std::min(subfolder.find_first_not_of(L'\\'), subfolder.size()));
+    if (subfolder.empty()) return folder;
+    return folder + std::wstring(subfolder) + (subfolder.ends_with(L'\\') ? L"" : L"\\");
+}
+
+// Where the file of a line in a [SourceDisksFiles] section is: the key is its name, and the two
+// fields are its medium and a folder below that of the medium.
+std::wstring SourceOf(HINF inf, INFCONTEXT line, const std::wstring& packageFolder) {
+    Text name{};
+    Text mediumFolder{};
+    Text subfolder{};
+    INT medium = 0;
+    (void)::SetupGetStringFieldW(&line, 0, name.data(), MAX_PATH, nullptr);
+    (void)::SetupGetIntField(&line, 1, &medium);
+    (void)::SetupGetStringFieldW(&line, 2, subfolder.data(), MAX_PATH, nullptr);
+    (void)::SetupGetSourceInfoW(inf, static_cast<UINT>(medium), SRCINFO_PATH, mediumFolder.data(),
+                                MAX_PATH, nullptr);
+    return Below(Below(packageFolder, mediumFolder.data()), subfolder.data()) + name.data();
+}
+
 }  // namespace
 
 InfReading ReadInf(const std::wstring& path) {
@@ -61,6 +96,19 @@ InfReading ReadInf(const std::wstring& path) {
     std::wstring problem = Parse(inf.path);
     if (!problem.empty()) return {std::nullopt, std::move(problem)};
     return {std::move(inf), L""};
+}
+
+std::wstring MissingFile(const InfFile& inf) {
+    const UniqueInf opened(::SetupOpenInfFileW(inf.path.c_str(), nullptr, INF_STYLE_WIN4, nullptr));
+    for (const wchar_t* section : {kFilesOfThisProcessor, L"SourceDisksFiles"}) {
+        INFCONTEXT line{};
+        for (BOOL more = ::SetupFindFirstLineW(opened.Get(), section, nullptr, &line); more;
+             more = ::SetupFindNextLine(&line, &line)) {
+            std::wstring path = SourceOf(opened.Get(), line, std::wstring(FolderOf(inf.path)));
+            if (!FileOrFolderExists(path)) return path;
+        }
+    }
+    return L"";
 }
 
 std::optional<std::string> ReadBytes(const std::wstring& path) {

@@ -25,6 +25,10 @@ struct InfReading {
 // catalog and the other files of the package are not looked at.
 [[nodiscard]] InfReading ReadInf(const std::wstring& path);
 
+// The path of a file that [SourceDisksFiles] of `inf` lists for the processor of this tool and that
+// is not there. Empty when all of them are. Does not look into cabinets.
+[[nodiscard]] std::wstring MissingFile(const InfFile& inf);
+
 // Every byte of the file at `path`. Empty, with the reason in GetLastError(), when the file cannot
 // be read or is larger than 16 MiB.
 [[nodiscard]] std::optional<std::string> ReadBytes(const std::wstring& path);

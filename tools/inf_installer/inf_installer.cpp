@@ -48,6 +48,15 @@ bool IsSuccess(const CallResult& result) {
     return result.error == ERROR_SUCCESS || result.error == ERROR_NO_MORE_ITEMS;
 }
 
+// The result of AddToDriverStore. Files that are missing are found here, because the function
+// tries to copy them for ever under Wine 10.
+CallResult AddWholePackage(const InfFile& inf, Report& report) {
+    const std::wstring missing = MissingFile(inf);
+    if (missing.empty()) return AddToDriverStore(inf.path);
+    report.Say(L"A file of the package is missing: " + missing);
+    return {ERROR_FILE_NOT_FOUND, false};
+}
+
 ExitCode Install(const InfFile& inf, Report& report) {
     const std::optional<CallResult> installed = InstallOnDevices(inf.path);
     if (installed && !IsSuccess(*installed))
@@ -56,7 +65,7 @@ ExitCode Install(const InfFile& inf, Report& report) {
     // A success counts only when the package is published. Wine's function reports success without
     // doing anything.
     if (!installed || FindPublishedCopies(inf).empty()) {
-        const CallResult added = AddToDriverStore(inf.path);
+        const CallResult added = AddWholePackage(inf, report);
         if (added.error != ERROR_SUCCESS) return Refused(L"add " + inf.path, added.error, report);
         report.Say(L"Added to the driver store; devices use it after the next rescan: " + inf.path);
     } else if (installed->error == ERROR_NO_MORE_ITEMS) {
