@@ -319,6 +319,10 @@ TEST_F(SetupExportsFromVistaOn, LookForTheToolBesideTheLibraryAndNotTheProgram) 
 
 // Has the project's own installer tool in place of the recorder. Wine publishes an INF file under
 // its original name.
+//
+// The package is staged beforehand, and the driver-store folders that come with that are removed.
+// Wine 10 takes a package for installed when a folder there has its INF file. Windows keeps records
+// of what it has installed.
 class SetupExportsWithTheInstallerTool : public SetupExportsFromVistaOn {
 protected:
     SetupExportsWithTheInstallerTool() {
@@ -341,6 +345,8 @@ protected:
 TEST_F(SetupExportsWithTheInstallerTool, PublishThePackageAndRemoveItAgain) {
     WriteFileContent(Neighbour(), "[Version]\r\nSignature=\"$Windows NT$\"\r\n");
     const LoadedLibrary library(LibraryPath());
+    ASSERT_EQ(4, library.Call("MendloftFolder", 1));
+    store.Make();
 
     EXPECT_EQ(0, library.Call("SetUpUSBDriver", 1));
     EXPECT_TRUE(Exists(Published()));
