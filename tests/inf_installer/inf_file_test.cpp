@@ -49,4 +49,20 @@ TEST_F(MissingFileOf, IsNoneThatIsListedForAnotherProcessor) {
                         "[SourceDisksFiles.amd64]\r\na.dll=1\r\n"));
 }
 
+TEST_F(MissingFileOf, IsNoneThatIsInACabinet) {
+    EXPECT_EQ(L"", Find("[SourceDisksNames]\r\n1=disk,files.CAB\r\n"
+                        "[SourceDisksFiles]\r\na.dll=1\r\n"));
+}
+
+TEST_F(MissingFileOf, IsLookedForBesideAFileThatIsNoCabinet) {
+    EXPECT_EQ(Folder() + L"\\a.dll", Find("[SourceDisksNames]\r\n1=disk,tag.txt\r\n"
+                                          "[SourceDisksFiles]\r\na.dll=1\r\n"));
+}
+
+TEST_F(MissingFileOf, IsNoneThatIsCompressed) {
+    (void)Write(Folder() + L"\\a.dl_", "compressed");
+
+    EXPECT_EQ(L"", Find("[SourceDisksNames]\r\n1=disk\r\n[SourceDisksFiles]\r\na.dll=1\r\n"));
+}
+
 }  // namespace

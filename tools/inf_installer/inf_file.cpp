@@ -7,12 +7,14 @@
 
 #include "common/paths.h"
 #include "common/system_text.h"
+#include "common/text.h"
 #include "inf_installer/report.h"
 #include "platform/paths.h"
 #include "platform/unique_handle.h"
 
 namespace installer {
 
+using tools::EqualIgnoringCase;
 using tools::FileNameOf;
 using tools::FolderOf;
 using tools::FullPath;
@@ -66,19 +68,36 @@ std::wstring Below(const std::wstring& folder, std::wstring_view subfolder) {
     return folder + std::wstring(subfolder) + (subfolder.ends_with(L'\\') ? L"" : L"\\");
 }
 
-// Where the file of a line in a [SourceDisksFiles] section is: the key is its name, and the two
-// fields are its medium and a folder below that of the medium.
-std::wstring SourceOf(HINF inf, INFCONTEXT line, const std::wstring& packageFolder) {
+// What the medium with that number in [SourceDisksNames] has as its folder, or as its cabinet.
+std::wstring OfMedium(HINF inf, INT medium, UINT what) {
+    Text text{};
+    (void)::SetupGetSourceInfoW(inf, static_cast<UINT>(medium), what, text.data(), MAX_PATH,
+                                nullptr);
+    return text.data();
+}
+
+bool IsCabinet(std::wstring_view name) {
+    constexpr std::wstring_view extension = L".cab";
+    return name.size() > extension.size() &&
+           EqualIgnoringCase(name.substr(name.size() - extension.size()), extension);
+}
+
+// The path of the file that a line of a [SourceDisksFiles] section lists, when it is missing. The
+// key of the line is its name, and the fields are its medium and a folder below that of the medium.
+std::wstring MissingAt(HINF inf, INFCONTEXT line, const std::wstring& packageFolder) {
     Text name{};
-    Text mediumFolder{};
     Text subfolder{};
     INT medium = 0;
     (void)::SetupGetStringFieldW(&line, 0, name.data(), MAX_PATH, nullptr);
     (void)::SetupGetIntField(&line, 1, &medium);
     (void)::SetupGetStringFieldW(&line, 2, subfolder.data(), MAX_PATH, nullptr);
-    (void)::SetupGetSourceInfoW(inf, static_cast<UINT>(medium), SRCINFO_PATH, mediumFolder.data(),
-                                MAX_PATH, nullptr);
-    return Below(Below(packageFolder, mediumFolder.data()), subfolder.data()) + name.data();
+
+    if (IsCabinet(OfMedium(inf, medium, SRCINFO_TAGFILE))) return L"";
+    std::wstring path =
+        Below(Below(packageFolder, OfMedium(inf, medium, SRCINFO_PATH)), subfolder.data()) +
+        name.data();
+    const std::wstring compressed = path.substr(0, path.size() - 1) + L"_";
+    return FileOrFolderExists(path) || FileOrFolderExists(compressed) ? L"" : path;
 }
 
 }  // namespace
@@ -104,8 +123,8 @@ std::wstring MissingFile(const InfFile& inf) {
         INFCONTEXT line{};
         for (BOOL more = ::SetupFindFirstLineW(opened.Get(), section, nullptr, &line); more;
              more = ::SetupFindNextLine(&line, &line)) {
-            std::wstring path = SourceOf(opened.Get(), line, std::wstring(FolderOf(inf.path)));
-            if (!FileOrFolderExists(path)) return path;
+            std::wstring path = MissingAt(opened.Get(), line, std::wstring(FolderOf(inf.path)));
+            if (!path.empty()) return path;
         }
     }
     return L"";

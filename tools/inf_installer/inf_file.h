@@ -26,7 +26,8 @@ struct InfReading {
 [[nodiscard]] InfReading ReadInf(const std::wstring& path);
 
 // The path of a file that [SourceDisksFiles] of `inf` lists for the processor of this tool and that
-// is not there. Empty when all of them are. Does not look into cabinets.
+// is not there, not even compressed ("stand_in.sy_"). Empty when all of them are. What a cabinet of
+// the package contains is taken to be there.
 [[nodiscard]] std::wstring MissingFile(const InfFile& inf);
 
 // Every byte of the file at `path`. Empty, with the reason in GetLastError(), when the file cannot
