@@ -1,6 +1,6 @@
 """LZFSE, which Zip files have under the number of WinZip's AES.
 
-The two kinds of compressed blocks take turns. There is no stored block: 7-Zip 26.01 takes it for damaged,
+The two kinds of compressed blocks take turns. There is no stored block: 7-Zip 26.02 takes it for damaged,
 because its decoder does not count the bytes.
 """
 
