@@ -52,6 +52,7 @@ constexpr const char* kNoFailure = "cannot report a failure";
 constexpr const char* kPure = "computes from its arguments alone";
 constexpr const char* kEnds = "does not return";
 constexpr const char* kData = "is a variable";
+constexpr const char* kAtLoad = "runs at load, before a stand-in can be installed";
 
 ImportedFunction Safe(std::string_view name, const char* reason) {
     return {.name = name, .reason = reason};
@@ -170,6 +171,7 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Safe("GlobalMemoryStatus", kNoFailure),
 
         // kernel32: the rest
+        Fails<"FormatMessageA", decltype(::FormatMessageA)>(DWORD{0}, ERROR_MR_MID_NOT_FOUND),
         Fails<"FormatMessageW", decltype(::FormatMessageW)>(DWORD{0}, ERROR_MR_MID_NOT_FOUND),
         Fails<"GetVersionExW", decltype(::GetVersionExW)>(FALSE, ERROR_INSUFFICIENT_BUFFER),
         Fails<"MultiByteToWideChar", decltype(::MultiByteToWideChar)>(0,
@@ -224,6 +226,7 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Safe("strncmp", kPure),
         Safe("strncpy", kPure),
         Safe("strstr", kPure),
+        Safe("strtoul", kPure),
         Safe("wcscmp", kPure),
         Safe("wcslen", kPure),
         Safe("wcsstr", kPure),
@@ -234,11 +237,12 @@ std::vector<ImportedFunction> MakeTable() {  // NOLINT(readability-function-size
         Safe("__mb_cur_max", kData),
         Safe("_amsg_exit", kEnds),
         Safe("_errno", kNoFailure),
-        Safe("_initterm", "runs at load, before a stand-in can be installed"),
+        Safe("_initterm", kAtLoad),
         Safe("_iob", kData),
         Safe("_lock", kNoFailure),
         Safe("_unlock", kNoFailure),
         Safe("abort", kEnds),
+        Safe("getenv", kAtLoad),
 
         // ole32 and oleaut32
         FailsAfterItsWork<"PropVariantClear", decltype(::PropVariantClear)>(E_INVALIDARG,
