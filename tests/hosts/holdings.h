@@ -2,9 +2,10 @@
 
 #include <windows.h>
 
-#include <malloc.h>
-
+#include "hosts/process_heap.h"
 #include "hosts/report.h"
+#include "support/heap_groups.h"
+#include "support/runtime_heap.h"
 
 // What this process holds at the moment.
 struct Holdings {
@@ -15,11 +16,14 @@ struct Holdings {
     long privateBytes = 0;
 
     [[nodiscard]] static Holdings Now() {
+        static bool isFirst = true;
+        if (isFirst) FillHeapGroups();
+        isFirst = false;
         Holdings now;
         now.handles = CountHandles();
         now.slots = CountSlots();
-        now.runtimeBlocks = CountRuntimeBlocks();
-        now.processBlocks = CountProcessBlocks();
+        now.runtimeBlocks = RuntimeHeap::Now().blocks;
+        now.processBlocks = ProcessHeap::Blocks();
         now.privateBytes = CountPrivateBytes();
         return now;
     }
@@ -60,27 +64,6 @@ private:
         while (free < all && (slots[free] = ::TlsAlloc()) != TLS_OUT_OF_INDEXES) ++free;
         for (long i = 0; i < free; ++i) (void)::TlsFree(slots[i]);
         return all - free;
-    }
-
-    static long CountRuntimeBlocks() {
-        long count = 0;
-        _HEAPINFO block = {};
-        while (::_heapwalk(&block) == _HEAPOK) {
-            if (block._useflag == _USEDENTRY) ++count;
-        }
-        return count;
-    }
-
-    static long CountProcessBlocks() {
-        long count = 0;
-        PROCESS_HEAP_ENTRY block = {};
-        const HANDLE heap = ::GetProcessHeap();
-        (void)::HeapLock(heap);
-        while (::HeapWalk(heap, &block)) {
-            if ((block.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) ++count;
-        }
-        (void)::HeapUnlock(heap);
-        return count;
     }
 
     static long CountPrivateBytes() {

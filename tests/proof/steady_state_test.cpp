@@ -10,6 +10,7 @@
 
 #include "proof/small_archive.h"
 #include "support/fake_os.h"
+#include "support/heap_groups.h"
 #include "support/loaded_library.h"
 #include "support/process_counts.h"
 #include "support/repair_setting.h"
@@ -112,6 +113,7 @@ TEST(PrivateBytes, GrowByWhatIsAllocated) {
 class SteadyState : public testing::Test {
 protected:
     SteadyState() {
+        FillHeapGroups();
         std::filesystem::create_directories(host + L"\\files\\inf");
         std::filesystem::copy_file(LoadedLibrary::BuiltPath(), host + L"\\libmendloft.dll");
         WriteFileContent(host + L"\\files\\inf\\InfInstallerx64.exe");

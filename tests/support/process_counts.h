@@ -1,7 +1,6 @@
 #pragma once
 
 #include <windows.h>
-#include <malloc.h>
 #include <tlhelp32.h>
 
 #include <algorithm>
@@ -10,6 +9,8 @@
 #include <cstdlib>
 #include <ostream>
 #include <vector>
+
+#include "support/runtime_heap.h"
 
 // What this process holds at the moment: handles, threads, and blocks and bytes of the C heap.
 struct ProcessCounts {
@@ -101,12 +102,9 @@ private:
 
     void CountHeap() {
         if (HeapIsChecked()) return;
-        _HEAPINFO block{};
-        while (::_heapwalk(&block) == _HEAPOK) {
-            if (block._useflag != _USEDENTRY) continue;
-            ++heapBlocks;
-            heapBytes += block._size;
-        }
+        const RuntimeHeap::Use use = RuntimeHeap::Now();
+        heapBlocks = static_cast<std::size_t>(use.blocks);
+        heapBytes = static_cast<std::size_t>(use.bytes);
     }
 };
 
