@@ -27,10 +27,9 @@ concept SetupSteps = requires(T& steps, FixHelper& helper, const std::wstring& p
     steps.Report(kUsbPackage, kUsbPackage.infMissing, path);
     { steps.StagedInfExists(path) } -> std::same_as<bool>;
     { steps.ToolExists(path) } -> std::same_as<bool>;
-    // Installs (low byte of `repair` not 0) or removes the package of the INF file.
-    {
-        steps.RunInstaller(kUsbPackage, /*tool=*/path, /*inf=*/path, repair)
-        } -> std::same_as<MendloftSetupResult>;
+    // Installs (low byte of `repair` not 0) or removes the package of the INF file, which is the
+    // second path, with the tool, which is the first.
+    { steps.RunInstaller(kUsbPackage, path, path, repair) } -> std::same_as<MendloftSetupResult>;
 };
 
 // The INF file that Apple's own software installed. Empty when it installed none.

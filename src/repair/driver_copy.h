@@ -11,9 +11,11 @@
 // The order of the steps of the driver copy. It has two users: FixHelper::CopyDrivers carries the
 // steps out (copy_drivers.cpp), and mendloftctl's plan of a call only records them.
 
+// What a step calls for each file of a folder.
+using FileNameVisitor = void (*)(const wchar_t* name);
+
 template <typename T>
-concept DriverCopySteps = requires(T& steps, const std::wstring& path,
-                                   void (*visit)(const wchar_t* name)) {
+concept DriverCopySteps = requires(T& steps, const std::wstring& path, FileNameVisitor visit) {
     // Makes `path` the package's staged INF file for the whole process.
     steps.Remember(kUsbPackage, path);
     { steps.Exists(path) } -> std::same_as<bool>;

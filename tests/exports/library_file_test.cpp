@@ -129,7 +129,7 @@ TEST_F(LibraryFile, HasAVersionResource) {
 }
 
 TEST(LibraryLoad, CanBeRepeatedWithoutLeakingHandles) {
-    { const LoadedLibrary first; }
+    (void)LoadedLibrary();
     DWORD before = 0, after = 0;
     ::GetProcessHandleCount(::GetCurrentProcess(), &before);
 

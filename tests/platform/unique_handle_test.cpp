@@ -98,7 +98,7 @@ TEST_F(UniqueTest, ClosesTheOldValueBeforeItReceivesANewOne) {
 TEST_F(UniqueTest, LeavesTheLastErrorUnchanged) {
     ::SetLastError(5);
 
-    { const Number number(7); }
+    (void)Number(7);
 
     EXPECT_EQ(5u, ::GetLastError());
 }
@@ -106,7 +106,7 @@ TEST_F(UniqueTest, LeavesTheLastErrorUnchanged) {
 TEST_F(UniqueTest, ClosesRealHandles) {
     const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
 
-    { const UniqueHandle owner(event); }
+    (void)UniqueHandle(event);
 
     DWORD flags = 0;
     EXPECT_FALSE(::GetHandleInformation(event, &flags));
