@@ -13,6 +13,7 @@
 #include "proof/imported_functions.h"
 #include "proof/ledger.h"
 #include "proof/subjects.h"
+#include "support/fake_os.h"
 #include "support/loaded_library.h"
 #include "support/repair_setting.h"
 #include "telnet/loopback.h"
@@ -243,9 +244,18 @@ protected:
         const std::uint32_t calls = ledger_->calls[subject][function];
         std::set<std::uint32_t> chosen;
         for (std::uint32_t call = 1; call <= calls; ++call) {
-            if (IsFullSweep() || IsUsual(subject, function, call)) chosen.insert(call);
+            const bool isUsual = IsUsual(subject, function, call);
+            if (IsFullSweep() || (isUsual && IsForThisPrefix(subject, function, call)))
+                chosen.insert(call);
         }
         return chosen;
+    }
+
+    // The usual sweep makes one half of its calls fail in a 32-bit prefix, and the other half in a
+    // 64-bit one. The numbers of a call decide, in a way that divides each group of calls.
+    [[nodiscard]] static bool IsForThisPrefix(std::uint16_t subject, std::uint16_t function,
+                                              std::uint32_t call) {
+        return ((subject / 2 + function + call / 16 + call) % 2 == 0) == PrefixIs64Bit();
     }
 
     // The usual sweep takes the first two calls and the last one, and every sixteenth allocation.
