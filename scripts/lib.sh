@@ -123,10 +123,47 @@ make_prefix() {
             mv "$file.copy" "$file"
         done
         in_prefix "$name" wine winecfg -v "$version" </dev/null >/dev/null 2>&1 9>&-
-        in_prefix "$name" wineserver -w 9>&-
+        in_prefix "$name" wineserver -k 9>&-
         touch "$folder/.ready"
     fi
     exec 9>&-
+}
+
+# Wine's server and services stay for a minute after the last program in a prefix, so that the next one need
+# not start them. A program that begins while they end may be refused, ended or left waiting for ever. So this
+# ends a server that has been idle for half of that time, and starts another one. Until the script ends, or
+# calls leave_prefix, no other script ends it.
+enter_prefix() {
+    local name=$1 use=$prefixes/$1/.ready # locked by all who use the prefix, and as old as the last use
+    exec 8<"$use"
+    if flock --nonblock 8; then
+        (($(date +%s) - $(stat -c %Y "$use") < 30)) || end_server "$name"
+        # The services inherit the output of the program that starts them, so one goes first whose output is
+        # discarded.
+        ! in_prefix "$name" wineserver -p60 8<&- </dev/null >/dev/null 2>&1 ||
+            in_prefix "$name" wine cmd /c exit 8<&- </dev/null >/dev/null 2>&1 || true
+        touch "$use"
+    fi
+    flock --shared 8
+}
+
+leave_prefix() {
+    touch "$prefixes/$1/.ready"
+    exec 8<&-
+}
+
+# Ends all programs in the prefix named $1.
+end_server() { in_prefix "$1" wineserver -k 8<&- 2>/dev/null || true; }
+
+# Ends the servers of the prefixes that nobody uses.
+end_idle_servers() {
+    local use
+    for use in "$prefixes"/*/.ready; do
+        [ -e "$use" ] || continue
+        exec 8<"$use"
+        ! flock --nonblock 8 || end_server "$(basename "${use%/*}")"
+    done
+    exec 8<&-
 }
 
 # Configures and builds the preset $1: everything, or only the targets that follow. Shows the output of

@@ -54,7 +54,7 @@ class Workspace:
         pristine = self._pristine
         if not (pristine / ".ready").exists():
             self._wine_run("cmd", ["/c", "exit"], 120)
-            subprocess.run(["wineserver", "-w"], env=self._environment, check=True)
+            self._end_prefix()
             made = self._folder
             shutil.rmtree(pristine, ignore_errors=True)
             # Real copies: the prefix shares its files with the template of all prefixes.
@@ -159,12 +159,12 @@ class Workspace:
 
     def _renew_prefix(self):
         self._end_prefix()
-        subprocess.run(["wineserver", "-w"], env=self._environment, check=False)
         shutil.rmtree(self._folder, ignore_errors=True)
         subprocess.run(["cp", "-al", self._pristine, self._folder], check=True)
-        for registry in self._folder.glob("*.reg"):  # Wine rewrites these
-            registry.unlink()
-            shutil.copy(self._pristine / registry.name, registry)
+        # Wine rewrites the registry. The other file is locked and touched by scripts/wine-run.
+        for own in [*self._folder.glob("*.reg"), self._folder / ".ready"]:
+            own.unlink()
+            shutil.copy(self._pristine / own.name, own)
 
     def _prefix_files(self):
         found = []
