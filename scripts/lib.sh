@@ -57,12 +57,13 @@ winecfg_version() {
     esac
 }
 
-# Runs a command in the Wine prefix that is the folder $1 and has the bitness $2 (win32 or win64).
+# Runs a command in the Wine prefix that is the folder $1 and has the bitness $2 (win32 or win64). It does not
+# inherit the locks of the functions below, which it might keep for longer.
 with_prefix() {
     local folder=$1 arch=$2
     shift 2
     WINEPREFIX=$folder WINEARCH=$arch WINEDEBUG=${WINEDEBUG:--all} \
-        WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe,winedbg.exe=d" "$@"
+        WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe,winedbg.exe=d" "$@" 7>&- 8>&- 9>&-
 }
 
 # Runs a command in the project's prefix named $1.
@@ -122,40 +123,17 @@ make_prefix() {
             cp "$file" "$file.copy"
             mv "$file.copy" "$file"
         done
-        in_prefix "$name" wine winecfg -v "$version" </dev/null >/dev/null 2>&1 9>&-
-        in_prefix "$name" wineserver -k 9>&-
+        in_prefix "$name" wine winecfg -v "$version" </dev/null >/dev/null 2>&1
+        in_prefix "$name" wineserver -k
         touch "$folder/.ready"
     fi
     exec 9>&-
 }
 
-# Wine's server and services stay for a minute after the last program in a prefix, so that the next one need
-# not start them. A program that begins while they end may be refused, ended or left waiting for ever. So this
-# ends a server that has been idle for half of that time, and starts another one. Until the script ends, or
-# calls leave_prefix, no other script ends it.
-enter_prefix() {
-    local name=$1 use=$prefixes/$1/.ready # locked by all who use the prefix, and as old as the last use
-    exec 8<"$use"
-    if flock --nonblock 8; then
-        (($(date +%s) - $(stat -c %Y "$use") < 30)) || end_server "$name"
-        # The services inherit the output of the program that starts them, so one goes first whose output is
-        # discarded.
-        ! in_prefix "$name" wineserver -p60 8<&- </dev/null >/dev/null 2>&1 ||
-            in_prefix "$name" wine cmd /c exit 8<&- </dev/null >/dev/null 2>&1 || true
-        touch "$use"
-    fi
-    flock --shared 8
-}
-
-leave_prefix() {
-    touch "$prefixes/$1/.ready"
-    exec 8<&-
-}
-
 # Ends all programs in the prefix named $1.
-end_server() { in_prefix "$1" wineserver -k 8<&- 2>/dev/null || true; }
+end_server() { in_prefix "$1" wineserver -k 2>/dev/null || true; }
 
-# Ends the servers of the prefixes that nobody uses.
+# Ends the servers of the prefixes that no run of scripts/wine-run uses.
 end_idle_servers() {
     local use
     for use in "$prefixes"/*/.ready; do

@@ -177,47 +177,6 @@ TEST(TestServicePort, AnswersTwoThreadsThatTestTwoOpenPorts) {
     EXPECT_EQ(200, trueForCommand);
 }
 
-class ThousandPortTests : public testing::Test {
-protected:
-    static void TestThousandTimes(std::int32_t port) {
-        for (int i = 0; i < 1000; ++i) (void)TestServicePort(port);
-    }
-};
-
-TEST_F(ThousandPortTests, OfAnOpenPortLeaveNothingBehind) {
-    const LoopbackListener listener;
-    const CountsAround counts([&] {
-        for (int i = 0; i < 1000; ++i) {
-            (void)TestServicePort(listener.Port());
-            (void)listener.Accept();
-        }
-    });
-
-    EXPECT_EQ(counts.before, counts.after);
-}
-
-TEST_F(ThousandPortTests, OfAServiceThatHangsUpLeaveNothingBehind) {
-    const LoopbackListener listener;
-    const CountsAround counts([&] {
-        const FakeConnect connect([&](SOCKET socket, const sockaddr* address, int size) {
-            const int result = connect.Real(socket, address, size);
-            SendText(listener.Accept(), "go away\r\n");
-            return result;
-        });
-
-        TestThousandTimes(listener.Port());
-    });
-
-    EXPECT_EQ(counts.before, counts.after);
-}
-
-TEST_F(ThousandPortTests, OfAClosedPortLeaveNothingBehind) {
-    const std::int32_t port = ClosedPort();
-    const CountsAround counts([&] { TestThousandTimes(port); });
-
-    EXPECT_EQ(counts.before, counts.after);
-}
-
 // --- Failing calls -------------------------------------------------------------------------------
 
 TEST(TestServicePort, IsFalseWithoutASocketAndLeavesNothingBehind) {
