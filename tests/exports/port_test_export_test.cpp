@@ -21,11 +21,7 @@ TEST_F(AmdPortTest, IsTrueForAPortThatAccepts) {
 }
 
 TEST_F(AmdPortTest, IsFalseForAPortThatNobodyListensOn) {
-    LoopbackListener listener;
-    const std::uint16_t port = listener.Port();
-    listener.Close();
-
-    EXPECT_FALSE(library.PortTest(port));
+    EXPECT_FALSE(library.PortTest(ClosedPort()));
 }
 
 TEST_F(AmdPortTest, IsFalseForPort0) {

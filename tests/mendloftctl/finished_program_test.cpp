@@ -5,12 +5,11 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include <stdexcept>
-
 #include "mendloftctl/private_folder.h"
 #include "support/fake_os.h"
 #include "support/recorded_runs.h"
 #include "support/repair_setting.h"
+#include "telnet/loopback.h"
 
 namespace {
 
@@ -282,50 +281,19 @@ TEST_F(FinishedSetup, ReportsAMissingTool) {
 
 // ---- ports
 
-class Listener {
-public:
-    Listener() {
-        WSADATA data{};
-        ::WSAStartup(MAKEWORD(2, 2), &data);
-        socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = ::inet_addr("127.0.0.1");
-        int size = sizeof(address);
-        auto* const plain = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(socket_, plain, size) != 0 || ::listen(socket_, 1) != 0 ||
-            ::getsockname(socket_, plain, &size) != 0) {
-            throw std::runtime_error("no port to listen on");
-        }
-        port_ = ::ntohs(address.sin_port);
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-    ~Listener() { Close(); }
-
-    void Close() { ::closesocket(socket_); }
-
-    [[nodiscard]] std::wstring Port() const { return std::to_wstring(port_); }
-
-private:
-    SOCKET socket_ = INVALID_SOCKET;
-    unsigned port_ = 0;
-};
-
 TEST_F(FinishedProgram, FindsAListener) {
-    const Listener listener;
+    const LoopbackListener listener;
 
-    const ProgramRun run = RunMendloftCtl(L"port " + listener.Port());
+    const ProgramRun run = RunMendloftCtl(L"port " + std::to_wstring(listener.Port()));
 
     EXPECT_EQ(0U, run.status);
     EXPECT_THAT(run.output, HasSubstr("returned 1: A program on this machine accepts"));
 }
 
 TEST_F(FinishedProgram, FindsNoListener) {
-    Listener listener;
-    listener.Close();
+    const ClosedPort port;
 
-    const ProgramRun run = RunMendloftCtl(L"port " + listener.Port() + L" --json");
+    const ProgramRun run = RunMendloftCtl(L"port " + std::to_wstring(port) + L" --json");
 
     EXPECT_EQ(15U, run.status);
     EXPECT_EQ(0, Json::parse(run.output)["code"]);

@@ -172,7 +172,7 @@ protected:
         const std::wstring library = host_ + L"\\libmendloft.dll";
         std::copy(library.begin(), library.end(), ledger_->library.begin());
         ledger_->openPort = service_.Port();
-        ledger_->closedPort = ClosedPort();
+        ledger_->closedPort = closedPort_;
     }
 
     // Runs the cases one after another, in as many children as necessary.
@@ -334,6 +334,7 @@ protected:
     TemporaryFolder parent_;
     std::wstring host_ = parent_ / L"host";
     TalkingService service_;
+    ClosedPort closedPort_;
 };
 
 TEST_F(Sweep, KnowsEveryFunctionThatTheLibraryImports) {

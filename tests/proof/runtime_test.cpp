@@ -46,7 +46,7 @@ private:
 
 class LibraryRuntime : public testing::Test {
 protected:
-    const std::uint16_t port = ClosedPort();
+    const ClosedPort port;
 };
 
 TEST_F(LibraryRuntime, ThrowsOnManyThreadsAtOnceWithoutMemory) {

@@ -191,7 +191,7 @@ TEST_F(SteadyState, OfAMDPortTestOnAnOpenPort) {
 
 TEST_F(SteadyState, OfAMDPortTestOnAClosedPort) {
     const LoadedLibrary library;
-    const std::uint16_t port = ClosedPort();
+    const ClosedPort port;
 
     ExpectSteady(0, [&] { ASSERT_FALSE(library.PortTest(port)); });
 }
@@ -243,7 +243,7 @@ TEST_F(SteadyState, OfThreadLocalSlots) {
 
 TEST_F(SteadyState, OfLoadingAndUnloading) {
     constexpr std::size_t loads = 1500;
-    const std::uint16_t port = ClosedPort();
+    const ClosedPort port;
     const auto loadAndUse = [&] {
         const LoadedLibrary library(host + L"\\libmendloft.dll");
         ASSERT_FALSE(library.PortTest(port));

@@ -42,17 +42,19 @@ inline UniqueSocket MakeSocket() {
     return made;
 }
 
+// Binds the socket to a port that the system chooses, and returns the port.
+inline std::uint16_t BindToSomePort(const UniqueSocket& socket) {
+    sockaddr_in address = Loopback(0);
+    int size = sizeof(address);
+    auto* const plain = reinterpret_cast<sockaddr*>(&address);
+    Require(::bind(socket.Get(), plain, size) == 0, "bind");
+    Require(::getsockname(socket.Get(), plain, &size) == 0, "getsockname");
+    return ::ntohs(address.sin_port);
+}
+
 class LoopbackListener {
 public:
-    LoopbackListener() : socket_(MakeSocket()) {
-        sockaddr_in address = Loopback(0);
-        int size = sizeof(address);
-        auto* const plain = reinterpret_cast<sockaddr*>(&address);
-        Require(::bind(socket_.Get(), plain, size) == 0, "bind");
-        Require(::listen(socket_.Get(), kQueue) == 0, "listen");
-        Require(::getsockname(socket_.Get(), plain, &size) == 0, "getsockname");
-        port_ = ::ntohs(address.sin_port);
-    }
+    LoopbackListener() { Require(::listen(socket_.Get(), kQueue) == 0, "listen"); }
 
     [[nodiscard]] std::uint16_t Port() const { return port_; }
 
@@ -73,14 +75,21 @@ public:
 private:
     static constexpr int kQueue = 100;
 
-    UniqueSocket socket_;
-    std::uint16_t port_ = 0;
+    UniqueSocket socket_ = MakeSocket();
+    std::uint16_t port_ = BindToSomePort(socket_);
 };
 
-// A port on which nobody listens.
-inline std::uint16_t ClosedPort() {
-    return LoopbackListener().Port();
-}
+// The number of a port on which nobody listens. While this lives, no other program can, and the
+// system does not choose the port for the near end of a connection to it, which would then be
+// connected with itself.
+class ClosedPort {
+public:
+    operator std::uint16_t() const { return port_; }
+
+private:
+    UniqueSocket socket_ = MakeSocket();
+    std::uint16_t port_ = BindToSomePort(socket_);
+};
 
 // The two ends of one connection.
 struct SocketPair {

@@ -242,7 +242,7 @@ TEST(MyTelnet, ReportsAServerWhenADerivedClassMakesItOne) {
 }
 
 TEST(MyTelnet, ReleasesItsServer) {
-    const std::uint16_t port = ClosedPort();
+    const ClosedPort port;
     CountedCloses closes;
     const SOCKET listening = MakeSocket().Detach();
     {

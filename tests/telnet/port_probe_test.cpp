@@ -147,7 +147,7 @@ TEST(TestServicePort, ReceivesATelnetCommandWithoutAnEndpointToAnswerIt) {
 TEST(TestServicePort, AnswersTwoThreadsAtTheSameTime) {
     const Service service("", Service::kWaits);
     const std::int32_t open = service.Port();
-    const std::int32_t closed = ClosedPort();
+    const ClosedPort closed;
     int trueForOpen = 0;
     int trueForClosed = 0;
 
@@ -250,7 +250,7 @@ TEST(TestServicePort, SendsNothing) {
 }
 
 TEST(TestServicePort, StartsWindowsSocketsOnceForEachCall) {
-    const std::int32_t port = ClosedPort();
+    const ClosedPort port;
     int starts = 0;
     const FakeStartup startup([&](WORD version, WSADATA* data) {
         ++starts;

@@ -43,7 +43,7 @@ TEST_F(ThousandPortTests, OfAServiceThatHangsUpLeaveNothingBehind) {
 }
 
 TEST_F(ThousandPortTests, OfAClosedPortLeaveNothingBehind) {
-    const std::int32_t port = ClosedPort();
+    const ClosedPort port;
     const CountsAround counts([&] { TestThousandTimes(port); });
 
     EXPECT_EQ(counts.before, counts.after);

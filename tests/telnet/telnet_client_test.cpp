@@ -195,7 +195,7 @@ TEST(TelnetClient, UsesTheResolversFirstAddressAndFamilyWhenTheTextIsNotUndersto
 }
 
 TEST(TelnetClient, KeepsTheSocketOfAFailedConnectUntilItCloses) {
-    const std::uint16_t port = ClosedPort();
+    const ClosedPort port;
     CountedCloses closes;
     Client client;
     (void)client.Connect(nullptr, port);
@@ -209,7 +209,7 @@ TEST(TelnetClient, KeepsTheSocketOfAFailedConnectUntilItCloses) {
 }
 
 TEST(TelnetClient, ClosesTheSocketOfAFailedConnectWhenDestroyed) {
-    const std::uint16_t port = ClosedPort();
+    const ClosedPort port;
     CountedCloses closes;
     SOCKET kept = INVALID_SOCKET;
     {
