@@ -46,7 +46,7 @@ private:
 
 class LibraryRuntime : public testing::Test {
 protected:
-    const ClosedPort port;
+    ClosedPort port;
 };
 
 TEST_F(LibraryRuntime, ThrowsOnManyThreadsAtOnceWithoutMemory) {
