@@ -125,7 +125,8 @@ int main(int argc, char** argv) {
     WSADATA data{};
     if (::WSAStartup(MAKEWORD(2, 2), &data) != 0) return 1;
 
-    // Nobody listens, and no other program can, nor is the port chosen for the near end.
+    // The socket stays bound, so that no other program listens there, and the port is not chosen
+    // for the near end of a connection, which would then be connected with itself.
     const std::uint16_t closedPort = BindToSomePort(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
     const Listener listener;
 

@@ -58,7 +58,7 @@ winecfg_version() {
 }
 
 # Runs a command in the Wine prefix that is the folder $1 and has the bitness $2 (win32 or win64). It does not
-# inherit the locks of the functions below, which it might keep for longer.
+# inherit the locks of these scripts, the descriptors 7 to 9, because a program that stays would keep them.
 with_prefix() {
     local folder=$1 arch=$2
     shift 2
@@ -124,13 +124,13 @@ make_prefix() {
             mv "$file.copy" "$file"
         done
         in_prefix "$name" wine winecfg -v "$version" </dev/null >/dev/null 2>&1
-        in_prefix "$name" wineserver -k
+        end_server "$name"
         touch "$folder/.ready"
     fi
     exec 9>&-
 }
 
-# Ends all programs in the prefix named $1.
+# Ends all programs in the prefix named $1, with Wine's server if there is one.
 end_server() { in_prefix "$1" wineserver -k 2>/dev/null || true; }
 
 # Ends the servers of the prefixes that no run of scripts/wine-run uses.
