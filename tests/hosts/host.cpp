@@ -164,8 +164,8 @@ bool LoadAndThrow(int number, int openPort) {
 }
 
 void LoadsLeaveNothing() {
-    constexpr int loads = 1500;  // a process has 1,088 thread-local slots
-    Begin("1500 times to load the library, use it and unload it");
+    constexpr int loads = 1100;  // a process has 1,088 thread-local slots
+    Begin("1100 times to load the library, use it and unload it");
     const LoopbackPort open(true);
     for (int i = 0; i < 50; ++i) (void)LoadAndThrow(i, open.Number());
     (void)Holdings::Now();

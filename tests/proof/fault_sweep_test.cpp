@@ -255,22 +255,22 @@ protected:
     // 64-bit one. The numbers of a call decide, in a way that divides each group of calls.
     [[nodiscard]] static bool IsForThisPrefix(std::uint16_t subject, std::uint16_t function,
                                               std::uint32_t call) {
-        return ((subject / 2 + function + call / 16 + call) % 2 == 0) == PrefixIs64Bit();
+        return ((subject / 2 + function + call / 32 + call) % 2 == 0) == PrefixIs64Bit();
     }
 
-    // The usual sweep takes the first two calls and the last one, and every sixteenth allocation.
+    // The usual sweep takes the first two calls and the last one, and every 32nd allocation.
     // The setup exports begin with the same work as the folder repair. A function that the repair
     // calls too therefore fails only at its first call, in one of the ten setup subjects, and of
-    // its allocations every fiftieth does.
+    // its allocations every hundredth does.
     [[nodiscard]] bool IsUsual(std::uint16_t subject, std::uint16_t function,
                                std::uint32_t call) const {
         const bool allocates = ImportedFunctions()[function].kind == Kind::kMemory;
         const bool isSetup = Subjects()[subject].IsSetup();
         if (isSetup && ledger_->calls[kFolderRepair][function] != 0) {
-            return allocates ? call % 50 == subject : call == 1 && function % 10 == subject % 10;
+            return allocates ? call % 100 == subject : call == 1 && function % 10 == subject % 10;
         }
         return call <= 2 || call == ledger_->calls[subject][function] ||
-               (allocates && call % 16 == 0);
+               (allocates && call % 32 == 0);
     }
 
     [[nodiscard]] std::vector<FaultCase> CasesOf(Kind kind, bool memoryStaysGone) const {
