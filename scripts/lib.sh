@@ -90,15 +90,18 @@ link_originals() {
     done
 }
 
-# Makes a prefix of the bitness $1 as the folder $2. Takes some seconds.
+# Makes a prefix of the bitness $1 as the folder $2. In memory and on one processor that takes a third of the time.
 make_first_prefix() {
-    local arch=$1 folder=$2
+    local arch=$1 folder=$2 new processor
+    new=$(make_folder_in_memory) || new=$(mktemp -d "$folder-XXXXXX")
+    processor=$(taskset -cp $$ | sed 's/.*: //; s/[-,].*//')
+    with_prefix "$new" "$arch" taskset -c "$processor" wine wineboot -i </dev/null >/dev/null 2>&1
+    with_prefix "$new" "$arch" wineserver -w
+    [ -e "$new/system.reg" ] || { rm -rf "$new" && fail "Wine could not make a $arch prefix"; }
+    link_originals "$new"
     rm -rf "$folder.new"
-    mkdir -p "$folder.new"
-    with_prefix "$folder.new" "$arch" wine wineboot -i </dev/null >/dev/null 2>&1
-    with_prefix "$folder.new" "$arch" wineserver -w
-    [ -e "$folder.new/system.reg" ] || fail "Wine could not make a $arch prefix"
-    link_originals "$folder.new"
+    cp -a "$new" "$folder.new"
+    rm -rf "$new"
     mv "$folder.new" "$folder"
 }
 

@@ -1,6 +1,7 @@
 #include "mendloftctl/call_report.h"
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <optional>

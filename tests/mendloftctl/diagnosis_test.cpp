@@ -1,6 +1,7 @@
 #include "mendloftctl/diagnosis.h"
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "finished_program.h"
 #include "support/fake_os.h"

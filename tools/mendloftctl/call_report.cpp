@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include <nlohmann/json.hpp>
+
 #include "common/system_text.h"
 #include "common/text.h"
 #include "mendloftctl/meanings.h"

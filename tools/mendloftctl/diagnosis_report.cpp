@@ -1,6 +1,8 @@
 #include <array>
 #include <cstdio>
 
+#include <nlohmann/json.hpp>
+
 #include "common/text.h"
 #include "mendloftctl/device_service.h"
 #include "mendloftctl/diagnosis.h"

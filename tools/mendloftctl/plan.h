@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "mendloftctl/driver_archive.h"
 #include "mendloftctl/library_functions.h"

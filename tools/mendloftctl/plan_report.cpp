@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <nlohmann/json.hpp>
+
 #include "common/text.h"
 #include "mendloftctl/meanings.h"
 #include "mendloftctl/plan.h"
