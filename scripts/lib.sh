@@ -90,7 +90,8 @@ link_originals() {
     done
 }
 
-# Makes a prefix of the bitness $1 as the folder $2. In memory and on one processor that takes a third of the time.
+# Makes a prefix of the bitness $1 as the folder $2. In memory and on one processor that takes a third of the
+# time.
 make_first_prefix() {
     local arch=$1 folder=$2 new processor
     new=$(make_folder_in_memory) || new=$(mktemp -d "$folder-XXXXXX")
@@ -148,8 +149,8 @@ make_prefix() {
 # Ends all programs in the prefix named $1, with Wine's server if there is one.
 end_server() { in_prefix "$1" wineserver -k 2>/dev/null || true; }
 
-# Has the prefixes in memory, where Wine needs a quarter less time, until forget_prefixes_in_memory. Does nothing where
-# memory does not do.
+# Has the prefixes in memory until forget_prefixes_in_memory: tests take a quarter less time there. Does nothing
+# where make_folder_in_memory fails.
 keep_prefixes_in_memory() {
     local folder
     forget_prefixes_in_memory # of a run that was killed
@@ -178,8 +179,9 @@ end_idle_servers() {
     exec 8<&-
 }
 
-# Makes a folder in memory and prints its path. Fails where there is too little memory, or where a folder in memory
-# lacks what Wine needs: programs, and attributes of files, in which it keeps those of Windows.
+# Makes a folder in memory and prints its path. Fails where there is too little memory, or where such a folder
+# lacks what Wine needs: programs can be run from it, and files have extended attributes, in which Wine keeps those
+# of Windows.
 make_folder_in_memory() {
     local folder
     (($(sed -n 's/^MemAvailable: *\([0-9]*\) kB/\1/p' /proc/meminfo) > 4000000)) || return 1
