@@ -91,20 +91,20 @@ link_originals() {
 }
 
 # Makes a prefix of the bitness $1 as the folder $2. In memory and on one processor that takes a third of the
-# time.
-make_first_prefix() {
-    local arch=$1 folder=$2 new processor
+# time. A subshell, so that its trap leaves nothing in memory, however it ends.
+make_first_prefix() (
+    arch=$1 folder=$2
     new=$(make_folder_in_memory) || new=$(mktemp -d "$folder-XXXXXX")
+    trap 'rm -rf "$new"' EXIT
     processor=$(taskset -cp $$ | sed 's/.*: //; s/[-,].*//')
     with_prefix "$new" "$arch" taskset -c "$processor" wine wineboot -i </dev/null >/dev/null 2>&1
     with_prefix "$new" "$arch" wineserver -w
-    [ -e "$new/system.reg" ] || { rm -rf "$new" && fail "Wine could not make a $arch prefix"; }
+    [ -e "$new/system.reg" ] || fail "Wine could not make a $arch prefix"
     link_originals "$new"
     rm -rf "$folder.new"
     cp -a "$new" "$folder.new"
-    rm -rf "$new"
     mv "$folder.new" "$folder"
-}
+)
 
 # Copies the prefix $1 to the folder $2, with hard links for the files that never change.
 copy_prefix() {
@@ -117,11 +117,12 @@ copy_prefix() {
     done
 }
 
-# Makes the prefix that all of the bitness $1 and the Windows version $2 are copied from, as the folder $3.
+# Makes the prefix that all of the bitness $1 and the Windows version $2 are copied from, as the folder $3. The
+# folder for the bitness alone, beside it, is made first.
 make_template() {
-    local arch=$1 version=$2 template=$3 first=${3%-*}
-    say "making a template for Wine prefixes ($arch, Windows $version)"
-    version=$(winecfg_version "$version") || fail "no such Windows version"
+    local arch=$1 version template=$3 first=${3%-*}
+    version=$(winecfg_version "$2") || fail "no Windows version in the prefix name $arch-$2"
+    say "making a template for Wine prefixes ($arch, Windows $2)"
     [ -e "$first" ] || make_first_prefix "$arch" "$first"
     copy_prefix "$first" "$template.new"
     with_prefix "$template.new" "$arch" wine winecfg -v "$version" </dev/null >/dev/null 2>&1
@@ -149,21 +150,20 @@ make_prefix() {
 # Ends all programs in the prefix named $1, with Wine's server if there is one.
 end_server() { in_prefix "$1" wineserver -k 2>/dev/null || true; }
 
-# Has the prefixes in memory until forget_prefixes_in_memory: tests take a quarter less time there. Does nothing
-# where make_folder_in_memory fails.
+# Has the prefixes in memory until leave_prefixes: tests take a quarter less time there. Does nothing where
+# make_folder_in_memory fails.
 keep_prefixes_in_memory() {
     local folder
-    forget_prefixes_in_memory # of a run that was killed
+    leave_prefixes # those of a run that was killed
     folder=$(make_folder_in_memory) || return 0
-    end_idle_servers
     rm -rf "$prefixes"
     ln -s "$folder" "$prefixes"
 }
 
-# Ends what keep_prefixes_in_memory began.
-forget_prefixes_in_memory() {
-    [ -L "$prefixes" ] || return 0
+# Ends the idle servers, and removes the prefixes if they are in memory.
+leave_prefixes() {
     end_idle_servers
+    [ -L "$prefixes" ] || return 0
     rm -rf "$(readlink "$prefixes")"
     rm "$prefixes"
 }
@@ -179,14 +179,14 @@ end_idle_servers() {
     exec 8<&-
 }
 
-# Makes a folder in memory and prints its path. Fails where there is too little memory, or where such a folder
-# lacks what Wine needs: programs can be run from it, and files have extended attributes, in which Wine keeps those
-# of Windows.
+# Makes a folder in memory and prints its path. Fails where memory is scarce (a prefix takes 1.3 GB before most of it
+# becomes links), or where such a folder lacks what Wine needs: programs can be run from it, and files have extended
+# attributes, in which Wine keeps those of Windows.
 make_folder_in_memory() {
-    local folder
-    (($(sed -n 's/^MemAvailable: *\([0-9]*\) kB/\1/p' /proc/meminfo) > 4000000)) || return 1
+    local folder free_kb=4000000 room_kb=2000000
+    (($(sed -n 's/^MemAvailable: *\([0-9]*\) kB/\1/p' /proc/meminfo) > free_kb)) || return 1
     folder=$(mktemp -d /dev/shm/mendloft-XXXXXX 2>/dev/null) || return 1
-    if (($(df --output=avail "$folder" | tail -n 1) > 2000000)) && cp /bin/true "$folder" && "$folder/true" &&
+    if (($(df --output=avail "$folder" | tail -n 1) > room_kb)) && cp /bin/true "$folder" && "$folder/true" &&
         python3 -c "import os, sys; os.setxattr(sys.argv[1], 'user.mendloft', b'')" "$folder/true"; then
         rm "$folder/true"
         echo "$folder"
